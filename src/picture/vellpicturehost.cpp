@@ -1,0 +1,335 @@
+#include "picture/vellpicturehost.h"
+
+#include "foundation/velllog.h"
+#include "foundation/vellmemory.h"
+
+#include <QColor>
+#include <QDataStream>
+#include <QIODevice>
+#include <QPoint>
+#include <QPointF>
+#include <QString>
+
+#include <climits>
+#include <cstring>
+
+namespace {
+
+// The budget books sizes as int, so a buffer must stay below 2^31 bytes.
+const qint64 kMaxBufferBytes = qint64(INT_MAX);
+// A sequential device cannot say how much is still to come, so its pixels are
+// read in steps of this size and the buffer is booked only once they are all
+// there; a corrupt header then cannot make us allocate what it claims.
+const int kSequentialStep = 1024 * 1024;
+
+unsigned int normalisedPixelWidth(unsigned int pixelWidth)
+{
+    return pixelWidth == 8 ? 8 : 4;
+}
+
+// The byte count of a width x height x pixelWidth buffer, or false when it
+// reaches 2^31 bytes or a side does not fit the int coordinates of QRect.
+bool bufferBytes(unsigned int width, unsigned int height, unsigned int pixelWidth, qint64 *bytes)
+{
+    if (width > unsigned(INT_MAX) || height > unsigned(INT_MAX) || pixelWidth == 0)
+        return false;
+    const qint64 pixels = qint64(width) * qint64(height);   // both < 2^31: no overflow
+    if (pixels > kMaxBufferBytes)
+        return false;   // checked first so the next product stays below 2^35
+    const qint64 total = pixels * pixelWidth;
+    if (total > kMaxBufferBytes)
+        return false;
+    *bytes = total;
+    return true;
+}
+
+void logRefusedSize(unsigned int width, unsigned int height, unsigned int pixelWidth)
+{
+    VellLog::Instance()->Log("VellPictureHost: refused %u x %u pixels of %u bytes (2 GiB or more)\n",
+                             width, height, pixelWidth);
+}
+
+// Reads `bytes` raw bytes into a buffer from the memory budget; null with the
+// stream's status set when the stream cannot supply them.
+unsigned char *readPixels(QDataStream &in, qint64 bytes)
+{
+    QIODevice *device = in.device();
+    VellMemory *memory = VellMemory::getInstance();
+    if (!device->isSequential()) {
+        if (device->bytesAvailable() < bytes) {
+            VellLog::Instance()->Log("VellPictureHost: stream holds fewer than %d pixel bytes\n",
+                                     int(bytes));
+            in.setStatus(QDataStream::ReadPastEnd);
+            return nullptr;
+        }
+        unsigned char *data = memory->alloc(int(bytes));
+        if (!data) {
+            in.setStatus(QDataStream::ReadCorruptData);
+            return nullptr;
+        }
+        if (in.readRawData(reinterpret_cast<char *>(data), int(bytes)) != bytes) {
+            memory->release(data);
+            in.setStatus(QDataStream::ReadPastEnd);
+            return nullptr;
+        }
+        return data;
+    }
+
+    std::vector<QByteArray> chunks;
+    for (qint64 got = 0; got < bytes;) {
+        const int step = int(qMin<qint64>(kSequentialStep, bytes - got));
+        QByteArray chunk(step, Qt::Uninitialized);
+        if (in.readRawData(chunk.data(), step) != step) {
+            VellLog::Instance()->Log("VellPictureHost: stream ended inside %d pixel bytes\n",
+                                     int(bytes));
+            in.setStatus(QDataStream::ReadPastEnd);
+            return nullptr;
+        }
+        got += step;
+        chunks.push_back(std::move(chunk));
+    }
+    unsigned char *data = memory->alloc(int(bytes));
+    if (!data) {
+        in.setStatus(QDataStream::ReadCorruptData);
+        return nullptr;
+    }
+    size_t at = 0;
+    for (const QByteArray &chunk : chunks) {
+        std::memcpy(data + at, chunk.constData(), size_t(chunk.size()));
+        at += size_t(chunk.size());
+    }
+    return data;
+}
+
+} // namespace
+
+VellPictureHost::VellPictureHost(unsigned int width, unsigned int height,
+                                 unsigned int requestedPixelWidth)
+{
+    const unsigned int pw = normalisedPixelWidth(requestedPixelWidth);
+    qint64 bytes = 0;
+    if (!bufferBytes(width, height, pw, &bytes)) {
+        logRefusedSize(width, height, pw);
+        return;
+    }
+    adopt(width, height, VellMemory::getInstance()->alloc(int(bytes)), pw);
+}
+
+VellPictureHost::VellPictureHost(unsigned int width, unsigned int height, unsigned char *buffer,
+                                 unsigned int requestedPixelWidth)
+{
+    const unsigned int pw = normalisedPixelWidth(requestedPixelWidth);
+    qint64 bytes = 0;
+    if (!bufferBytes(width, height, pw, &bytes)) {
+        logRefusedSize(width, height, pw);
+        if (buffer)
+            VellMemory::getInstance()->release(buffer);   // ours since the call
+        return;
+    }
+    adopt(width, height, buffer, pw);
+}
+
+VellPictureHost::VellPictureHost(const VellPictureHost *other)
+{
+    if (!other || !other->data)
+        return;
+    unsigned char *copy = VellMemory::getInstance()->alloc(int(other->getByteCount()));
+    if (copy)
+        std::memcpy(copy, other->data, size_t(other->getByteCount()));
+    adopt(other->width, other->height, copy, other->pixelWidth);
+}
+
+VellPictureHost::~VellPictureHost()
+{
+    blocks.clear();   // the bands point into data
+    if (data)
+        VellMemory::getInstance()->release(data);
+}
+
+// Only a checked size with a buffer makes a host non-null; without a buffer
+// (the budget gave none) it stays 0 x 0 so nothing can index it.
+void VellPictureHost::adopt(unsigned int newWidth, unsigned int newHeight, unsigned char *buffer,
+                            unsigned int newPixelWidth)
+{
+    if (!buffer)
+        return;
+    width = newWidth;
+    height = newHeight;
+    pixelWidth = newPixelWidth;
+    data = buffer;
+    allocBlocks();
+}
+
+void VellPictureHost::allocBlocks()
+{
+    blocks.clear();
+    blocksAcross = 1;
+    blocksDown = (width == 0 || height == 0) ? 0 : (height + kBandRows - 1) / kBandRows;
+    blocks.reserve(blocksDown);
+    const size_t bandBytes = size_t(width) * kBandRows * pixelWidth;
+    for (unsigned int k = 0; k < blocksDown; ++k) {
+        const int top = int(k) * kBandRows;
+        const int rows = qMin(kBandRows, int(height) - top);
+        blocks.push_back(std::make_unique<VellPictureBlock>(QRect(0, top, int(width), rows),
+                                                            pixelWidth, data + k * bandBytes));
+    }
+}
+
+qint64 VellPictureHost::getByteCount() const
+{
+    return qint64(width) * height * pixelWidth;
+}
+
+VellPictureBlock *VellPictureHost::getBlock(unsigned int column, unsigned int row) const
+{
+    if (column >= blocksAcross || row >= blocksDown)
+        return nullptr;
+    return blocks[size_t(row) * blocksAcross + column].get();
+}
+
+VellPictureBlock *VellPictureHost::getBlockOfPoint(int x, int y) const
+{
+    if (x < 0 || y < 0 || unsigned(x) >= width || unsigned(y) >= height)
+        return nullptr;
+    return getBlock(0, unsigned(y) / kBandRows);
+}
+
+VellPictureBlock *VellPictureHost::getBlockOfPoint(const QPoint &point) const
+{
+    return getBlockOfPoint(point.x(), point.y());
+}
+
+VellPictureBlock *VellPictureHost::getBlockOfPoint(const QPointF &point) const
+{
+    // Tested in floating point first: (-0.5, 0) lies outside although it
+    // truncates to 0, and NaN or huge values must never reach the int cast.
+    if (!(point.x() >= 0.0 && point.x() < double(width) && point.y() >= 0.0
+          && point.y() < double(height)))
+        return nullptr;
+    return getBlockOfPoint(int(point.x()), int(point.y()));
+}
+
+unsigned int VellPictureHost::getPixel8bit(int x, int y) const
+{
+    if (!data || x < 0 || y < 0 || unsigned(x) >= width || unsigned(y) >= height)
+        return 0;
+    const unsigned char *p = data + (size_t(y) * width + size_t(x)) * pixelWidth;
+    // Channels are stored B, G, R, A; 16-bit ones little-endian, so the odd
+    // byte of each word is its high byte.
+    const int step = pixelWidth == 8 ? 2 : 1;
+    const int high = pixelWidth == 8 ? 1 : 0;
+    return unsigned(p[3 * step + high]) << 24 | unsigned(p[2 * step + high]) << 16
+        | unsigned(p[step + high]) << 8 | unsigned(p[high]);
+}
+
+void VellPictureHost::initHostData(const QColor &color)
+{
+    const QRgb rgba = color.rgba();
+    int value = 0;
+    if (rgba == 0xFFFFFFFFu)
+        value = 0xFF;
+    else if (rgba == 0u)
+        value = 0;
+    else
+        return;
+    if (!data)
+        return;
+    const size_t rowBytes = size_t(width) * pixelWidth;
+    unsigned char *bits = data;
+    const int rows = int(height);
+#pragma omp parallel for schedule(static)
+    for (int y = 0; y < rows; ++y)
+        std::memset(bits + size_t(y) * rowBytes, value, rowBytes);
+}
+
+bool VellPictureHost::write(unsigned char *dest) const
+{
+    if (!dest || !data)
+        return false;
+    std::memcpy(dest, data, size_t(getByteCount()));
+    return true;
+}
+
+bool VellPictureHost::read(const unsigned char *src)
+{
+    if (!src || !data)
+        return false;
+    std::memcpy(data, src, size_t(getByteCount()));
+    return true;
+}
+
+bool VellPictureHost::write(unsigned char *dest, const QRect &area) const
+{
+    if (!dest || area.isEmpty())
+        return false;
+    for (const std::unique_ptr<VellPictureBlock> &band : blocks)
+        band->write(dest, area);
+    return true;
+}
+
+bool VellPictureHost::read(const unsigned char *src, const QRect &area)
+{
+    if (!src || area.isEmpty())
+        return false;
+    for (const std::unique_ptr<VellPictureBlock> &band : blocks)
+        band->read(src, area);
+    return true;
+}
+
+bool VellPictureHost::saveBlocks(const QString &prefix) const
+{
+    bool allSaved = true;
+    for (unsigned int r = 0; r < blocksDown; ++r) {
+        for (unsigned int c = 0; c < blocksAcross; ++c) {
+            const QString name = prefix + QString::asprintf("%u_%u.jpg", r, c);
+            if (!getBlock(c, r)->toQimage().save(name))
+                allSaved = false;
+        }
+    }
+    return allSaved;
+}
+
+QDataStream &operator<<(QDataStream &out, const VellPictureHost *host)
+{
+    if (!host) {
+        out.setStatus(QDataStream::WriteFailed);
+        return out;
+    }
+    out << quint32(host->getWidth()) << quint32(host->getHeight())
+        << quint32(host->getPixelWidth());
+    const qint64 bytes = host->getByteCount();   // below 2^31 for every host
+    if (host->getData() && bytes > 0
+        && out.writeRawData(reinterpret_cast<const char *>(host->getData()), int(bytes)) != bytes)
+        out.setStatus(QDataStream::WriteFailed);
+    return out;
+}
+
+QDataStream &operator>>(QDataStream &in, VellPictureHost **host)
+{
+    if (!host)
+        return in;
+    *host = nullptr;
+    if (!in.device()) {
+        in.setStatus(QDataStream::ReadPastEnd);
+        return in;
+    }
+    quint32 width = 0, height = 0, pixelWidth = 0;
+    in >> width >> height >> pixelWidth;
+    if (in.status() != QDataStream::Ok) {
+        VellLog::Instance()->Log("VellPictureHost: stream ended inside the header\n");
+        return in;
+    }
+    // A writer only produces 4 or 8 and sizes below 2^31 bytes; anything else
+    // is a damaged stream, not a size to normalise.
+    qint64 bytes = 0;
+    if ((pixelWidth != 4 && pixelWidth != 8) || !bufferBytes(width, height, pixelWidth, &bytes)) {
+        VellLog::Instance()->Log("VellPictureHost: corrupt stream header %u x %u x %u\n", width,
+                                 height, pixelWidth);
+        in.setStatus(QDataStream::ReadCorruptData);
+        return in;
+    }
+    unsigned char *data = readPixels(in, bytes);
+    if (data)
+        *host = new VellPictureHost(width, height, data, pixelWidth);
+    return in;
+}
