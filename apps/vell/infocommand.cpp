@@ -1,0 +1,71 @@
+#include "vellcommandline.h"
+
+#include "foundation/vellconfig.h"
+#include "foundation/velldatalocation.h"
+#include "foundation/vellglobalsettings.h"
+#include "foundation/vellmemory.h"
+
+namespace {
+
+QString yesNo(bool value)
+{
+    return value ? QStringLiteral("true") : QStringLiteral("false");
+}
+
+} // namespace
+
+int vellInfoCommand(const QStringList &args)
+{
+    if (!args.isEmpty()) {
+        if (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h")) {
+            vellPrint(QStringLiteral("Usage: vell info\nPrints the data folders, the settings in force and the GPU."));
+            return ExitOk;
+        }
+        vellError(QStringLiteral("info takes no arguments (got '%1')").arg(args.first()));
+        return ExitUsage;
+    }
+
+    VellGlobalSettings *settings = VellGlobalSettings::getInstance();
+    VellConfig *config = VellConfig::getInstance();
+    VellMemory *memory = VellMemory::getInstance();
+
+    vellPrint(QStringLiteral("Data folders"));
+    vellPrint(QStringLiteral("  data location:      %1").arg(VellDataLocation::path()));
+    vellPrint(QStringLiteral("  application data:   %1").arg(config->appDataPath));
+    vellPrint(QStringLiteral("  settings:           %1").arg(config->settingsPath));
+    vellPrint(QStringLiteral("  thumbnails:         %1").arg(config->thumbnailPath));
+    vellPrint(QStringLiteral("  batch actions:      %1").arg(config->batchActionPath));
+    vellPrint(QStringLiteral("  curves presets:     %1").arg(config->curvesPresetPath));
+    vellPrint(QStringLiteral("  levels presets:     %1").arg(config->levelsPresetPath));
+    vellPrint(QStringLiteral("  colour filters:     %1").arg(config->colorFilterPresetPath));
+    vellPrint(QStringLiteral("  raw:                %1").arg(config->rawPath));
+    vellPrint(QStringLiteral("  temporary files:    %1").arg(config->tempPath));
+    vellPrint(QStringLiteral("  brushes, cursors:   %1, %2").arg(config->brushPath, config->cursorPath));
+
+    vellPrint(QStringLiteral("Settings (%1)").arg(VellGlobalSettings::configFileName()));
+    vellPrint(QStringLiteral("  style:              %1").arg(config->style));
+    vellPrint(QStringLiteral("  image size limit:   %1 x %2 pixels, %3 Mpixels")
+                  .arg(settings->imageLimitX).arg(settings->imageLimitY).arg(settings->imageLimitPixel));
+    vellPrint(QStringLiteral("  histogram:          %1 samples, realtime %2")
+                  .arg(settings->histogramSampleCount).arg(yesNo(settings->histogramRealtimeUpdate)));
+    vellPrint(QStringLiteral("  animation:          move %1, zoom %2, damping %3")
+                  .arg(yesNo(settings->moveAnimation), yesNo(settings->zoomAnimation))
+                  .arg(settings->damping));
+    vellPrint(QStringLiteral("  start:              tips %1, picture wall %2")
+                  .arg(yesNo(settings->showTipsWhenStart), yesNo(settings->showPictureWallWhenStart)));
+    vellPrint(QStringLiteral("  raw direct open:    %1, JPEG size estimate %2")
+                  .arg(yesNo(settings->rawDirectlyOpen), yesNo(settings->jpgEstimateSize)));
+    vellPrint(QStringLiteral("  colours:            foreground %1, background %2")
+                  .arg(settings->foreground.name(), settings->background.name()));
+    vellPrint(QStringLiteral("  recent files:       %1")
+                  .arg(settings->recentFiles.isEmpty() ? QStringLiteral("(none)")
+                                                       : settings->recentFiles.join(QStringLiteral(", "))));
+    vellPrint(QStringLiteral("  memory budget:      %1 MiB (%2 bytes booked)")
+                  .arg(memory->getLimit() / (1024 * 1024)).arg(memory->getUsed()));
+    vellPrint(QStringLiteral("  history limits:     %1 full memos, chains of %2")
+                  .arg(config->fullMemoLimit).arg(config->chainLimit));
+
+    vellPrint(QStringLiteral("GPU"));
+    vellPrint(QStringLiteral("  no GL context"));
+    return ExitOk;
+}

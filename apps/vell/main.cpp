@@ -1,0 +1,64 @@
+// vell: the command-line host of libVellCore.
+#include "vellcommandline.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+
+namespace {
+
+const char *const kUsage =
+    "Usage: vell COMMAND [ARGUMENTS]\n"
+    "\n"
+    "Commands:\n"
+    "  info                               print the data folders, the settings in\n"
+    "                                     force and what is known of the GPU\n"
+    "  cipher encrypt|decrypt KEYFILE IN OUT\n"
+    "                                     run the resource cipher on a file; the key\n"
+    "                                     is the first 8 bytes of KEYFILE's text\n"
+    "  pack IMAGE OUT                     read an image into a picture host and write\n"
+    "                                     the host's stream to OUT\n"
+    "  unpack IN OUT                      read a picture host stream and save it as an\n"
+    "                                     image (format from OUT's suffix)\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help                         show this help\n"
+    "  --version                          show the version\n"
+    "\n"
+    "Exit status: 0 on success, 1 on failure, 2 on a usage error.\n";
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("vell"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(VELL_VERSION));
+
+    QStringList args = app.arguments().mid(1);
+    if (args.isEmpty()) {
+        std::fputs(kUsage, stderr);
+        return ExitUsage;
+    }
+    const QString command = args.takeFirst();
+    if (command == QLatin1String("-h") || command == QLatin1String("--help")
+        || command == QLatin1String("help")) {
+        std::fputs(kUsage, stdout);
+        return ExitOk;
+    }
+    if (command == QLatin1String("--version")) {
+        vellPrint(QStringLiteral("vell ") + QCoreApplication::applicationVersion());
+        return ExitOk;
+    }
+    if (command == QLatin1String("info"))
+        return vellInfoCommand(args);
+    if (command == QLatin1String("cipher"))
+        return vellCipherCommand(args);
+    if (command == QLatin1String("pack"))
+        return vellPackCommand(args);
+    if (command == QLatin1String("unpack"))
+        return vellUnpackCommand(args);
+
+    vellError(QStringLiteral("unknown command '%1' (try 'vell --help')").arg(command));
+    return ExitUsage;
+}

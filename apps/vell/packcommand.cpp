@@ -1,0 +1,165 @@
+#include "vellcommandline.h"
+
+#include "foundation/vellmemory.h"
+#include "picture/vellpicturehost.h"
+
+#include <QDataStream>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QImage>
+#include <QImageReader>
+
+#include <cstring>
+#include <memory>
+
+namespace {
+
+struct HostDeleter
+{
+    void operator()(VellPictureHost *host) const { delete host; }
+};
+using HostPointer = std::unique_ptr<VellPictureHost, HostDeleter>;
+
+bool wantsHelp(const QStringList &args)
+{
+    return !args.isEmpty() && (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h"));
+}
+
+HostPointer readHostFile(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        vellError(QStringLiteral("cannot read '%1': %2").arg(path, file.errorString()));
+        return nullptr;
+    }
+    QDataStream in(&file);
+    in.setVersion(QDataStream::Qt_4_8);
+    VellPictureHost *host = nullptr;
+    in >> &host;
+    if (!host || in.status() != QDataStream::Ok) {
+        delete host;
+        vellError(QStringLiteral("'%1' is not a valid picture host stream").arg(path));
+        return nullptr;
+    }
+    return HostPointer(host);
+}
+
+// The picture as an image: 8-bit hosts share QImage's ARGB32 layout, 16-bit
+// hosts store B, G, R, A words and become RGBA64.
+QImage hostToImage(const VellPictureHost *host)
+{
+    const int w = int(host->getWidth());
+    const int h = int(host->getHeight());
+    if (host->getPixelWidth() == 4) {
+        QImage image(w, h, QImage::Format_ARGB32);
+        for (int y = 0; y < h; ++y)
+            std::memcpy(image.scanLine(y), host->getData() + size_t(y) * w * 4, size_t(w) * 4);
+        return image;
+    }
+    QImage image(w, h, QImage::Format_RGBA64);
+    for (int y = 0; y < h; ++y) {
+        const quint16 *src = reinterpret_cast<const quint16 *>(host->getData() + size_t(y) * w * 8);
+        quint16 *dst = reinterpret_cast<quint16 *>(image.scanLine(y));
+        for (int x = 0; x < w; ++x, src += 4, dst += 4) {
+            dst[0] = src[2];
+            dst[1] = src[1];
+            dst[2] = src[0];
+            dst[3] = src[3];
+        }
+    }
+    return image;
+}
+
+} // namespace
+
+int vellPackCommand(const QStringList &args)
+{
+    if (wantsHelp(args)) {
+        vellPrint(QStringLiteral("Usage: vell pack IMAGE OUT\nReads IMAGE into an 8-bit picture host and writes its stream to OUT."));
+        return ExitOk;
+    }
+    if (args.size() != 2) {
+        vellError(QStringLiteral("pack needs IMAGE and OUT (got %1 arguments)").arg(args.size()));
+        return ExitUsage;
+    }
+    QElapsedTimer timer;
+    timer.start();
+
+    QImageReader reader(args.at(0));
+    QImage image = reader.read();
+    if (image.isNull()) {
+        vellError(QStringLiteral("cannot read image '%1': %2").arg(args.at(0), reader.errorString()));
+        return ExitFailure;
+    }
+    image = image.convertToFormat(QImage::Format_ARGB32);
+    const unsigned w = unsigned(image.width());
+    const unsigned h = unsigned(image.height());
+
+    HostPointer host(new VellPictureHost(w, h, 4));
+    if (!host->getData()) {
+        vellError(QStringLiteral("no memory for a %1 x %2 picture").arg(w).arg(h));
+        return ExitFailure;
+    }
+    for (unsigned y = 0; y < h; ++y)
+        std::memcpy(host->getData() + size_t(y) * w * 4, image.constScanLine(int(y)), size_t(w) * 4);
+
+    QFile out(args.at(1));
+    if (!out.open(QIODevice::WriteOnly)) {
+        vellError(QStringLiteral("cannot write '%1': %2").arg(args.at(1), out.errorString()));
+        return ExitFailure;
+    }
+    QDataStream stream(&out);
+    stream.setVersion(QDataStream::Qt_4_8);
+    stream << host.get();
+    out.close();
+    if (stream.status() != QDataStream::Ok || out.error() != QFileDevice::NoError) {
+        vellError(QStringLiteral("writing '%1' failed: %2").arg(args.at(1), out.errorString()));
+        return ExitFailure;
+    }
+
+    // Read the stream back, so a user knows the file is sound.
+    HostPointer check = readHostFile(args.at(1));
+    if (!check)
+        return ExitFailure;
+    const size_t bytes = size_t(w) * h * 4;
+    if (check->getWidth() != w || check->getHeight() != h
+        || std::memcmp(check->getData(), host->getData(), bytes) != 0) {
+        vellError(QStringLiteral("'%1' does not read back as written").arg(args.at(1)));
+        return ExitFailure;
+    }
+
+    vellPrint(QStringLiteral("packed %1 (%2 x %3, %4 bands of up to 2048 rows) into %5: %6 bytes, verified")
+                  .arg(args.at(0)).arg(w).arg(h).arg((h + 2047) / 2048).arg(args.at(1))
+                  .arg(QFile(args.at(1)).size()));
+    vellNote(QStringLiteral("memory budget: %1 of %2 bytes booked; %3 ms")
+                 .arg(VellMemory::getInstance()->getUsed()).arg(VellMemory::getInstance()->getLimit())
+                 .arg(timer.elapsed()));
+    return ExitOk;
+}
+
+int vellUnpackCommand(const QStringList &args)
+{
+    if (wantsHelp(args)) {
+        vellPrint(QStringLiteral("Usage: vell unpack IN OUT\nReads a picture host stream and saves it as an image (format from OUT's suffix)."));
+        return ExitOk;
+    }
+    if (args.size() != 2) {
+        vellError(QStringLiteral("unpack needs IN and OUT (got %1 arguments)").arg(args.size()));
+        return ExitUsage;
+    }
+    QElapsedTimer timer;
+    timer.start();
+    HostPointer host = readHostFile(args.at(0));
+    if (!host)
+        return ExitFailure;
+    const QImage image = hostToImage(host.get());
+    if (!image.save(args.at(1))) {
+        vellError(QStringLiteral("cannot save '%1' (unknown suffix or unwritable)").arg(args.at(1)));
+        return ExitFailure;
+    }
+    vellPrint(QStringLiteral("unpacked %1 (%2 x %3, %4 bytes per pixel) into %5")
+                  .arg(args.at(0)).arg(host->getWidth()).arg(host->getHeight())
+                  .arg(host->getPixelWidth()).arg(args.at(1)));
+    vellNote(QStringLiteral("%1 ms").arg(timer.elapsed()));
+    return ExitOk;
+}
