@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Installs the dependencies, builds the host and runs the main job on the
+# bundled sample: prints what the library knows of this machine, then reads
+# the sample into a picture host, streams it to out/sample.vph and writes it
+# back as out/sample.png.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+bash scripts/install-deps.sh
+
+cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build build -j"$(nproc)" --target vell
+
+mkdir -p out
+./build/apps/vell/vell info
+./build/apps/vell/vell pack data/samples/sample.png out/sample.vph
+./build/apps/vell/vell unpack out/sample.vph out/sample.png
