@@ -4,12 +4,57 @@
 #include "foundation/velldatalocation.h"
 #include "foundation/vellglobalsettings.h"
 #include "foundation/vellmemory.h"
+#include "gpu/glextensionfunctions.h"
+#include "gpu/vellgpumanager.h"
+
+#include <QApplication>
+#include <QGLWidget>
+
+#include <memory>
 
 namespace {
 
 QString yesNo(bool value)
 {
     return value ? QStringLiteral("true") : QStringLiteral("false");
+}
+
+QString kilobytes(unsigned int figure)
+{
+    return figure == 0xFFFFFFFFu ? QStringLiteral("unknown (-1)")
+                                 : QStringLiteral("%1 KiB").arg(figure);
+}
+
+// The GPU part of the report. A context needs a QApplication on a display;
+// without one there is nothing to ask.
+void printGpu()
+{
+    vellPrint(QStringLiteral("GPU"));
+    std::unique_ptr<QGLWidget> widget;
+    if (qobject_cast<QApplication *>(QCoreApplication::instance()))
+        widget.reset(new QGLWidget);
+    if (!widget || !widget->isValid()) {
+        vellPrint(QStringLiteral("  no GL context"));
+        return;
+    }
+    widget->makeCurrent();
+    GLExtensionFunctions &gl = getGLExtensionFunctions();
+    gl.resolve(widget->context());
+    const VellGpuManager *gpu = VellGpuManager::getInstance();
+
+    vellPrint(QStringLiteral("  vendor:             %1").arg(gpu->vendor));
+    vellPrint(QStringLiteral("  renderer:           %1").arg(gpu->renderer));
+    vellPrint(QStringLiteral("  GL version:         %1 (%2)").arg(gpu->version).arg(gpu->versionNumber));
+    vellPrint(QStringLiteral("  GLSL version:       %1 (%2)")
+                  .arg(gpu->glslVersion).arg(gpu->glslVersionNumber));
+    vellPrint(QStringLiteral("  max texture size:   %1 x %2")
+                  .arg(gpu->maxTextureWidth).arg(gpu->maxTextureHeight));
+    vellPrint(QStringLiteral("  video memory:       free %1, total %2")
+                  .arg(kilobytes(gpu->getAvailableMemory()), kilobytes(gpu->getTotalMemory())));
+    vellPrint(QStringLiteral("  extension groups:   shader objects %1, framebuffer objects %2, OpenGL 1.5 %3")
+                  .arg(yesNo(gl.glslSupported()), yesNo(gl.fboSupported()),
+                       yesNo(gl.openGL15Supported())));
+    widget->doneCurrent();
 }
 
 } // namespace
@@ -65,7 +110,6 @@ int vellInfoCommand(const QStringList &args)
     vellPrint(QStringLiteral("  history limits:     %1 full memos, chains of %2")
                   .arg(config->fullMemoLimit).arg(config->chainLimit));
 
-    vellPrint(QStringLiteral("GPU"));
-    vellPrint(QStringLiteral("  no GL context"));
+    printGpu();
     return ExitOk;
 }

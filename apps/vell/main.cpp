@@ -1,9 +1,11 @@
 // vell: the command-line host of libVellCore.
 #include "vellcommandline.h"
 
-#include <QCoreApplication>
+#include <QApplication>
+#include <QFile>
 
 #include <cstdio>
+#include <memory>
 
 namespace {
 
@@ -27,11 +29,34 @@ const char *const kUsage =
     "\n"
     "Exit status: 0 on success, 1 on failure, 2 on a usage error.\n";
 
+// Whether an X server looks reachable. Qt aborts when it cannot connect, so
+// a local display (":N", "unix:N") must have its socket; other forms are
+// trusted.
+bool displayAvailable()
+{
+    const QByteArray display = qgetenv("DISPLAY");
+    if (display.isEmpty())
+        return false;
+    const int colon = display.lastIndexOf(':');
+    if (colon < 0)
+        return false;   // not a display name
+    const QByteArray host = display.left(colon);
+    if (!host.isEmpty() && host != "unix")
+        return true;
+    const QByteArray number = display.mid(colon + 1).split('.').value(0);
+    return QFile::exists(QStringLiteral("/tmp/.X11-unix/X") + QString::fromLatin1(number));
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication app(argc, argv);
+    // Only "info" opens the window system, for a GL context to ask the driver;
+    // every other command stays headless and works with no display at all.
+    const bool gui = argc > 1 && qstrcmp(argv[1], "info") == 0 && displayAvailable();
+    std::unique_ptr<QCoreApplication> application(gui ? new QApplication(argc, argv)
+                                                      : new QCoreApplication(argc, argv));
+    QCoreApplication &app = *application;
     QCoreApplication::setApplicationName(QStringLiteral("vell"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VELL_VERSION));
 

@@ -27,4 +27,15 @@
         <translation>Fehler beim Einlesen der Datei %1</translation>
     </message>
 </context>
+<context>
+    <name>VellGLTexture</name>
+    <message>
+        <source>Error</source>
+        <translation>Fehler</translation>
+    </message>
+    <message>
+        <source>Out of memory!</source>
+        <translation>Nicht genügend Speicher!</translation>
+    </message>
+</context>
 </TS>

@@ -27,4 +27,15 @@
         <translation>Error al analizar el archivo %1</translation>
     </message>
 </context>
+<context>
+    <name>VellGLTexture</name>
+    <message>
+        <source>Error</source>
+        <translation>Error</translation>
+    </message>
+    <message>
+        <source>Out of memory!</source>
+        <translation>¡Memoria insuficiente!</translation>
+    </message>
+</context>
 </TS>

@@ -27,4 +27,15 @@
         <translation>Erreur d'analyse du fichier %1</translation>
     </message>
 </context>
+<context>
+    <name>VellGLTexture</name>
+    <message>
+        <source>Error</source>
+        <translation>Erreur</translation>
+    </message>
+    <message>
+        <source>Out of memory!</source>
+        <translation>Mémoire insuffisante !</translation>
+    </message>
+</context>
 </TS>

@@ -27,4 +27,15 @@
         <translation>ファイル %1 の解析エラー</translation>
     </message>
 </context>
+<context>
+    <name>VellGLTexture</name>
+    <message>
+        <source>Error</source>
+        <translation>エラー</translation>
+    </message>
+    <message>
+        <source>Out of memory!</source>
+        <translation>メモリが不足しています!</translation>
+    </message>
+</context>
 </TS>

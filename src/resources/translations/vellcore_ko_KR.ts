@@ -27,4 +27,15 @@
         <translation>파일 %1 구문 분석 오류</translation>
     </message>
 </context>
+<context>
+    <name>VellGLTexture</name>
+    <message>
+        <source>Error</source>
+        <translation>오류</translation>
+    </message>
+    <message>
+        <source>Out of memory!</source>
+        <translation>메모리가 부족합니다!</translation>
+    </message>
+</context>
 </TS>

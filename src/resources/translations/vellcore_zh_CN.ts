@@ -27,4 +27,15 @@
         <translation>解析文件 %1 时出错</translation>
     </message>
 </context>
+<context>
+    <name>VellGLTexture</name>
+    <message>
+        <source>Error</source>
+        <translation>错误</translation>
+    </message>
+    <message>
+        <source>Out of memory!</source>
+        <translation>内存不足!</translation>
+    </message>
+</context>
 </TS>

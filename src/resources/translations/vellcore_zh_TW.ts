@@ -27,4 +27,15 @@
         <translation>剖析檔案 %1 時發生錯誤</translation>
     </message>
 </context>
+<context>
+    <name>VellGLTexture</name>
+    <message>
+        <source>Error</source>
+        <translation>錯誤</translation>
+    </message>
+    <message>
+        <source>Out of memory!</source>
+        <translation>記憶體不足!</translation>
+    </message>
+</context>
 </TS>
