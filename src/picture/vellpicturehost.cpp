@@ -2,6 +2,7 @@
 
 #include "foundation/velllog.h"
 #include "foundation/vellmemory.h"
+#include "picture/vellreadbudgetbytes.h"
 
 #include <QColor>
 #include <QDataStream>
@@ -17,10 +18,6 @@ namespace {
 
 // The budget books sizes as int, so a buffer must stay below 2^31 bytes.
 const qint64 kMaxBufferBytes = qint64(INT_MAX);
-// A sequential device cannot say how much is still to come, so its pixels are
-// read in steps of this size and the buffer is booked only once they are all
-// there; a corrupt header then cannot make us allocate what it claims.
-const int kSequentialStep = 1024 * 1024;
 
 unsigned int normalisedPixelWidth(unsigned int pixelWidth)
 {
@@ -47,58 +44,6 @@ void logRefusedSize(unsigned int width, unsigned int height, unsigned int pixelW
 {
     VellLog::Instance()->Log("VellPictureHost: refused %u x %u pixels of %u bytes (2 GiB or more)\n",
                              width, height, pixelWidth);
-}
-
-// Reads `bytes` raw bytes into a buffer from the memory budget; null with the
-// stream's status set when the stream cannot supply them.
-unsigned char *readPixels(QDataStream &in, qint64 bytes)
-{
-    QIODevice *device = in.device();
-    VellMemory *memory = VellMemory::getInstance();
-    if (!device->isSequential()) {
-        if (device->bytesAvailable() < bytes) {
-            VellLog::Instance()->Log("VellPictureHost: stream holds fewer than %d pixel bytes\n",
-                                     int(bytes));
-            in.setStatus(QDataStream::ReadPastEnd);
-            return nullptr;
-        }
-        unsigned char *data = memory->alloc(int(bytes));
-        if (!data) {
-            in.setStatus(QDataStream::ReadCorruptData);
-            return nullptr;
-        }
-        if (in.readRawData(reinterpret_cast<char *>(data), int(bytes)) != bytes) {
-            memory->release(data);
-            in.setStatus(QDataStream::ReadPastEnd);
-            return nullptr;
-        }
-        return data;
-    }
-
-    std::vector<QByteArray> chunks;
-    for (qint64 got = 0; got < bytes;) {
-        const int step = int(qMin<qint64>(kSequentialStep, bytes - got));
-        QByteArray chunk(step, Qt::Uninitialized);
-        if (in.readRawData(chunk.data(), step) != step) {
-            VellLog::Instance()->Log("VellPictureHost: stream ended inside %d pixel bytes\n",
-                                     int(bytes));
-            in.setStatus(QDataStream::ReadPastEnd);
-            return nullptr;
-        }
-        got += step;
-        chunks.push_back(std::move(chunk));
-    }
-    unsigned char *data = memory->alloc(int(bytes));
-    if (!data) {
-        in.setStatus(QDataStream::ReadCorruptData);
-        return nullptr;
-    }
-    size_t at = 0;
-    for (const QByteArray &chunk : chunks) {
-        std::memcpy(data + at, chunk.constData(), size_t(chunk.size()));
-        at += size_t(chunk.size());
-    }
-    return data;
 }
 
 } // namespace
@@ -328,7 +273,7 @@ QDataStream &operator>>(QDataStream &in, VellPictureHost **host)
         in.setStatus(QDataStream::ReadCorruptData);
         return in;
     }
-    unsigned char *data = readPixels(in, bytes);
+    unsigned char *data = vellReadBudgetBytes(in, bytes, "VellPictureHost");
     if (data)
         *host = new VellPictureHost(width, height, data, pixelWidth);
     return in;

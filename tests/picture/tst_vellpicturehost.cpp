@@ -1,6 +1,7 @@
 #include "foundation/vellmemory.h"
 #include "picture/vellpictureblock.h"
 #include "picture/vellpicturehost.h"
+#include "support/vellteststreams.h"
 
 #include <QBuffer>
 #include <QColor>
@@ -56,58 +57,10 @@ QRect hostRect(const VellPictureHost &host)
     return QRect(0, 0, int(host.getWidth()), int(host.getHeight()));
 }
 
-QByteArray bigEndian32(quint32 v)
-{
-    QByteArray bytes;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        bytes.append(char((v >> shift) & 0xFF));
-    return bytes;
-}
-
 QByteArray header(quint32 width, quint32 height, quint32 pixelWidth)
 {
     return bigEndian32(width) + bigEndian32(height) + bigEndian32(pixelWidth);
 }
-
-// A device that, like a socket or pipe, cannot tell how much is still to come.
-class SequentialBuffer : public QIODevice
-{
-public:
-    explicit SequentialBuffer(const QByteArray &bytes) : bytes(bytes) { open(ReadOnly); }
-    bool isSequential() const override { return true; }
-
-protected:
-    qint64 readData(char *dest, qint64 max) override
-    {
-        const qint64 n = qMin(max, qint64(bytes.size()) - at);
-        memcpy(dest, bytes.constData() + at, size_t(n));
-        at += n;
-        return n;
-    }
-    qint64 writeData(const char *, qint64) override { return -1; }
-
-private:
-    QByteArray bytes;
-    qint64 at = 0;
-};
-
-// Counts what reaches the system allocator behind the budget while it lives,
-// so a test can tell that a refusal came before any allocation.
-class AllocationCounter
-{
-public:
-    AllocationCounter()
-    {
-        VellMemory::getInstance()->setAllocator([this](size_t size) {
-            ++count;
-            return std::malloc(size);
-        });
-    }
-    ~AllocationCounter() { VellMemory::getInstance()->setAllocator(nullptr); }
-    Q_DISABLE_COPY(AllocationCounter)
-
-    int count = 0;
-};
 
 } // namespace
 
