@@ -46,7 +46,6 @@ private slots:
     void budgetSignal_data();
     void budgetSignal();
     void releaseRules();
-    void takeAwayAndReturnBack_data();
     void takeAwayAndReturnBack();
     void failingAllocation_data();
     void failingAllocation();
@@ -54,7 +53,6 @@ private slots:
     void clearMemoryProbe();
     void probeReadsThisMachine();
     void concurrentBookings();
-    void memsetUsesLowByte();
 
 private:
     QTemporaryDir dir;
@@ -150,46 +148,23 @@ void TestVellMemory::releaseRules()
     QVERIFY(consoleLog().endsWith("Memory Release: Size(100), Used(0), Remain(1000)\n"));
 }
 
-void TestVellMemory::takeAwayAndReturnBack_data()
-{
-    QTest::addColumn<int>("take");
-    QTest::addColumn<int>("give");
-    QTest::addColumn<int>("usedAfterTake");
-    QTest::addColumn<int>("excess");
-    QTest::addColumn<int>("usedAfterGive");
-
-    // budget 1000, 300 already allocated
-    QTest::newRow("half the budget is taken") << 500 << 500 << 800 << 0 << 300;
-    QTest::newRow("over half is ignored") << 501 << 0 << 300 << 0 << 300;
-    QTest::newRow("a take inside the budget is silent") << 450 << 0 << 750 << 0 << 750;
-    QTest::newRow("returning more than taken goes negative") << 0 << 700 << 300 << 0 << -400;
-}
-
+// Bookings without buffers: half the budget at most, signalling the excess.
 void TestVellMemory::takeAwayAndReturnBack()
 {
-    QFETCH(int, take);
-    QFETCH(int, give);
-    QFETCH(int, usedAfterTake);
-    QFETCH(int, excess);
-    QFETCH(int, usedAfterGive);
-
     VellMemory memory(1000);
     unsigned char *p = memory.alloc(300);
     QSignalSpy spy(&memory, &VellMemory::memoryNotEnough);
-    memory.takeAway(take);
-    QCOMPARE(memory.getUsed(), usedAfterTake);
-    QCOMPARE(spy.count(), excess ? 1 : 0);
-    memory.returnBack(give);
-    QCOMPARE(memory.getUsed(), usedAfterGive);
-
-    // A second booking that crosses the budget reports exactly the excess.
-    VellMemory full(1000);
-    QSignalSpy fullSpy(&full, &VellMemory::memoryNotEnough);
-    full.takeAway(450);
-    full.takeAway(450);
-    full.takeAway(300);
-    QCOMPARE(fullSpy.count(), 1);
-    QCOMPARE(fullSpy.at(0).at(0).toInt(), 200);
+    memory.takeAway(501);   // over half the budget: ignored
+    QCOMPARE(memory.getUsed(), 300);
+    memory.takeAway(500);
+    memory.takeAway(400);   // crosses the budget by 200
+    QCOMPARE(memory.getUsed(), 1200);
+    QCOMPARE(spy.count(), 1);
+    QCOMPARE(spy.at(0).at(0).toInt(), 200);
+    QVERIFY(consoleLog().endsWith("Memory taken away: Size(400), Used(1200), Remain(-200)\n"));
+    memory.returnBack(1500);   // nothing checks the balance
+    QCOMPARE(memory.getUsed(), -300);
+    QVERIFY(consoleLog().endsWith("Memory returned back: Size(1500), Used(-300), Remain(1300)\n"));
     memory.release(p);
 }
 
@@ -338,16 +313,6 @@ void TestVellMemory::concurrentBookings()
         for (const auto &block : live)
             memory.release(block.first);
     QCOMPARE(memory.getUsed(), 0);
-}
-
-void TestVellMemory::memsetUsesLowByte()
-{
-    VellMemory memory(1000);
-    unsigned char buffer[8] = {0, 0, 0, 0, 0, 0, 0, 0};
-    QCOMPARE(memory.vellMemset(buffer, 0x1AB, 5), static_cast<void *>(buffer));
-    const unsigned char expected[8] = {0xAB, 0xAB, 0xAB, 0xAB, 0xAB, 0, 0, 0};
-    QCOMPARE(QByteArray(reinterpret_cast<char *>(buffer), 8),
-             QByteArray(reinterpret_cast<const char *>(expected), 8));
 }
 
 QTEST_GUILESS_MAIN(TestVellMemory)
