@@ -37,7 +37,14 @@ void TestVellResources::translations()
     QTranslator translator;
     QVERIFY(translator.load(":/Resources/vellcore_" + language + ".qm", QString(), QString(), QString()));
     QCOMPARE(translator.translate("VellMemory", "Out of Memory!"), outOfMemory);
-    QVERIFY(!translator.translate("VellActionManager", "Cannot open file %1").isEmpty());
+    const QList<QPair<const char *, const char *>> shown = {
+        {"VellActionManager", "Cannot open file %1"},
+        {"VellGLTexture", "Out of memory!"},
+        {"VellLayerBase", "Color Burn"},
+        {"VellLayerBase", "Luminosity"},
+    };
+    for (const auto &text : shown)
+        QVERIFY2(!translator.translate(text.first, text.second).isEmpty(), text.second);
 }
 
 void TestVellResources::keyText()

@@ -38,4 +38,107 @@
         <translation>¡Memoria insuficiente!</translation>
     </message>
 </context>
+<context>
+    <name>VellLayerBase</name>
+    <message>
+        <source>Normal</source>
+        <translation>Normal</translation>
+    </message>
+    <message>
+        <source>Dissolve</source>
+        <translation>Disolver</translation>
+    </message>
+    <message>
+        <source>Darken</source>
+        <translation>Oscurecer</translation>
+    </message>
+    <message>
+        <source>Multiply</source>
+        <translation>Multiplicar</translation>
+    </message>
+    <message>
+        <source>Color Burn</source>
+        <translation>Subexponer color</translation>
+    </message>
+    <message>
+        <source>Linear Burn</source>
+        <translation>Subexposición lineal</translation>
+    </message>
+    <message>
+        <source>Darker Color</source>
+        <translation>Color más oscuro</translation>
+    </message>
+    <message>
+        <source>Lighten</source>
+        <translation>Aclarar</translation>
+    </message>
+    <message>
+        <source>Screen</source>
+        <translation>Trama</translation>
+    </message>
+    <message>
+        <source>Color Dodge</source>
+        <translation>Sobreexponer color</translation>
+    </message>
+    <message>
+        <source>Linear Dodge</source>
+        <translation>Sobreexposición lineal (Añadir)</translation>
+    </message>
+    <message>
+        <source>Lighter Color</source>
+        <translation>Color más claro</translation>
+    </message>
+    <message>
+        <source>Overlay</source>
+        <translation>Superponer</translation>
+    </message>
+    <message>
+        <source>Soft Light</source>
+        <translation>Luz suave</translation>
+    </message>
+    <message>
+        <source>Hard Light</source>
+        <translation>Luz fuerte</translation>
+    </message>
+    <message>
+        <source>Vivid Light</source>
+        <translation>Luz intensa</translation>
+    </message>
+    <message>
+        <source>Linear Light</source>
+        <translation>Luz lineal</translation>
+    </message>
+    <message>
+        <source>Pin Light</source>
+        <translation>Luz focal</translation>
+    </message>
+    <message>
+        <source>Hard Mix</source>
+        <translation>Mezcla definida</translation>
+    </message>
+    <message>
+        <source>Difference</source>
+        <translation>Diferencia</translation>
+    </message>
+    <message>
+        <source>Exclusion</source>
+        <translation>Exclusión</translation>
+    </message>
+    <message>
+        <source>Hue</source>
+        <translation>Tono</translation>
+    </message>
+    <message>
+        <source>Saturation</source>
+        <translation>Saturación</translation>
+    </message>
+    <message>
+        <source>Color</source>
+        <translation>Color</translation>
+    </message>
+    <message>
+        <source>Luminosity</source>
+        <translation>Luminosidad</translation>
+    </message>
+</context>
 </TS>

@@ -38,4 +38,107 @@
         <translation>Mémoire insuffisante !</translation>
     </message>
 </context>
+<context>
+    <name>VellLayerBase</name>
+    <message>
+        <source>Normal</source>
+        <translation>Normal</translation>
+    </message>
+    <message>
+        <source>Dissolve</source>
+        <translation>Fondu</translation>
+    </message>
+    <message>
+        <source>Darken</source>
+        <translation>Obscurcir</translation>
+    </message>
+    <message>
+        <source>Multiply</source>
+        <translation>Produit</translation>
+    </message>
+    <message>
+        <source>Color Burn</source>
+        <translation>Densité couleur +</translation>
+    </message>
+    <message>
+        <source>Linear Burn</source>
+        <translation>Densité linéaire +</translation>
+    </message>
+    <message>
+        <source>Darker Color</source>
+        <translation>Couleur plus foncée</translation>
+    </message>
+    <message>
+        <source>Lighten</source>
+        <translation>Éclaircir</translation>
+    </message>
+    <message>
+        <source>Screen</source>
+        <translation>Superposition</translation>
+    </message>
+    <message>
+        <source>Color Dodge</source>
+        <translation>Densité couleur -</translation>
+    </message>
+    <message>
+        <source>Linear Dodge</source>
+        <translation>Densité linéaire - (Ajout)</translation>
+    </message>
+    <message>
+        <source>Lighter Color</source>
+        <translation>Couleur plus claire</translation>
+    </message>
+    <message>
+        <source>Overlay</source>
+        <translation>Incrustation</translation>
+    </message>
+    <message>
+        <source>Soft Light</source>
+        <translation>Lumière tamisée</translation>
+    </message>
+    <message>
+        <source>Hard Light</source>
+        <translation>Lumière crue</translation>
+    </message>
+    <message>
+        <source>Vivid Light</source>
+        <translation>Lumière vive</translation>
+    </message>
+    <message>
+        <source>Linear Light</source>
+        <translation>Lumière linéaire</translation>
+    </message>
+    <message>
+        <source>Pin Light</source>
+        <translation>Lumière ponctuelle</translation>
+    </message>
+    <message>
+        <source>Hard Mix</source>
+        <translation>Mélange maximal</translation>
+    </message>
+    <message>
+        <source>Difference</source>
+        <translation>Différence</translation>
+    </message>
+    <message>
+        <source>Exclusion</source>
+        <translation>Exclusion</translation>
+    </message>
+    <message>
+        <source>Hue</source>
+        <translation>Teinte</translation>
+    </message>
+    <message>
+        <source>Saturation</source>
+        <translation>Saturation</translation>
+    </message>
+    <message>
+        <source>Color</source>
+        <translation>Couleur</translation>
+    </message>
+    <message>
+        <source>Luminosity</source>
+        <translation>Luminosité</translation>
+    </message>
+</context>
 </TS>

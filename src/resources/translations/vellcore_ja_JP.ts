@@ -38,4 +38,107 @@
         <translation>メモリが不足しています!</translation>
     </message>
 </context>
+<context>
+    <name>VellLayerBase</name>
+    <message>
+        <source>Normal</source>
+        <translation>通常</translation>
+    </message>
+    <message>
+        <source>Dissolve</source>
+        <translation>ディザ合成</translation>
+    </message>
+    <message>
+        <source>Darken</source>
+        <translation>比較（暗）</translation>
+    </message>
+    <message>
+        <source>Multiply</source>
+        <translation>乗算</translation>
+    </message>
+    <message>
+        <source>Color Burn</source>
+        <translation>焼き込みカラー</translation>
+    </message>
+    <message>
+        <source>Linear Burn</source>
+        <translation>焼き込み（リニア）</translation>
+    </message>
+    <message>
+        <source>Darker Color</source>
+        <translation>カラー比較（暗）</translation>
+    </message>
+    <message>
+        <source>Lighten</source>
+        <translation>比較（明）</translation>
+    </message>
+    <message>
+        <source>Screen</source>
+        <translation>スクリーン</translation>
+    </message>
+    <message>
+        <source>Color Dodge</source>
+        <translation>覆い焼きカラー</translation>
+    </message>
+    <message>
+        <source>Linear Dodge</source>
+        <translation>覆い焼き（リニア）- 加算</translation>
+    </message>
+    <message>
+        <source>Lighter Color</source>
+        <translation>カラー比較（明）</translation>
+    </message>
+    <message>
+        <source>Overlay</source>
+        <translation>オーバーレイ</translation>
+    </message>
+    <message>
+        <source>Soft Light</source>
+        <translation>ソフトライト</translation>
+    </message>
+    <message>
+        <source>Hard Light</source>
+        <translation>ハードライト</translation>
+    </message>
+    <message>
+        <source>Vivid Light</source>
+        <translation>ビビッドライト</translation>
+    </message>
+    <message>
+        <source>Linear Light</source>
+        <translation>リニアライト</translation>
+    </message>
+    <message>
+        <source>Pin Light</source>
+        <translation>ピンライト</translation>
+    </message>
+    <message>
+        <source>Hard Mix</source>
+        <translation>ハードミックス</translation>
+    </message>
+    <message>
+        <source>Difference</source>
+        <translation>差の絶対値</translation>
+    </message>
+    <message>
+        <source>Exclusion</source>
+        <translation>除外</translation>
+    </message>
+    <message>
+        <source>Hue</source>
+        <translation>色相</translation>
+    </message>
+    <message>
+        <source>Saturation</source>
+        <translation>彩度</translation>
+    </message>
+    <message>
+        <source>Color</source>
+        <translation>カラー</translation>
+    </message>
+    <message>
+        <source>Luminosity</source>
+        <translation>輝度</translation>
+    </message>
+</context>
 </TS>

@@ -38,4 +38,107 @@
         <translation>메모리가 부족합니다!</translation>
     </message>
 </context>
+<context>
+    <name>VellLayerBase</name>
+    <message>
+        <source>Normal</source>
+        <translation>표준</translation>
+    </message>
+    <message>
+        <source>Dissolve</source>
+        <translation>디졸브</translation>
+    </message>
+    <message>
+        <source>Darken</source>
+        <translation>어둡게 하기</translation>
+    </message>
+    <message>
+        <source>Multiply</source>
+        <translation>곱하기</translation>
+    </message>
+    <message>
+        <source>Color Burn</source>
+        <translation>색상 번</translation>
+    </message>
+    <message>
+        <source>Linear Burn</source>
+        <translation>선형 번</translation>
+    </message>
+    <message>
+        <source>Darker Color</source>
+        <translation>어두운 색상</translation>
+    </message>
+    <message>
+        <source>Lighten</source>
+        <translation>밝게 하기</translation>
+    </message>
+    <message>
+        <source>Screen</source>
+        <translation>스크린</translation>
+    </message>
+    <message>
+        <source>Color Dodge</source>
+        <translation>색상 닷지</translation>
+    </message>
+    <message>
+        <source>Linear Dodge</source>
+        <translation>선형 닷지(추가)</translation>
+    </message>
+    <message>
+        <source>Lighter Color</source>
+        <translation>밝은 색상</translation>
+    </message>
+    <message>
+        <source>Overlay</source>
+        <translation>오버레이</translation>
+    </message>
+    <message>
+        <source>Soft Light</source>
+        <translation>소프트 라이트</translation>
+    </message>
+    <message>
+        <source>Hard Light</source>
+        <translation>하드 라이트</translation>
+    </message>
+    <message>
+        <source>Vivid Light</source>
+        <translation>선명한 라이트</translation>
+    </message>
+    <message>
+        <source>Linear Light</source>
+        <translation>선형 라이트</translation>
+    </message>
+    <message>
+        <source>Pin Light</source>
+        <translation>핀 라이트</translation>
+    </message>
+    <message>
+        <source>Hard Mix</source>
+        <translation>하드 혼합</translation>
+    </message>
+    <message>
+        <source>Difference</source>
+        <translation>차이</translation>
+    </message>
+    <message>
+        <source>Exclusion</source>
+        <translation>제외</translation>
+    </message>
+    <message>
+        <source>Hue</source>
+        <translation>색조</translation>
+    </message>
+    <message>
+        <source>Saturation</source>
+        <translation>채도</translation>
+    </message>
+    <message>
+        <source>Color</source>
+        <translation>색상</translation>
+    </message>
+    <message>
+        <source>Luminosity</source>
+        <translation>광도</translation>
+    </message>
+</context>
 </TS>

@@ -38,4 +38,107 @@
         <translation>記憶體不足!</translation>
     </message>
 </context>
+<context>
+    <name>VellLayerBase</name>
+    <message>
+        <source>Normal</source>
+        <translation>正常</translation>
+    </message>
+    <message>
+        <source>Dissolve</source>
+        <translation>溶解</translation>
+    </message>
+    <message>
+        <source>Darken</source>
+        <translation>變暗</translation>
+    </message>
+    <message>
+        <source>Multiply</source>
+        <translation>色彩增值</translation>
+    </message>
+    <message>
+        <source>Color Burn</source>
+        <translation>加深顏色</translation>
+    </message>
+    <message>
+        <source>Linear Burn</source>
+        <translation>線性加深</translation>
+    </message>
+    <message>
+        <source>Darker Color</source>
+        <translation>顏色變暗</translation>
+    </message>
+    <message>
+        <source>Lighten</source>
+        <translation>變亮</translation>
+    </message>
+    <message>
+        <source>Screen</source>
+        <translation>濾色</translation>
+    </message>
+    <message>
+        <source>Color Dodge</source>
+        <translation>加亮顏色</translation>
+    </message>
+    <message>
+        <source>Linear Dodge</source>
+        <translation>線性加亮（增加）</translation>
+    </message>
+    <message>
+        <source>Lighter Color</source>
+        <translation>顏色變亮</translation>
+    </message>
+    <message>
+        <source>Overlay</source>
+        <translation>覆蓋</translation>
+    </message>
+    <message>
+        <source>Soft Light</source>
+        <translation>柔光</translation>
+    </message>
+    <message>
+        <source>Hard Light</source>
+        <translation>實光</translation>
+    </message>
+    <message>
+        <source>Vivid Light</source>
+        <translation>強烈光源</translation>
+    </message>
+    <message>
+        <source>Linear Light</source>
+        <translation>線性光源</translation>
+    </message>
+    <message>
+        <source>Pin Light</source>
+        <translation>小光源</translation>
+    </message>
+    <message>
+        <source>Hard Mix</source>
+        <translation>實色疊印混合</translation>
+    </message>
+    <message>
+        <source>Difference</source>
+        <translation>差異化</translation>
+    </message>
+    <message>
+        <source>Exclusion</source>
+        <translation>排除</translation>
+    </message>
+    <message>
+        <source>Hue</source>
+        <translation>色相</translation>
+    </message>
+    <message>
+        <source>Saturation</source>
+        <translation>飽和度</translation>
+    </message>
+    <message>
+        <source>Color</source>
+        <translation>顏色</translation>
+    </message>
+    <message>
+        <source>Luminosity</source>
+        <translation>明度</translation>
+    </message>
+</context>
 </TS>
