@@ -1,6 +1,10 @@
 #include "picture/vellpictureblock.h"
 
 #include "foundation/velllog.h"
+#include "gpu/vellgltexture2d.h"
+#include "tools/velltoolutil.h"
+
+#include <QPointF>
 
 #include <cstring>
 #include <new>
@@ -174,4 +178,84 @@ QImage VellPictureBlock::toQimage() const
         }
     }
     return image;
+}
+
+unsigned int VellPictureBlock::textureFormat() const
+{
+    return pixelWidth == 8 ? GL_RGBA16 : GL_RGBA8;
+}
+
+std::unique_ptr<VellGLTexture2D> VellPictureBlock::partTexture(const QRect &part) const
+{
+    if (part == region)
+        return std::make_unique<VellGLTexture2D>(
+            part.width(), part.height(), reinterpret_cast<const unsigned int *>(data),
+            textureFormat(), true);
+    std::unique_ptr<unsigned char[]> scratch(new (std::nothrow)
+                                                 unsigned char[bufferBytes(part, pixelWidth)]());
+    if (!scratch) {
+        VellLog::Instance()->Log("VellPictureBlock: no memory to stage %d x %d pixels\n",
+                                 part.width(), part.height());
+        return nullptr;
+    }
+    write(scratch.get(), part);
+    return std::make_unique<VellGLTexture2D>(part.width(), part.height(),
+                                             reinterpret_cast<const unsigned int *>(scratch.get()),
+                                             textureFormat(), true);
+}
+
+void VellPictureBlock::writeTexture(VellGLTexture2D *texture, QRect area, QPoint origin) const
+{
+    const QRect part = overlap(region, area);
+    if (!texture || !data || part.isEmpty())
+        return;
+    const std::unique_ptr<VellGLTexture2D> source = partTexture(part);
+    if (!source)
+        return;
+    VellToolUtil::copyTextureToTexture(
+        texture, source.get(),
+        QRectF(part.left() - origin.x(), part.top() - origin.y(), part.width(), part.height()),
+        QRectF(0, 0, part.width(), part.height()));
+}
+
+void VellPictureBlock::readTexture(VellGLTexture2D *texture, QRect area, QPoint origin)
+{
+    const QRect part = overlap(region, area);
+    if (!texture || !data || part.isEmpty())
+        return;
+    VellGLTexture2D staging(part.width(), part.height(), textureFormat(), true);
+    if (staging.failed())
+        return;
+    VellToolUtil::copyTextureToTexture(
+        &staging, texture, QRectF(0, 0, part.width(), part.height()),
+        QRectF(part.left() - origin.x(), part.top() - origin.y(), part.width(), part.height()));
+    if (part == region) {
+        staging.write(reinterpret_cast<unsigned int *>(data));
+        return;
+    }
+    std::unique_ptr<unsigned char[]> scratch(new (std::nothrow)
+                                                 unsigned char[bufferBytes(part, pixelWidth)]);
+    if (!scratch) {
+        VellLog::Instance()->Log("VellPictureBlock: no memory to stage %d x %d pixels\n",
+                                 part.width(), part.height());
+        return;
+    }
+    staging.write(reinterpret_cast<unsigned int *>(scratch.get()));
+    read(scratch.get(), part);
+}
+
+void VellPictureBlock::writeThumbTexture(VellGLTexture2D *thumb, QRect area, double sx, double sy,
+                                         const QPointF &origin) const
+{
+    const QRect part = overlap(region, area);
+    if (!thumb || !data || part.isEmpty() || !(sx > 0.0) || !(sy > 0.0))
+        return;
+    const std::unique_ptr<VellGLTexture2D> source = partTexture(part);
+    if (!source)
+        return;
+    VellToolUtil::copyTextureToTexture(thumb, source.get(),
+                                       QRectF((part.left() - origin.x()) / sx,
+                                              (part.top() - origin.y()) / sy, part.width() / sx,
+                                              part.height() / sy),
+                                       QRectF(0, 0, part.width(), part.height()));
 }

@@ -5,6 +5,11 @@
 #include <QRect>
 #include <QtGlobal>
 
+#include <memory>
+
+class QPointF;
+class VellGLTexture2D;
+
 // A rectangle of pixels in picture coordinates, stored as rows of
 // region.width pixels of 4 bytes (8-bit B, G, R, A) or 8 bytes (16-bit
 // B, G, R, A) with no padding. A picture host cuts its buffer into bands of
@@ -55,7 +60,27 @@ public:
     // high bytes so the image shows the same picture. Null for an empty block.
     QImage toQimage() const;
 
+    // Texture transfers of the part of the block inside `area`. `origin` is
+    // the picture point that lands on texel (0, 0) of the texture. Each runs
+    // through a temporary texture of the part's size (the block's own buffer
+    // when the part is the whole block, else a scratch copy of its rows) and
+    // a framebuffer copy. Nothing happens for a null texture or an area that
+    // misses the block. GUI thread, GL context current.
+    // writeTexture: the part -> texture, at part - origin.
+    void writeTexture(VellGLTexture2D *texture, QRect area, QPoint origin) const;
+    // readTexture: texture at part - origin -> the part.
+    void readTexture(VellGLTexture2D *texture, QRect area, QPoint origin);
+    // writeThumbTexture: the part drawn shrunk by the reduction factors sx
+    // and sy (4: a quarter of its size) at (part - origin) / (sx, sy), through
+    // the textures' linear filtering.
+    void writeThumbTexture(VellGLTexture2D *thumb, QRect area, double sx, double sy,
+                           const QPointF &origin) const;
+
 private:
+    // A texture holding `part` (inside the block); null on failure.
+    std::unique_ptr<VellGLTexture2D> partTexture(const QRect &part) const;
+    unsigned int textureFormat() const;
+
     // Null when the buffer cannot be allocated.
     static unsigned char *allocZeroed(QRect region, unsigned int pixelWidth);
     void releaseData();

@@ -2,6 +2,7 @@
 
 #include "foundation/velllog.h"
 #include "foundation/vellmemory.h"
+#include "gpu/vellgltexture2d.h"
 #include "picture/vellreadbudgetbytes.h"
 
 #include <QColor>
@@ -13,6 +14,7 @@
 
 #include <climits>
 #include <cstring>
+#include <ctime>
 
 namespace {
 
@@ -22,6 +24,12 @@ const qint64 kMaxBufferBytes = qint64(INT_MAX);
 unsigned int normalisedPixelWidth(unsigned int pixelWidth)
 {
     return pixelWidth == 8 ? 8 : 4;
+}
+
+// GL_RGBA8 is the 8-bit code that the texture classes map to B, G, R, A bytes.
+unsigned int textureFormatOf(unsigned int pixelWidth)
+{
+    return pixelWidth == 8 ? GL_RGBA16 : GL_RGBA8;
 }
 
 // The byte count of a width x height x pixelWidth buffer, or false when it
@@ -219,6 +227,81 @@ bool VellPictureHost::read(const unsigned char *src, const QRect &area)
     for (const std::unique_ptr<VellPictureBlock> &band : blocks)
         band->read(src, area);
     return true;
+}
+
+void VellPictureHost::writeTexture(VellGLTexture2D *texture, const QRect &region,
+                                   const QPoint &origin) const
+{
+    for (const std::unique_ptr<VellPictureBlock> &band : blocks)
+        band->writeTexture(texture, region, origin);
+}
+
+void VellPictureHost::readTexture(VellGLTexture2D *texture, const QRect &region,
+                                  const QPoint &origin)
+{
+    for (const std::unique_ptr<VellPictureBlock> &band : blocks)
+        band->readTexture(texture, region, origin);
+}
+
+void VellPictureHost::writeEntireTexture(VellGLTexture2D *texture) const
+{
+    if (!texture || !data)
+        return;
+    // The upload reads the texture's bytes per pixel from our buffer, so a
+    // 16-bit texture would run past an 8-bit picture's end.
+    if (texture->is16Bit() != (pixelWidth == 8)) {
+        VellLog::Instance()->Log("writeEntireTexture: texture depth differs from the picture's\n");
+        return;
+    }
+    texture->load(int(width), int(height), reinterpret_cast<const unsigned int *>(data), true);
+}
+
+void VellPictureHost::readEntireTexture(VellGLTexture2D *texture)
+{
+    VellLog::Instance()->Log("GL Error before readEntireTexture:%d\n", int(glGetError()));
+    if (!texture || !data || texture->getWidth() != int(width)
+        || texture->getHeight() != int(height) || texture->is16Bit() != (pixelWidth == 8)) {
+        VellLog::Instance()->Log("readEntireTexture: texture does not match the picture\n");
+        return;
+    }
+    const clock_t start = clock();
+    texture->write(reinterpret_cast<unsigned int *>(data));
+    VellLog::Instance()->Log("readEntireTexture Time:%d ms\n",
+                             int((clock() - start) * 1000 / CLOCKS_PER_SEC));
+}
+
+VellGLTexture2D *VellPictureHost::getEntireTexture() const
+{
+    return new VellGLTexture2D(int(width), int(height),
+                               reinterpret_cast<const unsigned int *>(data),
+                               textureFormatOf(pixelWidth), true);
+}
+
+VellGLTexture2D *VellPictureHost::getPartTexture(const QRect &region) const
+{
+    VellGLTexture2D *texture =
+        new VellGLTexture2D(int(width), int(height), textureFormatOf(pixelWidth), true);
+    writeTexture(texture, region, region.topLeft());
+    return texture;
+}
+
+void VellPictureHost::writeThumbTexture(VellGLTexture2D *thumb, const QRect &region, double sx,
+                                        double sy, const QPointF &origin) const
+{
+    for (const std::unique_ptr<VellPictureBlock> &band : blocks)
+        band->writeThumbTexture(thumb, region, sx, sy, origin);
+}
+
+VellGLTexture2D *VellPictureHost::getThumbTexture(const QRect &region, double sx, double sy) const
+{
+    if (!(sx > 0.0) || !(sy > 0.0))
+        return nullptr;
+    // Sized by the same division that places the bands, so the shrunk
+    // region fills the texture.
+    VellGLTexture2D *thumb = new VellGLTexture2D(int(region.width() / sx),
+                                                 int(region.height() / sy), GL_RGBA8, true);
+    writeThumbTexture(thumb, region, sx, sy, QPointF(region.topLeft()));
+    return thumb;
 }
 
 bool VellPictureHost::saveBlocks(const QString &prefix) const

@@ -14,6 +14,7 @@ class QDataStream;
 class QPoint;
 class QPointF;
 class QString;
+class VellGLTexture2D;
 
 // A picture in main memory: one contiguous buffer of rows, top to bottom, no
 // padding, pixel (x, y) at (y * width + x) * pixelWidth. Pixels are 4 bytes
@@ -84,6 +85,36 @@ public:
     // alone. False for a null pointer or an empty area.
     bool write(unsigned char *dest, const QRect &area) const;
     bool read(const unsigned char *src, const QRect &area);
+
+    // Texture transfers; GUI thread with the GL context current. Region
+    // transfers go band by band, each band through a temporary texture at
+    // most 2048 rows high; `origin` is the picture point that lands on texel
+    // (0, 0). Whole-picture transfers are single GL calls on the buffer.
+    // writeTexture: the part of `region` inside the picture -> texture.
+    void writeTexture(VellGLTexture2D *texture, const QRect &region, const QPoint &origin) const;
+    // readTexture: texture -> the part of `region` inside the picture.
+    void readTexture(VellGLTexture2D *texture, const QRect &region, const QPoint &origin);
+    // writeEntireTexture: re-specifies the texture as the whole picture
+    // (linear filtering). The texture's depth (8 or 16 bits) must match the
+    // host's; otherwise nothing happens.
+    void writeEntireTexture(VellGLTexture2D *texture) const;
+    // readEntireTexture: the whole texture -> the buffer, logging the GL
+    // error pending before and the time taken. The texture must match the
+    // host's size and depth; otherwise nothing is read.
+    void readEntireTexture(VellGLTexture2D *texture);
+    // A new texture holding the whole picture (linear); the caller owns it.
+    VellGLTexture2D *getEntireTexture() const;
+    // A new picture-sized texture (linear) with `region` in its top-left
+    // corner; the rest is undefined. The caller owns it.
+    VellGLTexture2D *getPartTexture(const QRect &region) const;
+    // Draws `region` shrunk by the reduction factors sx, sy at
+    // (picture point - origin) / (sx, sy), through linear filtering.
+    void writeThumbTexture(VellGLTexture2D *thumb, const QRect &region, double sx, double sy,
+                           const QPointF &origin) const;
+    // A new 8-bit texture of (int)(region.width / sx) x (int)(region.height /
+    // sy) holding `region` shrunk by sx, sy; the caller owns it. Null for
+    // factors that are not positive.
+    VellGLTexture2D *getThumbTexture(const QRect &region, double sx, double sy) const;
 
     // Diagnostic dump: every band as prefix + "<row>_<column>.jpg". False if
     // any image could not be saved.
