@@ -1,0 +1,119 @@
+// Moves a 6000 x 4000 8-bit picture between a host and a texture, band by
+// band and in one piece, next to a plain memcpy of the same bytes; then
+// resamples it to 1500 x 1000 with each filter code. Needs an X server
+// (xvfb-run -a). With a path argument it also writes the picture's raw
+// B, G, R, A bytes there, so bench_gpu.sh can time vips on the same image.
+#include "foundation/vellmemory.h"
+#include "gpu/glextensionfunctions.h"
+#include "gpu/vellgltexture2d.h"
+#include "picture/vellpicturehost.h"
+#include "tools/velltoolutil.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QGLWidget>
+#include <QTemporaryDir>
+
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <vector>
+
+namespace {
+
+double bestMs(int runs, const std::function<void()> &work)
+{
+    double best = 1e300;
+    for (int i = 0; i < runs; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        work();
+        glFinish();
+        best = qMin(best, timer.nsecsElapsed() / 1e6);
+    }
+    return best;
+}
+
+void transfer(const char *what, double ms, double bytes, double memcpyMs)
+{
+    std::printf("%-30s %9.2f ms %8.0f MB/s   %6.1fx memcpy time\n", what, ms, bytes / ms / 1e3,
+                ms / memcpyMs);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QApplication app(argc, argv);
+    const QString rawPath = argc > 1 ? QFile::decodeName(argv[1]) : QString();
+    QTemporaryDir dir;   // the budget and the host log into the current folder
+    QDir::setCurrent(dir.path());
+
+    QGLWidget widget;
+    if (!widget.isValid()) {
+        std::fprintf(stderr, "no GL context (run under xvfb-run -a)\n");
+        return 1;
+    }
+    widget.makeCurrent();
+    getGLExtensionFunctions().resolve(widget.context());
+    std::printf("GL: %s / %s\n", reinterpret_cast<const char *>(glGetString(GL_VENDOR)),
+                reinterpret_cast<const char *>(glGetString(GL_RENDERER)));
+
+    const int w = 6000, h = 4000;
+    const size_t bytes = size_t(w) * h * 4;
+    const int runs = 3;
+    VellPictureHost host(w, h, 4);
+    unsigned char *pixels = host.getData();
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            unsigned char *p = pixels + (size_t(y) * w + x) * 4;
+            p[0] = uchar(x * 255 / w);
+            p[1] = uchar(y * 255 / h);
+            p[2] = uchar((x ^ y) & 0xFF);   // fine detail for the resamplers
+            p[3] = 255;
+        }
+    if (!rawPath.isEmpty()) {
+        QFile raw(rawPath);
+        if (!raw.open(QIODevice::WriteOnly)
+            || raw.write(reinterpret_cast<const char *>(pixels), qint64(bytes)) != qint64(bytes)) {
+            std::fprintf(stderr, "cannot write %s\n", argv[1]);
+            return 1;
+        }
+    }
+
+    std::vector<unsigned char> target(bytes);
+    const double memcpyMs = bestMs(runs, [&] { std::memcpy(target.data(), pixels, bytes); });
+    std::printf("6000 x 4000 x 4 bytes = %.1f MB, best of %d runs, glFinish inside each\n",
+                bytes / 1e6, runs);
+    transfer("memcpy", memcpyMs, bytes, memcpyMs);
+
+    const QRect whole(0, 0, w, h);
+    VellGLTexture2D texture(w, h, GL_RGBA8, true);
+    transfer("upload, bands", bestMs(runs, [&] { host.writeTexture(&texture, whole, QPoint()); }),
+             bytes, memcpyMs);
+    transfer("download, bands", bestMs(runs, [&] { host.readTexture(&texture, whole, QPoint()); }),
+             bytes, memcpyMs);
+    transfer("upload, entire texture", bestMs(runs, [&] { host.writeEntireTexture(&texture); }),
+             bytes, memcpyMs);
+    transfer("download, entire texture", bestMs(runs, [&] { host.readEntireTexture(&texture); }),
+             bytes, memcpyMs);
+
+    // The first call builds the resize program; it is not timed.
+    VellGLTexture2D small(w / 4, h / 4, GL_RGBA8, true);
+    const char *names[] = {"nearest", "linear", "cubic", "lanczos3"};
+    for (int filter = 0; filter < 4; ++filter) {
+        auto resize = [&] {
+            VellToolUtil::resizeTextureToTexture(&small, &texture, QRectF(0, 0, w / 4, h / 4),
+                                                 QRectF(0, 0, w, h), filter);
+        };
+        resize();
+        glFinish();
+        std::printf("resize %-9s %9.2f ms (filter %d, 6000 x 4000 -> 1500 x 1000)\n",
+                    names[filter], bestMs(runs, resize), filter);
+    }
+    VellToolUtil dropProgram;
+    Q_UNUSED(dropProgram);
+    return 0;
+}
