@@ -29,6 +29,23 @@ void writeBytes(const QString &name, const QByteArray &bytes)
     file.write(bytes);
 }
 
+// What `work` printed on standard output.
+QByteArray captureStdout(const QString &file, const std::function<void()> &work)
+{
+    fflush(stdout);
+    const int saved = dup(STDOUT_FILENO);
+    QFile capture(file);
+    if (!capture.open(QIODevice::WriteOnly))
+        return "cannot capture";
+    dup2(capture.handle(), STDOUT_FILENO);
+    work();
+    fflush(stdout);
+    dup2(saved, STDOUT_FILENO);
+    close(saved);
+    capture.close();
+    return fileBytes(file);
+}
+
 // Closes whatever the log holds open without writing anywhere.
 void closeLogFiles()
 {
@@ -168,42 +185,24 @@ void TestVellLog::masterLogCap()
 
 void TestVellLog::standardOutput()
 {
-    fflush(stdout);
-    const int saved = dup(STDOUT_FILENO);
-    QFile capture(dir->filePath("stdout.txt"));
-    QVERIFY(capture.open(QIODevice::WriteOnly));
-    dup2(capture.handle(), STDOUT_FILENO);
-
-    VellLog::Instance()->LogEx(1 | 2 | 16 | 32, 3, "hi %d\n", 5);
-
-    fflush(stdout);
-    dup2(saved, STDOUT_FILENO);
-    close(saved);
-    capture.close();
-
+    const QByteArray printed = captureStdout(dir->filePath("stdout.txt"), [] {
+        VellLog::Instance()->LogEx(1 | 2 | 16 | 32, 3, "hi %d\n", 5);
+    });
     const QByteArray expected = QByteArray("\n !!! Error # 3 at hi 5\n") + kDashes + '\n';
-    QCOMPARE(fileBytes(dir->filePath("stdout.txt")), expected);
+    QCOMPARE(printed, expected);
     QCOMPARE(fileBytes("ConsoleLog.txt"), expected);
 }
 
+// Nothing is written anywhere, standard output included, when the file fails.
 void TestVellLog::unopenableFile()
 {
-    fflush(stdout);
-    const int saved = dup(STDOUT_FILENO);
-    QFile capture(dir->filePath("stdout.txt"));
-    QVERIFY(capture.open(QIODevice::WriteOnly));
-    dup2(capture.handle(), STDOUT_FILENO);
-
-    VellLog::Instance()->SetLogFileName("no/such/folder/log.txt");
-    const int result = VellLog::Instance()->LogEx(1 | 2, 0, "lost");
-
-    fflush(stdout);
-    dup2(saved, STDOUT_FILENO);
-    close(saved);
-    capture.close();
-
+    int result = 0;
+    const QByteArray printed = captureStdout(dir->filePath("stdout.txt"), [&] {
+        VellLog::Instance()->SetLogFileName("no/such/folder/log.txt");
+        result = VellLog::Instance()->LogEx(1 | 2, 0, "lost");
+    });
     QCOMPARE(result, -1);
-    QCOMPARE(fileBytes(dir->filePath("stdout.txt")), QByteArray());
+    QCOMPARE(printed, QByteArray());
 }
 
 QTEST_GUILESS_MAIN(TestVellLog)
