@@ -24,29 +24,28 @@ QImage randomImage(QSize size, unsigned seed, bool opaque = false)
     return image;
 }
 
-// Smooth but far from linear, so a misplaced sample shows and a right one
-// interpolates closely; half transparent, with a transparent black first row
-// and column whose soft edge must not darken the colour.
+// Smooth but far from linear, so a misplaced sample shows and a right one interpolates closely;
+// half transparent, with a transparent black first row and column that must not darken the colour.
 QImage waveImage(QSize size)
 {
     QImage image(size, QImage::Format_ARGB32);
+    auto wave = [](double t) { return int(127.5 + 120 * t); };
     for (int y = 0; y < size.height(); ++y)
         for (int x = 0; x < size.width(); ++x)
-            image.setPixel(x, y, x && y ? qRgba(int(127.5 + 120 * std::sin(x * 0.45)), int(127.5 + 120 * std::cos(y * 0.4)),
-                                                int(127.5 + 120 * std::sin((x + y) * 0.3)), 128)
-                                        : 0u);
+            image.setPixel(x, y, !x || !y ? 0u : qRgba(wave(std::sin(x * 0.45)), wave(std::cos(y * 0.4)),
+                                                       wave(std::sin((x + y) * 0.3)), 128));
     return image;
 }
 
-QImage readBack(const VellGLTexture2D &texture)
+QImage readBack(const VellGLTexture2D &t)
 {
-    const int w = texture.getWidth(), h = texture.getHeight();
-    const QByteArray bytes = VellGLTestContext::readTexture(texture.getId(), w, h, GL_BGRA, GL_UNSIGNED_BYTE, 4);
+    const int w = t.getWidth(), h = t.getHeight();
+    const QByteArray bytes = VellGLTestContext::readTexture(t.getId(), w, h, GL_BGRA, GL_UNSIGNED_BYTE, 4);
     return QImage(reinterpret_cast<const uchar *>(bytes.constData()), w, h, QImage::Format_ARGB32).copy();
 }
 
-// Empty when every pixel is within `tolerance` of want(x, y) on each
-// channel; else the first one that is not. want returns false to skip.
+// Empty when every pixel is within `tolerance` of want(x, y) on each channel; else the first one
+// that is not. want returns false to skip.
 using Expect = std::function<bool(int x, int y, QRgb *want)>;
 QString mismatch(const QImage &got, const Expect &want, int tolerance)
 {
@@ -54,9 +53,10 @@ QString mismatch(const QImage &got, const Expect &want, int tolerance)
         for (int x = 0; x < got.width(); ++x) {
             QRgb w = 0;
             const QRgb g = got.pixel(x, y);
-            if (want(x, y, &w) && (qAbs(qRed(g) - qRed(w)) > tolerance || qAbs(qGreen(g) - qGreen(w)) > tolerance
-                                   || qAbs(qBlue(g) - qBlue(w)) > tolerance || qAbs(qAlpha(g) - qAlpha(w)) > tolerance))
-                return QString("%1,%2: got %3 want %4").arg(x).arg(y).arg(g, 8, 16, QChar('0')).arg(w, 8, 16, QChar('0'));
+            if (want(x, y, &w))
+                for (int shift = 0; shift < 32; shift += 8)
+                    if (qAbs(int(g >> shift & 255) - int(w >> shift & 255)) > tolerance)
+                        return QString::asprintf("%d,%d: got %08x want %08x", x, y, g, w);
         }
     return QString();
 }
@@ -68,15 +68,19 @@ double kernel(int filter, double x)
     if (filter == 1)
         return qMax(0.0, 1.0 - x);
     if (filter == 2)
-        return x < 1 ? 1.5 * x * x * x - 2.5 * x * x + 1 : x < 2 ? -0.5 * x * x * x + 2.5 * x * x - 4 * x + 2 : 0.0;
-    return x < 1e-4 ? 1.0 : x < 3 ? 3 * std::sin(M_PI * x) * std::sin(M_PI * x / 3) / (M_PI * M_PI * x * x) : 0.0;
+        return x < 1 ? (1.5 * x - 2.5) * x * x + 1 : x < 2 ? ((-0.5 * x + 2.5) * x - 4) * x + 2 : 0.0;
+    const double p = M_PI * x;
+    return x < 1e-4 ? 1.0 : x < 3 ? 3 * std::sin(p) * std::sin(p / 3) / (p * p) : 0.0;
 }
 
-// The source at texel position (px, py), each kernel widened by its axis's
-// reduction factor, colour weighted by alpha, alpha filtered or nearest.
-QRgb sample(const QImage &src, double px, double py, double kx, double ky, int filter, bool filterAlpha)
+// The source at texel position p, each kernel widened by its axis's reduction factor, colour
+// weighted by alpha, alpha filtered or nearest.
+QRgb sample(const QImage &src, QPointF p, double kx, double ky, int filter, bool filterAlpha)
 {
-    auto texel = [&](int x, int y) { return src.pixel(qBound(0, x, src.width() - 1), qBound(0, y, src.height() - 1)); };
+    const double px = p.x(), py = p.y();
+    auto texel = [&](int x, int y) {
+        return src.pixel(qBound(0, x, src.width() - 1), qBound(0, y, src.height() - 1));
+    };
     const QRgb nearest = texel(int(std::floor(px)), int(std::floor(py)));
     if (filter < 1 || filter > 3)
         return nearest;
@@ -112,7 +116,7 @@ class TestVellToolUtil : public QObject
 
 private slots:
     void initTestCase();
-    void cleanupTestCase();
+    void cleanupTestCase() { VellToolUtil(); VellMessageBox::setPresenter({}); }   // drops the GL program
     void cleanup();
     void copyRectangle_data();
     void copyRectangle();
@@ -136,13 +140,6 @@ void TestVellToolUtil::initTestCase()
     });
 }
 
-void TestVellToolUtil::cleanupTestCase()
-{
-    VellToolUtil dropProgram;   // deletes the class-wide program
-    Q_UNUSED(dropProgram);
-    VellMessageBox::setPresenter({});
-}
-
 // No operation may leave a GL error, a bound framebuffer or a message behind.
 void TestVellToolUtil::cleanup()
 {
@@ -155,11 +152,9 @@ void TestVellToolUtil::cleanup()
     VellToolUtil::setLargeTextureTexels(36000001);
 }
 
-// Same-size copies are texel for texel and touch nothing else; a blend at
-// opacity 0.5 mixes colour by source alpha x opacity and composites alpha
-// "over". Past the large-texture threshold both go through
-// glCopyTexSubImage2D, at full opacity, unless the destination is no larger
-// than the source.
+// Same-size copies are texel for texel and touch nothing else; a blend at opacity 0.5 mixes colour
+// by source alpha x opacity and composites alpha "over". Past the large-texture threshold both go
+// through glCopyTexSubImage2D, at full opacity, unless the destination is no larger than the source.
 void TestVellToolUtil::copyRectangle_data()
 {
     QTest::addColumn<QString>("call");
@@ -173,7 +168,8 @@ void TestVellToolUtil::copyRectangle_data()
     QTest::newRow("copy, large, past the edge") << "copy" << QPoint(10, 9) << true << QSize(9, 6);
     QTest::newRow("blend") << "blend" << QPoint(6, 5) << false << QSize(9, 6);
     QTest::newRow("blend, large destination: copied") << "blend" << QPoint(6, 5) << true << QSize(9, 6);
-    QTest::newRow("blend, large, no larger than the source") << "blend" << QPoint(6, 5) << true << QSize(13, 11);
+    QTest::newRow("blend, large, no larger than the source")
+        << "blend" << QPoint(6, 5) << true << QSize(13, 11);
 }
 
 void TestVellToolUtil::copyRectangle()
@@ -197,20 +193,18 @@ void TestVellToolUtil::copyRectangle()
     else
         VellToolUtil::copyTextureToTexture(&dstTexture, &srcTexture, dstRect, srcRect);
     const bool blends = call == "blend" && !(large && srcSize == QSize(9, 6));
-    const QString failure = mismatch(readBack(dstTexture), [&](int x, int y, QRgb *want) {
+    QCOMPARE(mismatch(readBack(dstTexture), [&](int x, int y, QRgb *want) {
         const QPoint s = QPoint(x, y) - to + srcRect.topLeft();
-        *want = !srcRect.contains(s) ? dst.pixel(x, y) : blends ? over(src.pixel(s), dst.pixel(x, y), 0.5) : src.pixel(s);
+        *want = !srcRect.contains(s) ? dst.pixel(x, y)
+              : blends ? over(src.pixel(s), dst.pixel(x, y), 0.5) : src.pixel(s);
         return true;
-    }, blends ? 1 : 0);
-    QVERIFY2(failure.isEmpty(), qPrintable(failure));
+    }, blends ? 1 : 0), QString());
 }
 
-// Every filter against the plain reference within 1/255, enlarging and
-// shrinking by whole and fractional factors, with random (partial) alpha.
-// Those shrinks put no pixel centre on a texel edge, where "nearest" alpha
-// could go either way. One-texel stripes shrunk 3.3:1 must also average to
-// their mean: sampling without the footprint is over 100 off; what remains
-// is the kernels' own ripple.
+// Every filter against the plain reference within 1/255, enlarging and shrinking by whole and
+// fractional factors, with random (partial) alpha. Those shrinks put no pixel centre on a texel edge,
+// where "nearest" alpha could go either way. One-texel stripes shrunk 3.3:1 must also average to their
+// mean: sampling without the footprint is over 100 off; what remains is the kernels' own ripple.
 void TestVellToolUtil::resizeMatchesReference_data()
 {
     QTest::addColumn<int>("filter");
@@ -224,15 +218,19 @@ void TestVellToolUtil::resizeMatchesReference_data()
             stripes.setPixel(x, y, (x & 1) ? 0xFFFFFFFF : 0xFF000000);
     const char *names[] = {"nearest", "bilinear", "bicubic", "lanczos3"};
     for (int f = 0; f < 4; ++f) {
-        QTest::addRow("%s, enlarge 4x", names[f]) << f << randomImage(QSize(8, 6), 3) << QRectF(0, 0, 8, 6) << QRectF(0, 0, 32, 24) << false;
-        QTest::addRow("%s, shrink 3:1 x 5:1", names[f]) << f << randomImage(QSize(48, 40), 3) << QRectF(0, 0, 48, 40) << QRectF(0, 0, 16, 8) << false;
-        QTest::addRow("%s, shrink 2.5:1", names[f]) << f << randomImage(QSize(40, 30), 3) << QRectF(0, 0, 40, 30) << QRectF(0, 0, 16, 12) << false;
+        auto row = [&](const char *what, const QImage &src, QRectF dstRect, bool averages = false) {
+            QTest::addRow("%s, %s", names[f], what) << f << src << QRectF(src.rect()) << dstRect << averages;
+        };
+        row("enlarge 4x", randomImage(QSize(8, 6), 3), QRectF(0, 0, 32, 24));
+        row("shrink 3:1 x 5:1", randomImage(QSize(48, 40), 3), QRectF(0, 0, 16, 8));
+        row("shrink 2.5:1", randomImage(QSize(40, 30), 3), QRectF(0, 0, 16, 12));
         if (f == 0)
             continue;
-        QTest::addRow("%s, shrink 4:1 opaque", names[f]) << f << randomImage(QSize(64, 48), 3, true) << QRectF(0, 0, 64, 48) << QRectF(0, 0, 16, 12) << false;
-        QTest::addRow("%s, stripes 3.3:1", names[f]) << f << stripes << QRectF(0, 0, 99, 66) << QRectF(0, 0, 30, 20) << true;
+        row("shrink 4:1 opaque", randomImage(QSize(64, 48), 3, true), QRectF(0, 0, 16, 12));
+        row("stripes 3.3:1", stripes, QRectF(0, 0, 30, 20), true);
     }
-    QTest::newRow("sub-rectangles") << 2 << randomImage(QSize(32, 24), 3) << QRectF(4, 2, 24, 18) << QRectF(3, 1, 8, 6) << false;
+    QTest::newRow("sub-rectangles")
+        << 2 << randomImage(QSize(32, 24), 3) << QRectF(4, 2, 24, 18) << QRectF(3, 1, 8, 6) << false;
 }
 
 void TestVellToolUtil::resizeMatchesReference()
@@ -247,27 +245,23 @@ void TestVellToolUtil::resizeMatchesReference()
     VellToolUtil::resizeTextureToTexture(&dstTexture, &srcTexture, dstRect, srcRect, filter);
     const QImage got = readBack(dstTexture);
     const double kx = srcRect.width() / dstRect.width(), ky = srcRect.height() / dstRect.height();
-    QString failure = mismatch(got, [&](int x, int y, QRgb *want) {
-        *want = !dstRect.contains(x + 0.5, y + 0.5) ? dst.pixel(x, y)
-              : sample(src, srcRect.x() + (x + 0.5 - dstRect.x()) * kx, srcRect.y() + (y + 0.5 - dstRect.y()) * ky,
-                       kx, ky, filter, false);
+    QCOMPARE(mismatch(got, [&](int x, int y, QRgb *want) {
+        const QPointF s(srcRect.x() + (x + 0.5 - dstRect.x()) * kx,
+                        srcRect.y() + (y + 0.5 - dstRect.y()) * ky);
+        *want = dstRect.contains(x + 0.5, y + 0.5) ? sample(src, s, kx, ky, filter, false) : dst.pixel(x, y);
         return true;
-    }, 1);
-    QVERIFY2(failure.isEmpty(), qPrintable(failure));
-    if (!averages)
-        return;
-    failure = mismatch(got, [](int x, int y, QRgb *want) {
-        *want = qRgba(128, 128, 128, 255);
-        return x > 0 && x < 29 && y < 20;   // the outer columns repeat their edge texel
-    }, 10);
-    QVERIFY2(failure.isEmpty(), qPrintable(failure));
+    }, 1), QString());
+    if (averages)
+        QCOMPARE(mismatch(got, [](int x, int y, QRgb *want) {
+            *want = qRgba(128, 128, 128, 255);
+            return x > 0 && x < 29 && y < 20;   // the outer columns repeat their edge texel
+        }, 10), QString());
 }
 
-// Warps follow the maps they define. The perspective quad is strong: drawn
-// as two affine triangles its halves would disagree by texels along the
-// diagonal. The mesh is a strip bent at its middle column, the left half
-// squeezed into 16 pixels, the right half stretched over 44. Both only
-// enlarge (plain bilinear) and clear what they do not cover.
+// Warps follow the maps they define. The perspective quad is strong: drawn as two affine triangles
+// its halves would disagree by texels along the diagonal. The mesh is a strip bent at its middle
+// column, the left half squeezed into 16 pixels, the right half stretched over 44. Both only enlarge
+// (plain bilinear) and clear what they do not cover.
 void TestVellToolUtil::warps_data()
 {
     QTest::addColumn<bool>("mesh");
@@ -291,9 +285,12 @@ void TestVellToolUtil::warps()
             {QPointF(0, 4), QPointF(0, 52), QPointF(16, 4), QPointF(16, 52), QPointF(60, 4), QPointF(60, 52)},
             {QPointF(0, 0), QPointF(0, 1), QPointF(0.5, 0), QPointF(0.5, 1), QPointF(1, 0), QPointF(1, 1)},
             VellToolUtil::Bilinear);
-        map = [](QPointF p) { return QPointF(p.x() < 16 ? p.x() * 0.75 : 12 + (p.x() - 16) / 44 * 12, (p.y() - 4) / 2); };
+        map = [](QPointF p) {
+            return QPointF(p.x() < 16 ? p.x() * 0.75 : 12 + (p.x() - 16) / 44 * 12, (p.y() - 4) / 2);
+        };
     } else {
-        VellToolUtil::copyTextureToTexture(&dstTexture, &srcTexture, dstQuad, srcQuad, VellToolUtil::Bilinear);
+        VellToolUtil::copyTextureToTexture(&dstTexture, &srcTexture, dstQuad, srcQuad,
+                                           VellToolUtil::Bilinear);
         QVERIFY(QTransform::quadToQuad(dstQuad, srcQuad, toSource));
     }
     QPainterPath inside;
@@ -302,12 +299,11 @@ void TestVellToolUtil::warps()
     stroker.setWidth(3);
     // Slanted edges are left to the rasteriser's rules; the mesh's lie between pixel centres.
     const QPainterPath border = stroker.createStroke(inside);
-    const QString failure = mismatch(readBack(dstTexture), [&](int x, int y, QRgb *want) {
+    QCOMPARE(mismatch(readBack(dstTexture), [&](int x, int y, QRgb *want) {
         const QPointF centre(x + 0.5, y + 0.5), s = map(centre);
-        *want = inside.contains(centre) ? sample(src, s.x(), s.y(), 1, 1, 1, true) : 0u;
+        *want = inside.contains(centre) ? sample(src, s, 1, 1, 1, true) : 0u;
         return mesh || !border.contains(centre);
-    }, 2);
-    QVERIFY2(failure.isEmpty(), qPrintable(failure));
+    }, 2), QString());
 }
 
 // Calls that cannot draw leave the destination as it was.
