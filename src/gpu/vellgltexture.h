@@ -34,8 +34,11 @@ public:
     GLuint getId() const { return id; }   // still owned by this object
     int getWidth() const { return width; }
     int getHeight() const { return height; }
+    // The valid size: the allocated size unless an owner that fills only part
+    // of the texture (a layer's display texture) records a smaller one.
     double getWidthF() const { return widthF; }
     double getHeightF() const { return heightF; }
+    void setValidSize(double w, double h) { widthF = w; heightF = h; }
     unsigned int getFormat() const { return format; }
     unsigned int getType() const { return type; }
     unsigned int getSize() const { return size; }   // bytes of the pixels
