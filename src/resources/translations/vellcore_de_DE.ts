@@ -141,4 +141,99 @@
         <translation>Luminanz</translation>
     </message>
 </context>
+<context>
+    <name>VellInputDialog</name>
+    <message>
+        <source>Ok</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+</context>
+<context>
+    <name>VellReadImageResizeWidget</name>
+    <message>
+        <source>Resize Image</source>
+        <translation>Bildgröße ändern</translation>
+    </message>
+    <message>
+        <source>The image exceeds the  maximum size your system supports.</source>
+        <translation>Das Bild überschreitet die maximale Größe, die Ihr System unterstützt.</translation>
+    </message>
+    <message>
+        <source>Please resize it before editing. This will not affect the
+original image.</source>
+        <translation>Bitte ändern Sie vor dem Bearbeiten die Größe. Das Originalbild
+bleibt davon unberührt.</translation>
+    </message>
+    <message>
+        <source>Resize to</source>
+        <translation>Neue Größe</translation>
+    </message>
+    <message>
+        <source>Width:</source>
+        <translation>Breite:</translation>
+    </message>
+    <message>
+        <source>Height:</source>
+        <translation>Höhe:</translation>
+    </message>
+    <message>
+        <source>Pixels</source>
+        <translation>Pixel</translation>
+    </message>
+    <message>
+        <source>Ok</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+</context>
+<context>
+    <name>VellPixelateTextLayerWidget</name>
+    <message>
+        <source>Text Pixelation</source>
+        <translation>Text rastern</translation>
+    </message>
+    <message>
+        <source>Pixelation Options</source>
+        <translation>Rasterungsoptionen</translation>
+    </message>
+    <message>
+        <source>Expand the text layer(in pixels)</source>
+        <translation>Textebene erweitern (in Pixeln)</translation>
+    </message>
+    <message>
+        <source>Left:</source>
+        <translation>Links:</translation>
+    </message>
+    <message>
+        <source>Right:</source>
+        <translation>Rechts:</translation>
+    </message>
+    <message>
+        <source>Top:</source>
+        <translation>Oben:</translation>
+    </message>
+    <message>
+        <source>Bottom:</source>
+        <translation>Unten:</translation>
+    </message>
+    <message>
+        <source>Expand to whole canvas</source>
+        <translation>Auf die gesamte Arbeitsfläche erweitern</translation>
+    </message>
+    <message>
+        <source>Confirm to pixelate</source>
+        <translation>Rastern bestätigen</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+</context>
 </TS>

@@ -141,4 +141,99 @@
         <translation>Luminosidad</translation>
     </message>
 </context>
+<context>
+    <name>VellInputDialog</name>
+    <message>
+        <source>Ok</source>
+        <translation>Aceptar</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancelar</translation>
+    </message>
+</context>
+<context>
+    <name>VellReadImageResizeWidget</name>
+    <message>
+        <source>Resize Image</source>
+        <translation>Cambiar tamaño de imagen</translation>
+    </message>
+    <message>
+        <source>The image exceeds the  maximum size your system supports.</source>
+        <translation>La imagen supera el tamaño máximo que admite su sistema.</translation>
+    </message>
+    <message>
+        <source>Please resize it before editing. This will not affect the
+original image.</source>
+        <translation>Cambie su tamaño antes de editarla. Esto no afectará a la
+imagen original.</translation>
+    </message>
+    <message>
+        <source>Resize to</source>
+        <translation>Cambiar tamaño a</translation>
+    </message>
+    <message>
+        <source>Width:</source>
+        <translation>Anchura:</translation>
+    </message>
+    <message>
+        <source>Height:</source>
+        <translation>Altura:</translation>
+    </message>
+    <message>
+        <source>Pixels</source>
+        <translation>Píxeles</translation>
+    </message>
+    <message>
+        <source>Ok</source>
+        <translation>Aceptar</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancelar</translation>
+    </message>
+</context>
+<context>
+    <name>VellPixelateTextLayerWidget</name>
+    <message>
+        <source>Text Pixelation</source>
+        <translation>Rasterización de texto</translation>
+    </message>
+    <message>
+        <source>Pixelation Options</source>
+        <translation>Opciones de rasterización</translation>
+    </message>
+    <message>
+        <source>Expand the text layer(in pixels)</source>
+        <translation>Ampliar la capa de texto (en píxeles)</translation>
+    </message>
+    <message>
+        <source>Left:</source>
+        <translation>Izquierda:</translation>
+    </message>
+    <message>
+        <source>Right:</source>
+        <translation>Derecha:</translation>
+    </message>
+    <message>
+        <source>Top:</source>
+        <translation>Superior:</translation>
+    </message>
+    <message>
+        <source>Bottom:</source>
+        <translation>Inferior:</translation>
+    </message>
+    <message>
+        <source>Expand to whole canvas</source>
+        <translation>Ampliar a todo el lienzo</translation>
+    </message>
+    <message>
+        <source>Confirm to pixelate</source>
+        <translation>Confirmar rasterización</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancelar</translation>
+    </message>
+</context>
 </TS>

@@ -141,4 +141,99 @@
         <translation>Luminosité</translation>
     </message>
 </context>
+<context>
+    <name>VellInputDialog</name>
+    <message>
+        <source>Ok</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Annuler</translation>
+    </message>
+</context>
+<context>
+    <name>VellReadImageResizeWidget</name>
+    <message>
+        <source>Resize Image</source>
+        <translation>Redimensionner l'image</translation>
+    </message>
+    <message>
+        <source>The image exceeds the  maximum size your system supports.</source>
+        <translation>L'image dépasse la taille maximale prise en charge par votre système.</translation>
+    </message>
+    <message>
+        <source>Please resize it before editing. This will not affect the
+original image.</source>
+        <translation>Veuillez la redimensionner avant de la modifier. L'image d'origine
+ne sera pas modifiée.</translation>
+    </message>
+    <message>
+        <source>Resize to</source>
+        <translation>Redimensionner à</translation>
+    </message>
+    <message>
+        <source>Width:</source>
+        <translation>Largeur :</translation>
+    </message>
+    <message>
+        <source>Height:</source>
+        <translation>Hauteur :</translation>
+    </message>
+    <message>
+        <source>Pixels</source>
+        <translation>Pixels</translation>
+    </message>
+    <message>
+        <source>Ok</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Annuler</translation>
+    </message>
+</context>
+<context>
+    <name>VellPixelateTextLayerWidget</name>
+    <message>
+        <source>Text Pixelation</source>
+        <translation>Pixellisation du texte</translation>
+    </message>
+    <message>
+        <source>Pixelation Options</source>
+        <translation>Options de pixellisation</translation>
+    </message>
+    <message>
+        <source>Expand the text layer(in pixels)</source>
+        <translation>Agrandir le calque de texte (en pixels)</translation>
+    </message>
+    <message>
+        <source>Left:</source>
+        <translation>Gauche :</translation>
+    </message>
+    <message>
+        <source>Right:</source>
+        <translation>Droite :</translation>
+    </message>
+    <message>
+        <source>Top:</source>
+        <translation>Haut :</translation>
+    </message>
+    <message>
+        <source>Bottom:</source>
+        <translation>Bas :</translation>
+    </message>
+    <message>
+        <source>Expand to whole canvas</source>
+        <translation>Étendre à toute la zone de travail</translation>
+    </message>
+    <message>
+        <source>Confirm to pixelate</source>
+        <translation>Confirmer la pixellisation</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Annuler</translation>
+    </message>
+</context>
 </TS>

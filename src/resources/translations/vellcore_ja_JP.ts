@@ -141,4 +141,99 @@
         <translation>輝度</translation>
     </message>
 </context>
+<context>
+    <name>VellInputDialog</name>
+    <message>
+        <source>Ok</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>キャンセル</translation>
+    </message>
+</context>
+<context>
+    <name>VellReadImageResizeWidget</name>
+    <message>
+        <source>Resize Image</source>
+        <translation>画像のサイズ変更</translation>
+    </message>
+    <message>
+        <source>The image exceeds the  maximum size your system supports.</source>
+        <translation>画像がシステムでサポートされている最大サイズを超えています。</translation>
+    </message>
+    <message>
+        <source>Please resize it before editing. This will not affect the
+original image.</source>
+        <translation>編集する前にサイズを変更してください。元の画像には
+影響しません。</translation>
+    </message>
+    <message>
+        <source>Resize to</source>
+        <translation>変更後のサイズ</translation>
+    </message>
+    <message>
+        <source>Width:</source>
+        <translation>幅:</translation>
+    </message>
+    <message>
+        <source>Height:</source>
+        <translation>高さ:</translation>
+    </message>
+    <message>
+        <source>Pixels</source>
+        <translation>ピクセル</translation>
+    </message>
+    <message>
+        <source>Ok</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>キャンセル</translation>
+    </message>
+</context>
+<context>
+    <name>VellPixelateTextLayerWidget</name>
+    <message>
+        <source>Text Pixelation</source>
+        <translation>テキストのラスタライズ</translation>
+    </message>
+    <message>
+        <source>Pixelation Options</source>
+        <translation>ラスタライズオプション</translation>
+    </message>
+    <message>
+        <source>Expand the text layer(in pixels)</source>
+        <translation>テキストレイヤーを拡張（ピクセル単位）</translation>
+    </message>
+    <message>
+        <source>Left:</source>
+        <translation>左:</translation>
+    </message>
+    <message>
+        <source>Right:</source>
+        <translation>右:</translation>
+    </message>
+    <message>
+        <source>Top:</source>
+        <translation>上:</translation>
+    </message>
+    <message>
+        <source>Bottom:</source>
+        <translation>下:</translation>
+    </message>
+    <message>
+        <source>Expand to whole canvas</source>
+        <translation>カンバス全体に拡張</translation>
+    </message>
+    <message>
+        <source>Confirm to pixelate</source>
+        <translation>ラスタライズを実行</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>キャンセル</translation>
+    </message>
+</context>
 </TS>

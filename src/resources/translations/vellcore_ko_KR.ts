@@ -141,4 +141,99 @@
         <translation>광도</translation>
     </message>
 </context>
+<context>
+    <name>VellInputDialog</name>
+    <message>
+        <source>Ok</source>
+        <translation>확인</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>취소</translation>
+    </message>
+</context>
+<context>
+    <name>VellReadImageResizeWidget</name>
+    <message>
+        <source>Resize Image</source>
+        <translation>이미지 크기 조정</translation>
+    </message>
+    <message>
+        <source>The image exceeds the  maximum size your system supports.</source>
+        <translation>이미지가 시스템에서 지원하는 최대 크기를 초과합니다.</translation>
+    </message>
+    <message>
+        <source>Please resize it before editing. This will not affect the
+original image.</source>
+        <translation>편집하기 전에 크기를 조정하십시오. 원본 이미지에는
+영향을 주지 않습니다.</translation>
+    </message>
+    <message>
+        <source>Resize to</source>
+        <translation>조정할 크기</translation>
+    </message>
+    <message>
+        <source>Width:</source>
+        <translation>폭:</translation>
+    </message>
+    <message>
+        <source>Height:</source>
+        <translation>높이:</translation>
+    </message>
+    <message>
+        <source>Pixels</source>
+        <translation>픽셀</translation>
+    </message>
+    <message>
+        <source>Ok</source>
+        <translation>확인</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>취소</translation>
+    </message>
+</context>
+<context>
+    <name>VellPixelateTextLayerWidget</name>
+    <message>
+        <source>Text Pixelation</source>
+        <translation>텍스트 래스터화</translation>
+    </message>
+    <message>
+        <source>Pixelation Options</source>
+        <translation>래스터화 옵션</translation>
+    </message>
+    <message>
+        <source>Expand the text layer(in pixels)</source>
+        <translation>텍스트 레이어 확장(픽셀 단위)</translation>
+    </message>
+    <message>
+        <source>Left:</source>
+        <translation>왼쪽:</translation>
+    </message>
+    <message>
+        <source>Right:</source>
+        <translation>오른쪽:</translation>
+    </message>
+    <message>
+        <source>Top:</source>
+        <translation>위쪽:</translation>
+    </message>
+    <message>
+        <source>Bottom:</source>
+        <translation>아래쪽:</translation>
+    </message>
+    <message>
+        <source>Expand to whole canvas</source>
+        <translation>전체 캔버스로 확장</translation>
+    </message>
+    <message>
+        <source>Confirm to pixelate</source>
+        <translation>래스터화 확인</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>취소</translation>
+    </message>
+</context>
 </TS>

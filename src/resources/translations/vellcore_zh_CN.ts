@@ -141,4 +141,99 @@
         <translation>明度</translation>
     </message>
 </context>
+<context>
+    <name>VellInputDialog</name>
+    <message>
+        <source>Ok</source>
+        <translation>确定</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>取消</translation>
+    </message>
+</context>
+<context>
+    <name>VellReadImageResizeWidget</name>
+    <message>
+        <source>Resize Image</source>
+        <translation>调整图像大小</translation>
+    </message>
+    <message>
+        <source>The image exceeds the  maximum size your system supports.</source>
+        <translation>图像超出了您的系统所支持的最大尺寸。</translation>
+    </message>
+    <message>
+        <source>Please resize it before editing. This will not affect the
+original image.</source>
+        <translation>请在编辑前调整其大小。此操作不会影响
+原始图像。</translation>
+    </message>
+    <message>
+        <source>Resize to</source>
+        <translation>调整为</translation>
+    </message>
+    <message>
+        <source>Width:</source>
+        <translation>宽度：</translation>
+    </message>
+    <message>
+        <source>Height:</source>
+        <translation>高度：</translation>
+    </message>
+    <message>
+        <source>Pixels</source>
+        <translation>像素</translation>
+    </message>
+    <message>
+        <source>Ok</source>
+        <translation>确定</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>取消</translation>
+    </message>
+</context>
+<context>
+    <name>VellPixelateTextLayerWidget</name>
+    <message>
+        <source>Text Pixelation</source>
+        <translation>文字像素化</translation>
+    </message>
+    <message>
+        <source>Pixelation Options</source>
+        <translation>像素化选项</translation>
+    </message>
+    <message>
+        <source>Expand the text layer(in pixels)</source>
+        <translation>扩展文字图层（以像素为单位）</translation>
+    </message>
+    <message>
+        <source>Left:</source>
+        <translation>左：</translation>
+    </message>
+    <message>
+        <source>Right:</source>
+        <translation>右：</translation>
+    </message>
+    <message>
+        <source>Top:</source>
+        <translation>上：</translation>
+    </message>
+    <message>
+        <source>Bottom:</source>
+        <translation>下：</translation>
+    </message>
+    <message>
+        <source>Expand to whole canvas</source>
+        <translation>扩展到整个画布</translation>
+    </message>
+    <message>
+        <source>Confirm to pixelate</source>
+        <translation>确认像素化</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>取消</translation>
+    </message>
+</context>
 </TS>
