@@ -2,7 +2,8 @@
 # Installs the dependencies, builds the host and runs the main job on the
 # bundled sample: prints what the library knows of this machine, then reads
 # the sample into a picture host, streams it to out/sample.vph and writes it
-# back as out/sample.png.
+# back as out/sample.png; then converts the Adobe RGB sample to sRGB as
+# out/adobergb-srgb.png.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -20,3 +21,4 @@ else
 fi
 ./build/apps/vell/vell pack data/samples/sample.png out/sample.vph
 ./build/apps/vell/vell unpack out/sample.vph out/sample.png
+./build/apps/vell/vell icc data/samples/adobergb.jpg out/adobergb-srgb.png

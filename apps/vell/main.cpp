@@ -18,10 +18,17 @@ const char *const kUsage =
     "  cipher encrypt|decrypt KEYFILE IN OUT\n"
     "                                     run the resource cipher on a file; the key\n"
     "                                     is the first 8 bytes of KEYFILE's text\n"
-    "  pack IMAGE OUT                     read an image into a picture host and write\n"
-    "                                     the host's stream to OUT\n"
+    "  pack IMAGE OUT [--no-colour]       read an image into a picture host, convert it\n"
+    "                                     to sRGB and write the host's stream to OUT\n"
     "  unpack IN OUT                      read a picture host stream and save it as an\n"
     "                                     image (format from OUT's suffix)\n"
+    "  icc IN OUT [--from NAME]           convert an image to sRGB from the colour space\n"
+    "                                     its metadata names, or from NAME\n"
+    "\n"
+    "Commands that open an image find the colour space its metadata names and\n"
+    "convert the picture to sRGB, printing \"colour space: ...\"; --no-colour skips\n"
+    "that. The ICC profiles are read from data/iccprofiles in the working folder,\n"
+    "else beside the vell binary, else from the installed data folder.\n"
     "\n"
     "Options:\n"
     "  -h, --help                         show this help\n"
@@ -83,6 +90,8 @@ int main(int argc, char *argv[])
         return vellPackCommand(args);
     if (command == QLatin1String("unpack"))
         return vellUnpackCommand(args);
+    if (command == QLatin1String("icc"))
+        return vellIccCommand(args);
 
     vellError(QStringLiteral("unknown command '%1' (try 'vell --help')").arg(command));
     return ExitUsage;

@@ -44,40 +44,19 @@ HostPointer readHostFile(const QString &path)
     return HostPointer(host);
 }
 
-// The picture as an image: 8-bit hosts share QImage's ARGB32 layout, 16-bit
-// hosts store B, G, R, A words and become RGBA64.
-QImage hostToImage(const VellPictureHost *host)
-{
-    const int w = int(host->getWidth());
-    const int h = int(host->getHeight());
-    if (host->getPixelWidth() == 4) {
-        QImage image(w, h, QImage::Format_ARGB32);
-        for (int y = 0; y < h; ++y)
-            std::memcpy(image.scanLine(y), host->getData() + size_t(y) * w * 4, size_t(w) * 4);
-        return image;
-    }
-    QImage image(w, h, QImage::Format_RGBA64);
-    for (int y = 0; y < h; ++y) {
-        const quint16 *src = reinterpret_cast<const quint16 *>(host->getData() + size_t(y) * w * 8);
-        quint16 *dst = reinterpret_cast<quint16 *>(image.scanLine(y));
-        for (int x = 0; x < w; ++x, src += 4, dst += 4) {
-            dst[0] = src[2];
-            dst[1] = src[1];
-            dst[2] = src[0];
-            dst[3] = src[3];
-        }
-    }
-    return image;
-}
-
 } // namespace
 
-int vellPackCommand(const QStringList &args)
+int vellPackCommand(const QStringList &arguments)
 {
-    if (wantsHelp(args)) {
-        vellPrint(QStringLiteral("Usage: vell pack IMAGE OUT\nReads IMAGE into an 8-bit picture host and writes its stream to OUT."));
+    if (wantsHelp(arguments)) {
+        vellPrint(QStringLiteral("Usage: vell pack IMAGE OUT [--no-colour]\n"
+                                 "Reads IMAGE into an 8-bit picture host, converts it to sRGB from the\n"
+                                 "colour space its metadata names (not with --no-colour) and writes the\n"
+                                 "host's stream to OUT."));
         return ExitOk;
     }
+    QStringList args = arguments;
+    const bool colour = args.removeAll(QStringLiteral("--no-colour")) == 0;
     if (args.size() != 2) {
         vellError(QStringLiteral("pack needs IMAGE and OUT (got %1 arguments)").arg(args.size()));
         return ExitUsage;
@@ -91,17 +70,20 @@ int vellPackCommand(const QStringList &args)
         vellError(QStringLiteral("cannot read image '%1': %2").arg(args.at(0), reader.errorString()));
         return ExitFailure;
     }
-    image = image.convertToFormat(QImage::Format_ARGB32);
-    const unsigned w = unsigned(image.width());
-    const unsigned h = unsigned(image.height());
-
-    HostPointer host(new VellPictureHost(w, h, 4));
-    if (!host->getData()) {
-        vellError(QStringLiteral("no memory for a %1 x %2 picture").arg(w).arg(h));
+    HostPointer host(vellImageToHost(image, false));
+    if (!host) {
+        vellError(QStringLiteral("no memory for a %1 x %2 picture").arg(image.width()).arg(image.height()));
         return ExitFailure;
     }
-    for (unsigned y = 0; y < h; ++y)
-        std::memcpy(host->getData() + size_t(y) * w * 4, image.constScanLine(int(y)), size_t(w) * 4);
+    if (colour) {
+        VellPictureHost *picture = host.release();
+        const bool ok = vellColourStep(&picture, args.at(0), QString());
+        host.reset(picture);
+        if (!ok)
+            return ExitFailure;
+    }
+    const unsigned w = host->getWidth();
+    const unsigned h = host->getHeight();
 
     QFile out(args.at(1));
     if (!out.open(QIODevice::WriteOnly)) {
@@ -152,7 +134,7 @@ int vellUnpackCommand(const QStringList &args)
     HostPointer host = readHostFile(args.at(0));
     if (!host)
         return ExitFailure;
-    const QImage image = hostToImage(host.get());
+    const QImage image = vellHostToImage(host.get());
     if (!image.save(args.at(1))) {
         vellError(QStringLiteral("cannot save '%1' (unknown suffix or unwritable)").arg(args.at(1)));
         return ExitFailure;

@@ -3,6 +3,9 @@
 
 #include <QStringList>
 
+class QImage;
+class VellPictureHost;
+
 // Exit codes shared by every command of the host.
 enum VellExitCode { ExitOk = 0, ExitFailure = 1, ExitUsage = 2 };
 
@@ -18,5 +21,20 @@ int vellInfoCommand(const QStringList &args);
 int vellCipherCommand(const QStringList &args);
 int vellPackCommand(const QStringList &args);
 int vellUnpackCommand(const QStringList &args);
+int vellIccCommand(const QStringList &args);
+
+// Image -> new picture host, caller owns it; null when the memory budget
+// refuses. With keepDepth, 16-bit images become 8-byte hosts; everything else
+// becomes a 4-byte host.
+VellPictureHost *vellImageToHost(const QImage &image, bool keepDepth);
+// Picture host -> image: ARGB32 for 4-byte hosts, RGBA64 for 8-byte ones.
+QImage vellHostToImage(const VellPictureHost *host);
+
+// The colour step of every command that opens an image: takes the colour
+// space `from`, or when it is empty the one that imagePath's metadata names,
+// converts *host to sRGB (replacing it) and prints "colour space: ...". False,
+// with a message and *host unchanged, when the space's profile is missing or
+// the conversion fails.
+bool vellColourStep(VellPictureHost **host, const QString &imagePath, const QString &from);
 
 #endif // VELLCOMMANDLINE_H

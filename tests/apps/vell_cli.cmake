@@ -78,6 +78,7 @@ expect_match("${last_err}" "cannot read '.*no-such-key'")
 set(sample ${SOURCE_DIR}/data/samples/sample.png)
 run_vell(0 pack ${sample} ${WORK_DIR}/sample.vph)
 expect_match("${last_out}" "640 x 400, 1 bands")
+expect_match("${last_out}" "colour space: sRGB\n")
 file(SIZE ${WORK_DIR}/sample.vph vph_size)
 math(EXPR expected_size "12 + 640 * 400 * 4")
 if(NOT vph_size EQUAL expected_size)
@@ -86,6 +87,26 @@ endif()
 run_vell(0 unpack ${WORK_DIR}/sample.vph ${WORK_DIR}/sample-back.png)
 run_vell(0 pack ${WORK_DIR}/sample-back.png ${WORK_DIR}/sample-again.vph)
 expect_same_file(${WORK_DIR}/sample.vph ${WORK_DIR}/sample-again.vph)
+
+# Colour: the sample's metadata says "ICC profile: Adobe RGB (1998)". The
+# working folder has no data/iccprofiles, so vell finds the profiles beside
+# its binary.
+set(adobe ${SOURCE_DIR}/data/samples/adobergb.jpg)
+run_vell(0 icc ${adobe} ${WORK_DIR}/adobe-srgb.png)
+expect_match("${last_out}" "colour space: Adobe RGB \\(converted to sRGB\\)")
+run_vell(0 pack ${adobe} ${WORK_DIR}/adobe.vph)
+expect_match("${last_out}" "colour space: Adobe RGB \\(converted to sRGB\\)")
+run_vell(0 pack ${adobe} ${WORK_DIR}/adobe-raw.vph --no-colour)
+if(last_out MATCHES "colour space")
+    message(FATAL_ERROR "--no-colour still converted:\n${last_out}")
+endif()
+# icc and pack convert alike; --from overrides the metadata.
+run_vell(0 pack ${WORK_DIR}/adobe-srgb.png ${WORK_DIR}/icc.vph --no-colour)
+expect_same_file(${WORK_DIR}/adobe.vph ${WORK_DIR}/icc.vph)
+run_vell(0 icc ${adobe} ${WORK_DIR}/adobe-as-is.png --from SRGB)
+expect_match("${last_out}" "colour space: sRGB\n")
+run_vell(2 icc ${adobe} ${WORK_DIR}/x.png --from Adobe98)
+expect_match("${last_err}" "unknown colour space 'Adobe98'")
 
 # Bad input fails cleanly.
 run_vell(1 pack ${WORK_DIR}/plain.txt ${WORK_DIR}/bad.vph)

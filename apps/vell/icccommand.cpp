@@ -1,0 +1,175 @@
+#include "vellcommandline.h"
+
+#include "color/vellcolorprofileconverter.h"
+#include "foundation/velllog.h"
+#include "picture/vellpicturehost.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QImage>
+#include <QImageReader>
+
+#include <memory>
+
+namespace {
+
+const char kSRGB[] = "SRGB";
+const char *const kNames[] = {"SRGB", "ProPhoto", "Adobe RGB", "Apple RGB", "WideGamut", "CIERGB", "MelissaRGB"};
+
+QString nameList()
+{
+    QStringList names;
+    for (const char *name : kNames)
+        names << QStringLiteral("\"%1\"").arg(QLatin1String(name));
+    return names.join(QStringLiteral(", "));
+}
+
+bool isCanonical(const QString &name)
+{
+    return name == QLatin1String(kSRGB) || !VellColorProfileConverter::profileFile(name).isEmpty();
+}
+
+// The library reads "./data/iccprofiles/..." relative to the working folder.
+// The folders that may hold data/, in order: the working folder (so a user
+// can put profiles of their own first), the folder of the vell binary (the
+// build tree) and the installed data folder.
+QStringList profileRoots()
+{
+    const QString binaryDir = QCoreApplication::applicationDirPath();
+    return {QDir::currentPath(), binaryDir, QStringLiteral(VELL_DATA_DIR)};
+}
+
+QString profileRoot(const QString &name)
+{
+    const QString file = VellColorProfileConverter::profileFile(name);
+    for (const QString &root : profileRoots())
+        if (QFileInfo(QDir(root).filePath(file)).isFile())
+            return root;
+    return QString();
+}
+
+// Makes `folder` the working folder for its lifetime, so the library finds
+// its profiles there; every path the command was given has been used or is
+// used only after the working folder is back.
+class WorkingFolder
+{
+public:
+    explicit WorkingFolder(const QString &folder) : saved(QDir::currentPath())
+    {
+        QDir::setCurrent(folder);
+    }
+    ~WorkingFolder() { QDir::setCurrent(saved); }
+    Q_DISABLE_COPY(WorkingFolder)
+
+private:
+    const QString saved;
+};
+
+bool wantsHelp(const QStringList &args)
+{
+    return !args.isEmpty() && (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h"));
+}
+
+} // namespace
+
+bool vellColourStep(VellPictureHost **host, const QString &imagePath, const QString &from)
+{
+    const QString name = from.isEmpty() ? VellColorProfileConverter::extractCameraProfile(imagePath) : from;
+    if (name.isEmpty() || name == QLatin1String(kSRGB)) {
+        vellPrint(QStringLiteral("colour space: sRGB"));
+        return true;
+    }
+    const QString root = profileRoot(name);
+    if (root.isEmpty()) {
+        vellError(QStringLiteral("no ICC profile for colour space '%1': %2 is in none of %3 "
+                                 "(convert nothing with --no-colour)")
+                      .arg(name, VellColorProfileConverter::profileFile(name),
+                           profileRoots().join(QStringLiteral(", "))));
+        return false;
+    }
+    // Opens the log in the user's working folder before it changes: the log
+    // keeps writing to the file it opened first.
+    VellLog::Instance()->LogEx(2, 0, "Colour space of %s: %s, profiles under %s\n",
+                               qPrintable(imagePath), qPrintable(name), qPrintable(root));
+
+    VellPictureHost *const before = *host;
+    {
+        WorkingFolder inRoot(root);
+        // Returns false whether or not it converted: the new pointer tells.
+        VellColorProfileConverter::convertToSRGB(host, name);
+    }
+    if (*host == before) {
+        vellError(QStringLiteral("cannot convert from '%1' to sRGB (see ConsoleLog.txt)").arg(name));
+        return false;
+    }
+    vellPrint(QStringLiteral("colour space: %1 (converted to sRGB)").arg(name));
+    return true;
+}
+
+int vellIccCommand(const QStringList &arguments)
+{
+    if (wantsHelp(arguments)) {
+        vellPrint(QStringLiteral(
+            "Usage: vell icc IN OUT [--from NAME]\n"
+            "Converts image IN to sRGB and saves it as OUT (format from OUT's suffix);\n"
+            "16-bit images stay 16-bit. The colour space is the one IN's metadata names\n"
+            "(sRGB when none), or NAME, one of\n  %1.\n"
+            "Profiles are read from data/iccprofiles in the working folder, else beside\n"
+            "the vell binary, else from %2.")
+                      .arg(nameList(), QStringLiteral(VELL_DATA_DIR "/data/iccprofiles")));
+        return ExitOk;
+    }
+    QStringList args = arguments;
+    QString from;
+    const int option = args.indexOf(QStringLiteral("--from"));
+    if (option >= 0) {
+        if (option + 1 >= args.size()) {
+            vellError(QStringLiteral("--from needs a colour space name"));
+            return ExitUsage;
+        }
+        from = args.takeAt(option + 1);
+        args.removeAt(option);
+        if (!isCanonical(from)) {
+            vellError(QStringLiteral("unknown colour space '%1' (one of %2)").arg(from, nameList()));
+            return ExitUsage;
+        }
+    }
+    if (args.size() != 2) {
+        vellError(QStringLiteral("icc needs IN and OUT (got %1 arguments)").arg(args.size()));
+        return ExitUsage;
+    }
+    QElapsedTimer timer;
+    timer.start();
+
+    QImageReader reader(args.at(0));
+    const QImage image = reader.read();
+    if (image.isNull()) {
+        vellError(QStringLiteral("cannot read image '%1': %2").arg(args.at(0), reader.errorString()));
+        return ExitFailure;
+    }
+    std::unique_ptr<VellPictureHost> host(vellImageToHost(image, true));
+    if (!host) {
+        vellError(QStringLiteral("no memory for a %1 x %2 picture").arg(image.width()).arg(image.height()));
+        return ExitFailure;
+    }
+    VellPictureHost *picture = host.release();
+    const bool converted = vellColourStep(&picture, args.at(0), from);
+    host.reset(picture);
+    if (!converted)
+        return ExitFailure;
+
+    QImage result = vellHostToImage(host.get());
+    const bool deep = host->getPixelWidth() == 8;
+    if (!image.hasAlphaChannel())
+        result = result.convertToFormat(deep ? QImage::Format_RGBX64 : QImage::Format_RGB32);
+    if (!result.save(args.at(1))) {
+        vellError(QStringLiteral("cannot save '%1' (unknown suffix or unwritable)").arg(args.at(1)));
+        return ExitFailure;
+    }
+    vellPrint(QStringLiteral("wrote %1 (%2 x %3, %4 bits per channel)")
+                  .arg(args.at(1)).arg(result.width()).arg(result.height()).arg(deep ? 16 : 8));
+    vellNote(QStringLiteral("%1 ms").arg(timer.elapsed()));
+    return ExitOk;
+}
