@@ -8,10 +8,10 @@
 #include "gpu/vellgltexture2d.h"
 #include "picture/vellpicturehost.h"
 #include "tools/velltoolutil.h"
+#include "vellbenchtimer.h"
 
 #include <QApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QGLWidget>
 #include <QTemporaryDir>
@@ -20,29 +20,6 @@
 #include <cstring>
 #include <functional>
 #include <vector>
-
-namespace {
-
-double bestMs(int runs, const std::function<void()> &work)
-{
-    double best = 1e300;
-    for (int i = 0; i < runs; ++i) {
-        QElapsedTimer timer;
-        timer.start();
-        work();
-        glFinish();
-        best = qMin(best, timer.nsecsElapsed() / 1e6);
-    }
-    return best;
-}
-
-void transfer(const char *what, double ms, double bytes, double memcpyMs)
-{
-    std::printf("%-30s %9.2f ms %8.0f MB/s   %6.1fx memcpy time\n", what, ms, bytes / ms / 1e3,
-                ms / memcpyMs);
-}
-
-} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -84,21 +61,22 @@ int main(int argc, char *argv[])
     }
 
     std::vector<unsigned char> target(bytes);
-    const double memcpyMs = bestMs(runs, [&] { std::memcpy(target.data(), pixels, bytes); });
+    const auto finish = [] { glFinish(); };
+    const double memcpyMs = vellBestMs(runs, [&] { std::memcpy(target.data(), pixels, bytes); }, finish);
     std::printf("6000 x 4000 x 4 bytes = %.1f MB, best of %d runs, glFinish inside each\n",
                 bytes / 1e6, runs);
-    transfer("memcpy", memcpyMs, bytes, memcpyMs);
+    vellReport("memcpy", memcpyMs, memcpyMs, bytes);
 
     const QRect whole(0, 0, w, h);
     VellGLTexture2D texture(w, h, GL_RGBA8, true);
-    transfer("upload, bands", bestMs(runs, [&] { host.writeTexture(&texture, whole, QPoint()); }),
-             bytes, memcpyMs);
-    transfer("download, bands", bestMs(runs, [&] { host.readTexture(&texture, whole, QPoint()); }),
-             bytes, memcpyMs);
-    transfer("upload, entire texture", bestMs(runs, [&] { host.writeEntireTexture(&texture); }),
-             bytes, memcpyMs);
-    transfer("download, entire texture", bestMs(runs, [&] { host.readEntireTexture(&texture); }),
-             bytes, memcpyMs);
+    vellReport("upload, bands", vellBestMs(runs, [&] { host.writeTexture(&texture, whole, QPoint()); }, finish),
+               memcpyMs, bytes);
+    vellReport("download, bands", vellBestMs(runs, [&] { host.readTexture(&texture, whole, QPoint()); }, finish),
+               memcpyMs, bytes);
+    vellReport("upload, entire texture", vellBestMs(runs, [&] { host.writeEntireTexture(&texture); }, finish),
+               memcpyMs, bytes);
+    vellReport("download, entire texture", vellBestMs(runs, [&] { host.readEntireTexture(&texture); }, finish),
+               memcpyMs, bytes);
 
     // The first call builds the resize program; it is not timed.
     VellGLTexture2D small(w / 4, h / 4, GL_RGBA8, true);
@@ -111,7 +89,7 @@ int main(int argc, char *argv[])
         resize();
         glFinish();
         std::printf("resize %-9s %9.2f ms (filter %d, 6000 x 4000 -> 1500 x 1000)\n",
-                    names[filter], bestMs(runs, resize), filter);
+                    names[filter], vellBestMs(runs, resize, finish), filter);
     }
     VellToolUtil dropProgram;
     Q_UNUSED(dropProgram);

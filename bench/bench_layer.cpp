@@ -8,9 +8,10 @@
 #include "gpu/glextensionfunctions.h"
 #include "picture/vellpicturehost.h"
 
+#include "vellbenchtimer.h"
+
 #include <QApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QGLWidget>
 #include <QTemporaryDir>
 
@@ -20,26 +21,6 @@
 #include <vector>
 
 namespace {
-
-double bestMs(int runs, const std::function<void()> &prepare, const std::function<void()> &work)
-{
-    double best = 1e300;
-    for (int i = 0; i < runs; ++i) {
-        prepare();
-        glFinish();
-        QElapsedTimer timer;
-        timer.start();
-        work();
-        glFinish();
-        best = qMin(best, timer.nsecsElapsed() / 1e6);
-    }
-    return best;
-}
-
-void report(const char *what, double ms, double memcpyMs)
-{
-    std::printf("%-46s %9.2f ms %7.1fx memcpy\n", what, ms, ms / memcpyMs);
-}
 
 VellLayer::View view;
 
@@ -74,18 +55,17 @@ int main(int argc, char *argv[])
             p[3] = 255;
         }
     std::vector<unsigned char> copy(host->getByteCount());
-    const double memcpyMs = bestMs(runs, [] {}, [&] {
-        std::memcpy(copy.data(), pixels, copy.size());
-    });
+    const auto finish = [] { glFinish(); };
+    const double memcpyMs = vellBestMs(runs, [&] { std::memcpy(copy.data(), pixels, copy.size()); }, finish);
     std::printf("%-46s %9.2f ms\n", "memcpy of the host (96 MB)", memcpyMs);
 
     VellLayer layer("bench");
     view.scale = view.fboScale = 4.0;   // the whole layer in a 1500 x 1000 window
     layer.setVellPictureHost(host);
-    report("activate (upload, tiles, pyramid, thumb at 4)",
-           bestMs(runs, [&] { layer.disactive(true); layer.deleteTextures(); },
-                  [&] { layer.active(); }),
-           memcpyMs);
+    vellReport("activate (upload, tiles, pyramid, thumb at 4)",
+               vellBestMs(runs, [&] { layer.active(); }, finish,
+                          [&] { layer.disactive(true); layer.deleteTextures(); }),
+               memcpyMs);
 
     const QRectF window(1000, 1000, 1500, 1000);
     const auto visible = [&](double scale, QPointF shift) {
@@ -93,17 +73,18 @@ int main(int argc, char *argv[])
     };
     const auto step = [&](const char *what, double fromScale, QPointF fromShift, double toScale,
                           QPointF toShift) {
-        report(what,
-               bestMs(runs,
-                      [&] {
-                          view.fboScale = fromScale;
-                          layer.updateVisibleRect(visible(fromScale, fromShift));
-                      },
-                      [&] {
-                          view.fboScale = toScale;
-                          layer.updateVisibleRect(visible(toScale, toShift));
-                      }),
-               memcpyMs);
+        vellReport(what,
+                   vellBestMs(runs,
+                              [&] {
+                                  view.fboScale = toScale;
+                                  layer.updateVisibleRect(visible(toScale, toShift));
+                              },
+                              finish,
+                              [&] {
+                                  view.fboScale = fromScale;
+                                  layer.updateVisibleRect(visible(fromScale, fromShift));
+                              }),
+                   memcpyMs);
     };
     step("active: pan 100 px at 1.0 (entire texture)", 1.0, QPointF(), 1.0, QPointF(100, 60));
     step("active: zoom out 1.0 -> 2.0 (half texture)", 1.0, QPointF(), 2.0, QPointF());

@@ -2,6 +2,7 @@
 // region copies and its stream form, next to a plain memcpy of the same bytes.
 #include "foundation/vellmemory.h"
 #include "picture/vellpicturehost.h"
+#include "vellbenchtimer.h"
 
 #include <QBuffer>
 #include <QCoreApplication>
@@ -14,28 +15,6 @@
 #include <cstring>
 #include <functional>
 #include <vector>
-
-namespace {
-
-double bestMs(int runs, const std::function<void()> &work)
-{
-    double best = 1e300;
-    for (int i = 0; i < runs; ++i) {
-        QElapsedTimer timer;
-        timer.start();
-        work();
-        best = qMin(best, timer.nsecsElapsed() / 1e6);
-    }
-    return best;
-}
-
-void report(const char *what, double ms, double bytes, double memcpyMs)
-{
-    std::printf("%-34s %9.2f ms %9.0f MB/s   %5.2fx memcpy time\n", what, ms, bytes / ms / 1e3,
-                ms / memcpyMs);
-}
-
-} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -51,33 +30,36 @@ int main(int argc, char *argv[])
     for (size_t i = 0; i < bytes; ++i)
         source[i] = static_cast<unsigned char>(i * 2654435761u >> 24);
 
-    const double memcpyMs = bestMs(runs, [&] { std::memcpy(target.data(), source.data(), bytes); });
+    const double memcpyMs = vellBestMs(runs, [&] { std::memcpy(target.data(), source.data(), bytes); });
     std::printf("6000 x 4000 x 4 bytes = %.1f MB, best of %d runs\n", bytes / 1e6, runs);
-    report("memcpy", memcpyMs, bytes, memcpyMs);
+    vellReport("memcpy", memcpyMs, memcpyMs, bytes);
 
     VellPictureHost host(w, h, 4);
-    report("host read (whole buffer in)", bestMs(runs, [&] { host.read(source.data()); }), bytes, memcpyMs);
-    report("host write (whole buffer out)", bestMs(runs, [&] { host.write(target.data()); }), bytes, memcpyMs);
+    vellReport("host read (whole buffer in)", vellBestMs(runs, [&] { host.read(source.data()); }), memcpyMs,
+               bytes);
+    vellReport("host write (whole buffer out)", vellBestMs(runs, [&] { host.write(target.data()); }), memcpyMs,
+               bytes);
 
     const QRect all(0, 0, int(w), int(h));
-    report("host region write, 2 bands", bestMs(runs, [&] { host.write(target.data(), all); }), bytes, memcpyMs);
+    vellReport("host region write, 2 bands", vellBestMs(runs, [&] { host.write(target.data(), all); }), memcpyMs,
+               bytes);
 
     const QRect middle(1000, 1000, 4000, 2000);   // straddles the band boundary at row 2048
     const double middleBytes = 4000.0 * 2000 * 4;
-    report("host region write 4000x2000", bestMs(runs, [&] { host.write(target.data(), middle); }), middleBytes,
-           memcpyMs * middleBytes / bytes);
+    vellReport("host region write 4000x2000", vellBestMs(runs, [&] { host.write(target.data(), middle); }),
+               memcpyMs * middleBytes / bytes, middleBytes);
 
     QByteArray stream;
     stream.reserve(int(bytes + 64));
-    report("stream out (QDataStream)", bestMs(runs, [&] {
+    vellReport("stream out (QDataStream)", vellBestMs(runs, [&] {
                stream.resize(0);
                QBuffer buffer(&stream);
                buffer.open(QIODevice::WriteOnly);
                QDataStream out(&buffer);
                out.setVersion(QDataStream::Qt_4_8);
                out << &host;
-           }), bytes, memcpyMs);
-    report("stream in (QDataStream + budget)", bestMs(runs, [&] {
+           }), memcpyMs, bytes);
+    vellReport("stream in (QDataStream + budget)", vellBestMs(runs, [&] {
                QBuffer buffer(&stream);
                buffer.open(QIODevice::ReadOnly);
                QDataStream in(&buffer);
@@ -85,8 +67,8 @@ int main(int argc, char *argv[])
                VellPictureHost *back = nullptr;
                in >> &back;
                delete back;
-           }), bytes, memcpyMs);
-    report("host deep copy (budget + memcpy)", bestMs(runs, [&] { delete new VellPictureHost(&host); }), bytes,
-           memcpyMs);
+           }), memcpyMs, bytes);
+    vellReport("host deep copy (budget + memcpy)", vellBestMs(runs, [&] { delete new VellPictureHost(&host); }),
+               memcpyMs, bytes);
     return 0;
 }
