@@ -1,11 +1,11 @@
 #include "document/velllayer.h"
 
+#include "document/velllayermask.h"
 #include "foundation/vellglobalsettings.h"
 #include "foundation/velllog.h"
 #include "gpu/vellgltexture2d.h"
 #include "gpu/vellgltextureluminance.h"
 #include "gpu/vellgpumanager.h"
-#include "picture/vellchannel.h"
 #include "picture/vellpicturehost.h"
 #include "tools/velltoolutil.h"
 
@@ -604,7 +604,7 @@ void VellLayer::createLayerMask()
 {
     if (layerMask || !pictureHost)
         return;
-    layerMask = new VellChannel(getWidth(), getHeight(), this);
+    layerMask = new VellLayerMask(getWidth(), getHeight(), this);
 }
 
 VellGLTextureLuminance *VellLayer::getLayerMaskTexture() const
@@ -612,7 +612,7 @@ VellGLTextureLuminance *VellLayer::getLayerMaskTexture() const
     return layerMask ? layerMask->getEntireTexture() : nullptr;
 }
 
-void VellLayer::setLayerMask(VellChannel *mask)
+void VellLayer::setLayerMask(VellLayerMask *mask)
 {
     if (mask == layerMask)
         return;
@@ -829,9 +829,9 @@ QDataStream &operator>>(QDataStream &in, VellLayer **layer)
     if (!VellLayerBase::isBlendModeCode(blendMode))
         return corrupt("blend mode");
 
-    std::unique_ptr<VellChannel> mask;
+    std::unique_ptr<VellLayerMask> mask;
     if (hasMask) {
-        VellChannel *rawMask = nullptr;
+        VellLayerMask *rawMask = nullptr;
         in >> &rawMask;
         mask.reset(rawMask);
         if (!mask)

@@ -2,6 +2,7 @@
 #define VELLLAYER_H
 
 #include "document/velllayerbase.h"
+#include "document/velllayermask.h"   // callers use the mask as a channel
 
 #include <QPair>
 #include <QRect>
@@ -13,7 +14,6 @@
 #include <optional>
 
 class QDataStream;
-class VellChannel;
 class VellGLTexture2D;
 class VellGLTextureLuminance;
 
@@ -196,10 +196,10 @@ public:
     // mask. removeLayerMask gives the mask up without deleting it: the caller
     // (the history) owns it afterwards.
     void createLayerMask();
-    VellChannel *getLayerMask() const { return layerMask; }
+    VellLayerMask *getLayerMask() const { return layerMask; }
     VellGLTextureLuminance *getLayerMaskTexture() const;
     bool hasLayerMask() const { return layerMask != nullptr; }
-    void setLayerMask(VellChannel *mask);
+    void setLayerMask(VellLayerMask *mask);
     void removeLayerMask();
     // The editing and visible flags read false, and are stored as false,
     // while there is no mask.
@@ -266,7 +266,7 @@ private:
     QVector<FboTexture> fboTextureList;          // textures owned
     bool halfOn = true, quarterOn = true, ocativeOn = true;
     int histogramWidth = 0, histogramHeight = 0;
-    VellChannel *layerMask = nullptr;            // owned (QObject child)
+    VellLayerMask *layerMask = nullptr;          // owned (QObject child)
     bool editingMask = false;
     bool maskVisible = false;
     QPointF maskPosition;

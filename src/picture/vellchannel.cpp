@@ -53,8 +53,8 @@ VellChannel::VellChannel(const VellChannel *other)
     initTexture();
 }
 
-VellChannel::VellChannel(int width, int height, unsigned char *adopted, Adopt)
-    : data(adopted), paddedWidth(paddedWidthFor(width)), width(width), height(height)
+VellChannel::VellChannel(int width, int height, unsigned char *adopted, Adopt, QObject *parent)
+    : QObject(parent), data(adopted), paddedWidth(paddedWidthFor(width)), width(width), height(height)
 {
     initTexture();
 }
@@ -210,31 +210,41 @@ QDataStream &operator<<(QDataStream &out, const VellChannel *channel)
     return out;
 }
 
+unsigned char *VellChannel::readStreamForm(QDataStream &in, int *width, int *height,
+                                           const char *owner)
+{
+    if (!in.device()) {
+        in.setStatus(QDataStream::ReadPastEnd);
+        return nullptr;
+    }
+    qint32 w = 0, h = 0;
+    in >> w >> h;
+    if (in.status() != QDataStream::Ok) {
+        VellLog::Instance()->Log("%s: stream ended inside the header\n", owner);
+        return nullptr;
+    }
+    // A writer only produces sizes the constructor accepts; anything else is a
+    // damaged stream.
+    if (!acceptedSize(w, h)) {
+        VellLog::Instance()->Log("%s: corrupt stream header %d x %d\n", owner, w, h);
+        in.setStatus(QDataStream::ReadCorruptData);
+        return nullptr;
+    }
+    unsigned char *bytes = vellReadBudgetBytes(in, qint64(paddedWidthFor(w)) * h, owner);
+    if (bytes) {
+        *width = w;
+        *height = h;
+    }
+    return bytes;
+}
+
 QDataStream &operator>>(QDataStream &in, VellChannel **channel)
 {
     if (!channel)
         return in;
     *channel = nullptr;
-    if (!in.device()) {
-        in.setStatus(QDataStream::ReadPastEnd);
-        return in;
-    }
-    qint32 width = 0, height = 0;
-    in >> width >> height;
-    if (in.status() != QDataStream::Ok) {
-        VellLog::Instance()->Log("VellChannel: stream ended inside the header\n");
-        return in;
-    }
-    // A writer only produces sizes the constructor accepts; anything else is a
-    // damaged stream.
-    if (!acceptedSize(width, height)) {
-        VellLog::Instance()->Log("VellChannel: corrupt stream header %d x %d\n", width, height);
-        in.setStatus(QDataStream::ReadCorruptData);
-        return in;
-    }
-    const qint64 bytes = qint64(VellChannel::paddedWidthFor(width)) * height;
-    unsigned char *data = vellReadBudgetBytes(in, bytes, "VellChannel");
-    if (data)
+    int width = 0, height = 0;
+    if (unsigned char *data = VellChannel::readStreamForm(in, &width, &height, "VellChannel"))
         *channel = new VellChannel(width, height, data, VellChannel::Adopt());
     return in;
 }

@@ -86,11 +86,19 @@ public:
     // width rounded up to a multiple of 4; -1 when that exceeds an int.
     static int paddedWidthFor(int width);
 
-private:
+protected:
     struct Adopt {};
     // Takes data (paddedWidth x height bytes from VellMemory::alloc) as it is;
-    // for the stream reader, which has already checked the size.
-    VellChannel(int width, int height, unsigned char *data, Adopt);
+    // for the stream readers, which have already checked the size.
+    VellChannel(int width, int height, unsigned char *data, Adopt, QObject *parent = nullptr);
+    // The stream form's header and bytes, for this class's reader and those of
+    // subclasses that share the form: the data (the caller owns it, to adopt)
+    // with *width and *height set, or null with the stream's status set and
+    // the failure logged under `owner`.
+    static unsigned char *readStreamForm(QDataStream &in, int *width, int *height,
+                                         const char *owner);
+
+private:
     // Sets the size, or refuses it (0 x 0, logged) and returns false.
     bool setSize(int width, int height);
     void uploadColumns(int left, int top, int columns, int rows);
