@@ -11,9 +11,10 @@
 
 namespace {
 
-using Step = std::function<void(VellLayerManager &, QVector<VellLayerBase *> &)>;
+using Layers = QVector<VellLayerBase *>;   // every layer a step made
+using Step = std::function<void(VellLayerManager &, Layers &)>;
 
-QString names(const QVector<VellLayerBase *> &layers, bool permanent = false)   // bottom first
+QString names(const Layers &layers, bool permanent = false)   // bottom first
 {
     QString s;
     for (const VellLayerBase *l : layers)
@@ -21,7 +22,12 @@ QString names(const QVector<VellLayerBase *> &layers, bool permanent = false)   
     return s;
 }
 
-VellLayerBase *push(QVector<VellLayerBase *> &l, VellLayerBase *layer) { l.append(layer); return layer; }
+VellLayerBase *push(Layers &l, const char *name) { l.append(new VellLayerBase(name)); return l.last(); }
+Step add(bool memo = false) { return [=](auto &m, auto &l) { m.addLayer(push(l, "D"), memo); }; }
+Step del(int i, bool memo = false) { return [=](auto &m, auto &l) { m.deleteLayer(l[i], memo); }; }
+Step move(int i, int by, bool memo = false) { return [=](auto &m, auto &l) { m.moveLayer(l[i], by, memo); }; }
+Step activate(int i) { return [=](auto &m, auto &) { m.setActiveLayer(uint(i)); }; }
+Step seq(Step a, Step b) { return [=](auto &m, auto &l) { a(m, l); b(m, l); }; }
 
 VellLayer *raster(const char *name, int w, int h, int seed = 1)
 {
@@ -60,74 +66,74 @@ class TestVellLayerManager : public QObject
 
     VellGLTestContext gl;
     VellLayerManager::Document doc;
-    bool hasDocument = true;
+    bool docOpen = true;
     int memos = 0;
 
-    void abc(VellLayerManager &m, QVector<VellLayerBase *> &l)
+    void abc(VellLayerManager &m, Layers &l)
     {
         for (const char *n : { "A", "B", "C" })
-            m.addLayer(push(l, new VellLayerBase(n)), true);
+            m.addLayer(push(l, n), true);
         QCOMPARE(memos, 2);   // none for the first: an empty stack has nothing to restore
         memos = 0;
     }
 
 private slots:
-    void initTestCase() { QVERIFY(gl.isValid()); }
+    void initTestCase()
+    {
+        QVERIFY(gl.isValid());
+        VellLayerManager::setDocumentProbe([this] { return docOpen ? std::optional(doc) : std::nullopt; });
+    }
     void init()
     {
         doc = VellLayerManager::Document();
         doc.pushListChangeMemo = [this](VellLayerManager *) { ++memos; };
-        hasDocument = true;
+        docOpen = true;
         memos = 0;
-        VellLayerManager::setDocumentProbe([this] {
-            return hasDocument ? std::optional<VellLayerManager::Document>(doc) : std::nullopt;
-        });
     }
     void cleanup()
     {
-        VellLayerManager::setDocumentProbe(nullptr);
         VellGpuManager::setAvailableMemoryOverride(nullptr);
         QCOMPARE(VellGLTestContext::takeErrors(), QVector<GLenum>());
     }
+    void cleanupTestCase() { VellLayerManager::setDocumentProbe(nullptr); }
 
     void ordering_data()
     {
         QTest::addColumn<Step>("step");   // on A B C added in turn
-        QTest::addColumn<QString>("stack");
-        QTest::addColumn<QString>("active");
-        QTest::addColumn<QString>("selected");
-        QTest::addColumn<QString>("permanent");
-        auto row = [](const char *name, Step s, const char *stack, const char *active, const char *selected, const char *perm) {
-            QTest::newRow(name) << s << QString(stack) << QString(active) << QString(selected) << QString(perm);
-        };
-        row("three adds", [](auto &, auto &) {}, "ABC", "C", "C", "012");
-        row("add above the active bottom", [](auto &m, auto &l) { m.setActiveLayer(0); m.addLayer(push(l, new VellLayerBase("D")), false); }, "ADBC", "D", "D", "0312");
-        row("add, none active: bottom first", [](auto &m, auto &l) { m.setActiveLayer(-1); m.addLayer(push(l, new VellLayerBase("D")), false); }, "ADBC", "D", "D", "0312");
-        row("delete the active bottom", [](auto &m, auto &l) { m.setActiveLayer(0); m.deleteLayer(l[0], false); }, "BC", "B", "BC", "12");
-        row("delete the active top", [](auto &m, auto &l) { m.deleteLayer(l[2], false); }, "AB", "B", "B", "01");
-        row("delete an inactive middle", [](auto &m, auto &l) { m.deleteLayer(l[1], false); }, "AC", "A", "AC", "02");
-        row("delete every layer", [](auto &m, auto &l) { for (auto *x : l) m.deleteLayer(x, false); }, "", "", "", "");
-        row("delete, add back: same index", [](auto &m, auto &l) { m.deleteLayer(l[0], false); m.addLayer(l[0], false); }, "BAC", "A", "A", "102");
-        row("move the top up", [](auto &m, auto &l) { m.moveLayer(l[2], 1, false); }, "ABC", "C", "C", "012");
-        row("move 2 by -2", [](auto &m, auto &l) { m.moveLayer(l[2], -2, false); }, "CAB", "C", "C", "201");
-        row("move the bottom by 2", [](auto &m, auto &l) { m.moveLayer(l[0], 2, false); }, "BCA", "C", "C", "120");
-        row("insert", [](auto &m, auto &l) { m.insertLayer(push(l, new VellLayerBase("D")), 1, false); }, "ADBC", "C", "C", "0312");
-        row("by permanent index", [](auto &m, auto &) { m.activeLayerByPermanentIndex(1); m.activeLayerByPermanentIndex(7); }, "ABC", "B", "BC", "012");
-        row("absent layer", [](auto &m, auto &) { VellLayerBase x("X"); m.deleteLayer(&x, true); m.moveLayer(&x, 1, true); m.deleteLayer(nullptr, true); }, "ABC", "C", "C", "012");
+        QTest::addColumn<QString>("want");   // stack|active|selected|permanent indices
+        const auto row = [](const char *name, const char *want, Step s) { QTest::newRow(name) << s << want; };
+        row("three adds", "ABC|C|C|012", [](auto &, auto &) {});
+        row("add above the active bottom", "ADBC|D|D|0312", seq(activate(0), add()));
+        row("add, none active: bottom first", "ADBC|D|D|0312", seq(activate(-1), add()));
+        row("delete the active bottom", "BC|B|BC|12", seq(activate(0), del(0)));
+        row("delete the active top", "AB|B|B|01", del(2));
+        row("delete an inactive middle", "AC|A|AC|02", del(1));
+        row("delete every layer", "|||", [](auto &m, auto &l) { for (auto *x : l) m.deleteLayer(x, false); });
+        row("delete, add back: same index", "BAC|A|A|102",
+            [](auto &m, auto &l) { m.deleteLayer(l[0], false); m.addLayer(l[0], false); });
+        row("move the top up", "ABC|C|C|012", move(2, 1));
+        row("move 2 by -2", "CAB|C|C|201", move(2, -2));
+        row("move the bottom by 2", "BCA|C|C|120", move(0, 2));
+        row("insert", "ADBC|C|C|0312", [](auto &m, auto &l) { m.insertLayer(push(l, "D"), 1, false); });
+        row("by permanent index", "ABC|B|BC|012",
+            [](auto &m, auto &) { m.activeLayerByPermanentIndex(1); m.activeLayerByPermanentIndex(7); });
+        row("absent layer", "ABC|C|C|012", [](auto &m, auto &) {
+            VellLayerBase x("X");
+            m.deleteLayer(&x, true);
+            m.moveLayer(&x, 1, true);
+            m.deleteLayer(nullptr, true);
+        });
     }
     void ordering()
     {
         QFETCH(Step, step);
-        QFETCH(QString, active);
         VellLayerManager m;
-        QVector<VellLayerBase *> l;
+        Layers l;
         abc(m, l);
         step(m, l);
-        QTEST(names(m.getLayers()), "stack");
-        QTEST(names(m.getSelectedLayers()), "selected");
         VellLayerBase *now = m.getActiveLayer();
-        QCOMPARE(now ? now->getLayerName() : QString(), active);
-        QTEST(names(m.getLayers(), true), "permanent");
+        QTEST(QStringList({ names(m.getLayers()), now ? now->getLayerName() : QString(),
+                            names(m.getSelectedLayers()), names(m.getLayers(), true) }).join('|'), "want");
         QCOMPARE(m.getAllLayers().size(), l.size());   // deleted layers stay owned for undo
         QCOMPARE(memos, 0);
     }
@@ -138,71 +144,57 @@ private slots:
         QTest::addColumn<int>("document");   // 0 none, 1 loud, 2 quiet
         QTest::addColumn<QVector<int>>("counts");   // listChanged, active, change, memos, owned
         QTest::addColumn<QString>("stack");
-        Step add = [](auto &m, auto &l) { m.addLayer(push(l, new VellLayerBase("D")), true); };
-        Step del = [](auto &m, auto &l) { m.deleteLayer(l[2], true); };
-        Step move = [](auto &m, auto &l) { m.moveLayer(l[2], -1, true); };
-        Step rename = [](auto &m, auto &l) { l[1]->setLayerName("b"); m.updateLayerList(); };
-        QTest::newRow("add") << add << 1 << QVector<int>{ 3, 1, 0, 1, 4 } << "ABCD";
-        QTest::newRow("add, quiet: unselecting still tells") << add << 2 << QVector<int>{ 1, 0, 0, 1, 4 } << "ABCD";
-        QTest::newRow("delete") << del << 1 << QVector<int>{ 2, 1, 0, 1, 3 } << "AB";
-        QTest::newRow("delete, quiet: destroyed") << del << 2 << QVector<int>{ 0, 0, 0, 0, 2 } << "AB";
-        QTest::newRow("move") << move << 1 << QVector<int>{ 1, 0, 0, 1, 3 } << "ACB";
-        QTest::newRow("move, quiet: still recorded") << move << 2 << QVector<int>{ 0, 0, 0, 1, 3 } << "ACB";
-        QTest::newRow("layer changed") << rename << 1 << QVector<int>{ 2, 0, 1, 0, 3 } << "AbC";
-        QTest::newRow("layer changed, quiet") << rename << 2 << QVector<int>{ 0, 0, 0, 0, 3 } << "AbC";
-        const Step ops[] = { add, del, move };
-        for (int i = 0; i < 3; ++i)
-            QTest::addRow("no document, change %d", i) << Step([s = ops[i]](auto &m, auto &l) { s(m, l); m.setActiveLayer(0); })
-                                                       << 0 << QVector<int>{ 0, 0, 0, 0, 3 } << "ABC";
+        const auto row = [](const char *name, Step s, int document, QVector<int> counts, const char *stack) {
+            QTest::newRow(name) << s << document << counts << QString(stack);
+        };
+        const Step rename = [](auto &m, auto &l) { l[1]->setLayerName("b"); m.updateLayerList(); };
+        row("add", add(true), 1, { 3, 1, 0, 1, 4 }, "ABCD");
+        row("add, quiet: unselecting still tells", add(true), 2, { 1, 0, 0, 1, 4 }, "ABCD");
+        row("delete", del(2, true), 1, { 2, 1, 0, 1, 3 }, "AB");
+        row("delete, quiet: destroyed", del(2, true), 2, { 0, 0, 0, 0, 2 }, "AB");
+        row("move", move(2, -1, true), 1, { 1, 0, 0, 1, 3 }, "ACB");
+        row("move, quiet: still recorded", move(2, -1, true), 2, { 0, 0, 0, 1, 3 }, "ACB");
+        row("layer changed", rename, 1, { 2, 0, 1, 0, 3 }, "AbC");
+        row("layer changed, quiet", rename, 2, { 0, 0, 0, 0, 3 }, "AbC");
+        for (const auto &[name, s] : { std::pair("add", add(true)), std::pair("delete", del(2, true)),
+                                       std::pair("move", move(2, -1, true)) })
+            row(qPrintable(QString("no doc: ") + name), seq(s, activate(0)), 0, { 0, 0, 0, 0, 3 }, "ABC");
     }
     void signalsAndMemos()
     {
         QFETCH(Step, step);
         QFETCH(int, document);
-        QFETCH(QVector<int>, counts);
         VellLayerManager m;
-        QVector<VellLayerBase *> l;
+        Layers l;
         abc(m, l);
         QPointer<VellLayerBase> top(l[2]);
         QSignalSpy list(&m, &VellLayerManager::layerListChanged), active(&m, &VellLayerManager::layerActive),
             change(&m, &VellLayerManager::layerChange);
-        hasDocument = document != 0;
+        docOpen = document != 0;
         doc.quiet = document == 2;
         step(m, l);
-        QCOMPARE((QVector<int>{ list.size(), active.size(), change.size(), memos, m.getAllLayers().size() }), counts);
+        QTEST((QVector<int>{ list.size(), active.size(), change.size(), memos, m.getAllLayers().size() }),
+              "counts");
         QTEST(names(m.getLayers()), "stack");
         QCOMPARE(top.isNull(), m.getAllLayers().size() == 2);
         if (document == 0 && l.size() == 4)
             delete l.last();   // never taken over
     }
 
-    void dropDecision_data()
-    {
-        QTest::addColumn<int>("incomingType");   // 0 raster 64 x 64 (16 KiB), 1 text, -1 without pixels
-        QTest::addColumn<uint>("freeKiB");
-        QTest::addColumn<bool>("drop");
-        QTest::newRow("a third of memory is less") << 0 << 40u << true;
-        QTest::newRow("plenty") << 0 << 1000000u << false;
-        QTest::newRow("not beyond the 128 MiB reserve") << 0 << 131072u + 10 << true;
-        QTest::newRow("beyond the reserve") << 0 << 131072u + 40 << false;
-        QTest::newRow("unknown figure") << 0 << 0xFFFFFFFFu << false;
-        QTest::newRow("text layer, short") << 1 << 1u << false;
-        QTest::newRow("no pixels, plenty") << -1 << 1000000u << true;
-    }
+    // Activating a layer deactivates the previous one, which keeps its texture only where there is room
+    // (the thresholds are the layer's own test).
     void dropDecision()
     {
-        QFETCH(int, incomingType);
-        QFETCH(uint, freeKiB);
-        VellGpuManager::setAvailableMemoryOverride([freeKiB] { return freeKiB; });
-        VellLayerManager m;
-        VellLayer *first = raster("A", 8, 8);
-        m.addLayer(first, false);
-        QVERIFY(first->getEntireTexture() && first->isActive());
-        VellLayerBase *incoming = incomingType == 0 ? raster("B", 64, 64) : new VellLayerBase("B");
-        incoming->setType(qMax(0, incomingType));
-        m.addLayer(incoming, false);
-        QVERIFY(!first->isActive());
-        QTEST(first->getEntireTexture() == nullptr, "drop");
+        for (const auto &[freeKiB, drop] : { std::pair(40u, true), std::pair(1000000u, false) }) {
+            VellGpuManager::setAvailableMemoryOverride([kib = freeKiB] { return kib; });
+            VellLayerManager m;
+            VellLayer *first = raster("A", 8, 8);
+            m.addLayer(first, false);
+            QVERIFY(first->getEntireTexture() && first->isActive());
+            m.addLayer(raster("B", 64, 64), false);   // 16 KiB
+            QVERIFY(!first->isActive());
+            QCOMPARE(first->getEntireTexture() == nullptr, drop);
+        }
     }
 
     void textures()
@@ -215,7 +207,8 @@ private slots:
         m.deleteFullTextureInDisactiveLayers();
         QVERIFY(!l[0]->getEntireTexture() && !l[1]->getEntireTexture() && l[2]->getEntireTexture());
         m.deleteLayer(l[2], false);
-        QVERIFY(!l[2]->getEntireTexture() && !l[2]->isActive() && l[2]->getLatestPlace() == VellLayer::HostOnly);
+        QVERIFY(!l[2]->getEntireTexture() && !l[2]->isActive());
+        QCOMPARE(l[2]->getLatestPlace(), int(VellLayer::HostOnly));
         QVERIFY(l[1]->isActive() && l[1]->getEntireTexture());
     }
 
@@ -231,18 +224,14 @@ private slots:
         m.moveLayer(b, 1, false);
         const QByteArray bytes = streamed(&m);
         QScopedPointer<VellLayerManager> back(readBack(bytes));
-        QVERIFY(back);
-        QCOMPARE(names(back->getLayers()), QString("AB"));
-        QCOMPARE(back->getNextPermanentIndex(), 3);
+        QVERIFY(back && names(back->getLayers()) == "AB" && back->getNextPermanentIndex() == 3);
         QCOMPARE(back->getActiveLayer()->getLayerName(), QString("B"));
         QCOMPARE(static_cast<VellLayer *>(back->getLayer(1))->getLatestPlace(), int(VellLayer::HostOnly));
         QCOMPARE(streamed(back.data()), bytes);   // names, indices, pixels and mask all came back
-
-        // Entries of unknown kinds carry no record and are passed over.
-        QByteArray mixed;
+        QByteArray mixed;   // entries of unknown kinds carry no record and are passed over
         QDataStream out(&mixed, QIODevice::WriteOnly);
-        out << qint32(9) << qint32(4) << QString("Foo") << QString("VellLayer") << static_cast<VellLayer *>(m.getLayer(0))
-            << QString("Bar") << QString("VellLayer") << b;
+        out << qint32(9) << qint32(4) << QString("Foo") << QString("VellLayer")
+            << static_cast<VellLayer *>(m.getLayer(0)) << QString("Bar") << QString("VellLayer") << b;
         back.reset(readBack(mixed));
         QVERIFY(back && names(back->getLayers()) == "AB" && back->getNextPermanentIndex() == 9);
     }
@@ -255,14 +244,13 @@ private slots:
         m.addLayer(raster("B", 5, 3, 2), false);
         const QByteArray good = streamed(&m);
         QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("cut in the header") << good.left(6);
-        QTest::newRow("cut in a tag") << good.left(13);
-        QTest::newRow("cut in a layer") << good.left(good.size() / 2);
-        QTest::newRow("one byte short") << good.left(good.size() - 1);
+        for (int cut : { 6, 13, good.size() / 2, good.size() - 1 })   // header, tag, layer, 1 short
+            QTest::addRow("cut at %d", cut) << good.left(cut);
         QTest::newRow("negative count") << bigEndian32(0) + bigEndian32(0xFFFFFFFF);
         QTest::newRow("count beyond the entries") << good.left(4) + bigEndian32(0x7FFFFFFF) + good.mid(8);
         QByteArray text;
-        QDataStream(&text, QIODevice::WriteOnly) << qint32(1) << qint32(1) << QString("VellTextLayer") << QString("x");
+        QDataStream(&text, QIODevice::WriteOnly) << qint32(1) << qint32(1) << QString("VellTextLayer")
+                                                 << QString("x");
         QTest::newRow("text layer record") << text;
     }
     void streamFailures()
