@@ -26,6 +26,11 @@ public:
     // command file at path; later calls ignore path. Library code passes an
     // empty path and relies on the host having called first.
     static VellActionManager *getInstance(const QString &path);
+    // Whether the shared manager exists yet: library code that only adjusts
+    // commands asks first, so that it never creates the manager with an empty
+    // command file (and the error boxes that come with it) in a host that
+    // registered no commands.
+    static bool hasInstance() { return instance != nullptr; }
 
     // A manager of its own with no commands; fill it with loadContext().
     explicit VellActionManager(QObject *parent = nullptr);

@@ -1,0 +1,97 @@
+#ifndef VELLCONTEXT_H
+#define VELLCONTEXT_H
+
+#include <QImage>
+#include <QObject>
+#include <QString>
+
+class QDataStream;
+class VellLayerManager;
+
+// One open document: its layer stack, its file name and whether it has
+// changes worth saving, plus the flags through which the host tells the rest
+// of the library how to behave (batchFlag: no modal dialogs or progress
+// widgets; quietFlag: no layer-list signals, no resize-on-open dialog). It is
+// also the signal hub the host listens to for the window title, the status-bar
+// texts and the news that a file was saved.
+//
+// The context does not register itself with VellContextManager: the host
+// adds it and makes it current. Destroying it takes it off the manager's list
+// first (the current document then becomes null if it was this one).
+//
+// Owns its layer manager; the tag and the host's batch-action record are not
+// owned. Deleting a document whose layers hold textures needs the canvas's GL
+// context current. GUI thread only.
+class VellContext : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Starts with an empty layer manager, file name tr("Untitled Document")
+    // (announced through fileNameChange), nothing to save, both channel masks 7.
+    explicit VellContext(QObject *parent = nullptr);
+    ~VellContext() override;
+    Q_DISABLE_COPY(VellContext)
+
+    VellLayerManager *getLayerManager() const { return layerManager; }   // owned by the context
+
+    QString getFileName() const { return fileName; }
+    void setFileName(const QString &name);   // emits fileNameChange(name)
+
+    bool isSaveAble() const { return saveAble; }
+    // Also enables or disables the host's "Save" command, when the host has
+    // registered its commands with the action manager.
+    void setSaveAble(bool enabled);
+
+    void *getTag() const { return tag; }    // opaque to the library, not owned
+    void setTag(void *hostTag) { tag = hostTag; }
+
+    void setToolTimeInfo(const QString &timeInfo) { emit toolTimeInfoChange(timeInfo); }
+    // Called by the host once it has written the file.
+    void emitFileSaved(const QString &savedName, const QImage &thumb) { emit fileSaved(savedName, thumb); }
+    // Called by tools once a filter covers the whole layer.
+    void emitFilterAppliedEntire() { emit filterAppliedEntire(); }
+
+    // Set by the host.
+    bool batchFlag = false;
+    bool quietFlag = false;
+    // Channel bit masks, bit 1 red, 2 green, 4 blue. editingChannel: the
+    // channels tools may write; displayingChannel: the channels the canvas
+    // shows (anything but 7 makes it run its channel-display pass).
+    int editingChannel = 7;
+    int displayingChannel = 7;
+
+signals:
+    void canvasChange();
+    void toolTimeInfoChange(QString timeInfo);
+    void filterAppliedEntire();
+    void toolTipInfoChange(QString tipInfo);
+    void fileNameChange(QString fileName);
+    void fileSaved(QString fileName, QImage thumb);
+    void selectionEditModeChanged(bool);
+
+private:
+    QString fileName;
+    VellLayerManager *layerManager = nullptr;   // owned
+    bool saveAble = false;
+    void *tag = nullptr;                        // not owned
+
+    friend QDataStream &operator>>(QDataStream &in, VellContext **context);
+};
+
+// Stream form of a whole document state: the layer stack (the layer
+// manager's stream form), editingChannel and displayingChannel as qint32, then
+// the editing-selection flag as a bool, always false here since documents have
+// no selection to edit yet. The file name is not part of it. Writing a null
+// document sets WriteFailed.
+QDataStream &operator<<(QDataStream &out, VellContext *context);
+// Allocates *context (the caller owns it): a parentless document named
+// "Untitled Document" holding what the stream held. Reading needs no current
+// document and leaves the context manager alone: the new document is neither
+// registered nor made current, and records no memo. A truncated or corrupt
+// stream (a set editing-selection flag included) leaves *context null with
+// the stream's status set, having freed what it read. Layers read are
+// activated, which makes textures: the canvas's GL context must be current.
+QDataStream &operator>>(QDataStream &in, VellContext **context);
+
+#endif // VELLCONTEXT_H

@@ -1,0 +1,82 @@
+#include "picture/vellpicturereader.h"
+
+#include "dialogs/vellreadimageresizewidget.h"
+#include "foundation/vellglobalsettings.h"
+#include "foundation/velllog.h"
+#include "picture/vellpicturehost.h"
+
+#include <QImage>
+
+#include <memory>
+
+static_assert(Q_BYTE_ORDER == Q_LITTLE_ENDIAN, "ARGB32 images must be stored B, G, R, A");
+
+namespace {
+
+VellPictureReader::DocumentProbe &documentProbe()
+{
+    static VellPictureReader::DocumentProbe probe;
+    return probe;
+}
+
+} // namespace
+
+void VellPictureReader::setDocumentProbe(DocumentProbe probe)
+{
+    documentProbe() = std::move(probe);
+}
+
+VellPictureReader::VellPictureReader(QObject *parent) : QObject(parent)
+{
+}
+
+VellPictureHost *VellPictureReader::ReadImageToHost(QImage &image)
+{
+    const VellGlobalSettings *settings = VellGlobalSettings::getInstance();
+    const QSize limit = settings->getImageLimitSize();
+    const int limitPixel = settings->getImageLimitPixel();
+    const DocumentProbe &probe = documentProbe();
+    const std::optional<Document> document = probe ? probe() : std::nullopt;
+    if (!document || image.isNull())
+        return nullptr;
+
+    // In 64 bits: a pixel limit from a hand-edited settings file times 2^20,
+    // or the product of two large sides, would overflow int.
+    const qint64 pixels = qint64(image.width()) * image.height();
+    const bool withinLimits = image.width() <= limit.width() && image.height() <= limit.height()
+        && pixels <= qint64(limitPixel) * 1048576;
+    if (!withinLimits) {
+        VellReadImageResizeWidget dialog;
+        dialog.setOriginalSize(image.size());
+        dialog.setModal(true);
+        if (!document->batch && !document->quiet && dialog.exec() == 0)
+            return nullptr;
+        image = image.scaled(dialog.getResizedSize(), Qt::IgnoreAspectRatio,
+                             Qt::SmoothTransformation);
+    }
+
+    // ARGB32 is stored B, G, R, A on little-endian machines: the host's layout,
+    // and its rows are never padded, so the bits go over in one copy.
+    image = image.convertToFormat(QImage::Format_ARGB32);
+    if (image.isNull()) {
+        VellLog::Instance()->Log("VellPictureReader: no memory to convert the image\n");
+        return nullptr;
+    }
+    std::unique_ptr<VellPictureHost> host(
+        new VellPictureHost(unsigned(image.width()), unsigned(image.height()), 4));
+    if (host->isNull() || !host->read(image.constBits()))
+        return nullptr;
+    return host.release();
+}
+
+VellPictureHost *VellPictureReader::ReadPictureToHost(const QString &path)
+{
+    if (path.isEmpty())
+        return nullptr;
+    QImage image;
+    if (!image.load(path)) {
+        VellLog::Instance()->Log("VellPictureReader: cannot read %s\n", qPrintable(path));
+        return nullptr;
+    }
+    return ReadImageToHost(image);
+}

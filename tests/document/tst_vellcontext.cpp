@@ -1,0 +1,111 @@
+#include "document/vellcontext.h"
+#include "document/vellcontextmanager.h"
+#include "document/velllayer.h"
+#include "document/velllayermanager.h"
+#include "foundation/vellrecovery.h"
+#include "picture/vellpicturehost.h"
+#include "picture/vellpicturereader.h"
+#include "support/vellgltestcontext.h"
+
+#include <QtTest>
+
+#include <memory>
+
+class TestVellContext : public QObject
+{
+    Q_OBJECT
+    VellGLTestContext gl;
+    VellContextManager *manager = nullptr;
+
+    static VellLayer *raster(int w, int h, int seed)
+    {
+        auto *host = new VellPictureHost(w, h, 4);
+        host->read(reinterpret_cast<const uchar *>(VellGLTestContext::patternBytes(w * h * 4, seed).constData()));
+        auto *layer = new VellLayer(QString::number(seed));
+        layer->setVellPictureHost(host);
+        return layer;
+    }
+    void makeCurrent(VellContext *c) { manager->addContext(c); manager->setCurrentContext(manager->indexOfContext(c)); }
+
+private slots:
+    void initTestCase() { QVERIFY(gl.isValid()); manager = VellContextManager::getInstance(); }
+    void cleanup() { QVERIFY(manager->getContexts().isEmpty() && !manager->getCurrentContext()); }
+
+    void currentSwitchingAndSeams()
+    {
+        auto a = std::make_unique<VellContext>(), b = std::make_unique<VellContext>();
+        QCOMPARE(a->getFileName() + QString::number(a->editingChannel) + QString::number(a->displayingChannel), QStringLiteral("Untitled Document77"));
+        QSignalSpy changed(manager, &VellContextManager::contextChanged);
+        manager->addContext(a.get()), manager->addContext(b.get()), manager->addContext(a.get());
+        manager->setCurrentContext(3);
+        QVERIFY(!manager->getCurrentContext() && changed.isEmpty());
+        VellLayer *lone = raster(2, 2, 9);
+        QImage pixel(1, 1, QImage::Format_ARGB32);
+        QVERIFY(!lone->getIndexInCurrentDocument() && !VellPictureReader().ReadImageToHost(pixel));
+        manager->setCurrentContext(1);   // b
+        QCOMPARE(changed.size(), 1);
+        QVERIFY(std::unique_ptr<VellPictureHost>(VellPictureReader().ReadImageToHost(pixel)));
+        b->getLayerManager()->addLayer(raster(4, 4, 1), false);
+        VellLayer *top = raster(4, 4, 2);
+        b->getLayerManager()->addLayer(top, false);
+        QCOMPARE(top->getIndexInCurrentDocument(), std::optional<int>(1));
+        QCOMPARE(lone->getIndexInCurrentDocument(), std::optional<int>(-1));
+        delete lone;
+        b->quietFlag = true;   // reaches the layer manager
+        QSignalSpy activated(b->getLayerManager(), &VellLayerManager::layerActive);
+        b->getLayerManager()->setActiveLayer(0);
+        QVERIFY(activated.isEmpty());
+        VellRecovery::dropInactiveTextures();   // top is inactive now
+        QVERIFY(!top->getEntireTexture() && qobject_cast<VellLayer *>(b->getLayerManager()->getLayer(0))->getEntireTexture());
+        manager->removeContext(a.get());   // the first occurrence only
+        QCOMPARE(manager->indexOfContext(a.get()), 1);
+        a.reset();
+        b.reset();   // the current one: none current, no signal
+        QCOMPARE(changed.size(), 1);
+    }
+
+    void stream_data()
+    {
+        QTest::addColumn<int>("cut");   // bytes dropped from the end; -1 sets the editing-selection flag
+        QTest::newRow("whole") << 0;
+        QTest::newRow("without the flag") << 1;
+        QTest::newRow("inside the layer stack") << 60;
+        QTest::newRow("editing the selection") << -1;
+    }
+
+    void stream()
+    {
+        QFETCH(int, cut);
+        auto context = std::make_unique<VellContext>();
+        makeCurrent(context.get());
+        context->getLayerManager()->addLayer(raster(5, 3, 1), false);
+        context->getLayerManager()->addLayer(raster(2, 7, 2), false);
+        manager->removeContext(context.get());   // reading needs no current document
+        context->editingChannel = 5, context->displayingChannel = 2;
+        QByteArray bytes;
+        QDataStream out(&bytes, QIODevice::WriteOnly);
+        out.setVersion(QDataStream::Qt_4_8);
+        out << context.get();
+        const QByteArray whole = bytes;
+        cut < 0 ? void(bytes[bytes.size() - 1] = 1) : bytes.chop(cut);
+        QDataStream in(bytes);
+        in.setVersion(QDataStream::Qt_4_8);
+        VellContext *raw = context.get();   // must be overwritten
+        in >> &raw;
+        std::unique_ptr<VellContext> back(raw);
+        QCOMPARE(bool(back), cut == 0);
+        QCOMPARE(in.status() == QDataStream::Ok, cut == 0);
+        QVERIFY(manager->getContexts().isEmpty());   // neither the result nor a half-built one registered
+        if (back) {
+            QByteArray again;
+            QDataStream reout(&again, QIODevice::WriteOnly);
+            reout.setVersion(QDataStream::Qt_4_8);
+            reout << back.get();
+            QCOMPARE(again, whole);   // layers, pixels and both masks
+            QCOMPARE(back->getLayerManager()->getLayerCount(), 2);
+        }
+    }
+};
+
+QTEST_MAIN(TestVellContext)
+#include "tst_vellcontext.moc"
