@@ -31,7 +31,7 @@ private slots:
         QImage grey(2, 1, QImage::Format_Grayscale8);   // rows padded to 4 bytes
         grey.scanLine(0)[0] = 77, grey.scanLine(0)[1] = 255;
         QTest::newRow("grey") << grey << 0 << QVector<QRgb>{qRgb(77, 77, 77), qRgb(255, 255, 255)} << QSize(2, 1);
-        const uchar rgbBytes[] = {1, 2, 3, 250, 128, 0, 9, 8, 7};   // 9-byte row, padded to 12
+        const uchar rgbBytes[12] = {1, 2, 3, 250, 128, 0, 9, 8, 7};   // a 9-byte row padded to 12
         QTest::newRow("24-bit") << QImage(rgbBytes, 3, 1, 12, QImage::Format_RGB888).copy() << 0 << QVector<QRgb>{qRgb(1, 2, 3), qRgb(250, 128, 0), qRgb(9, 8, 7)} << QSize(3, 1);
         QImage argb(1, 1, QImage::Format_ARGB32);
         argb.setPixel(0, 0, qRgba(11, 22, 33, 0));   // transparent colour kept, not premultiplied away
