@@ -3,6 +3,7 @@
 #include "dialogs/vellreadimageresizewidget.h"
 #include "foundation/vellglobalsettings.h"
 #include "foundation/velllog.h"
+#include "picture/vellpicture.h"
 #include "picture/vellpicturehost.h"
 
 #include <QImage>
@@ -17,6 +18,30 @@ VellPictureReader::DocumentProbe &documentProbe()
 {
     static VellPictureReader::DocumentProbe probe;
     return probe;
+}
+
+// ARGB32 is stored B, G, R, A on little-endian machines, the library's pixel
+// layout, and its rows are never padded, so the bits go over in one copy.
+// False (logged) when there is no memory for the conversion.
+bool convertToArgb32(QImage &image)
+{
+    image = image.convertToFormat(QImage::Format_ARGB32);
+    if (image.isNull()) {
+        VellLog::Instance()->Log("VellPictureReader: no memory to convert the image\n");
+        return false;
+    }
+    return true;
+}
+
+bool loadImage(const QString &path, QImage &image)
+{
+    if (path.isEmpty())
+        return false;
+    if (!image.load(path)) {
+        VellLog::Instance()->Log("VellPictureReader: cannot read %s\n", qPrintable(path));
+        return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -55,13 +80,8 @@ VellPictureHost *VellPictureReader::ReadImageToHost(QImage &image)
                              Qt::SmoothTransformation);
     }
 
-    // ARGB32 is stored B, G, R, A on little-endian machines: the host's layout,
-    // and its rows are never padded, so the bits go over in one copy.
-    image = image.convertToFormat(QImage::Format_ARGB32);
-    if (image.isNull()) {
-        VellLog::Instance()->Log("VellPictureReader: no memory to convert the image\n");
+    if (!convertToArgb32(image))
         return nullptr;
-    }
     std::unique_ptr<VellPictureHost> host(
         new VellPictureHost(unsigned(image.width()), unsigned(image.height()), 4));
     if (host->isNull() || !host->read(image.constBits()))
@@ -71,12 +91,23 @@ VellPictureHost *VellPictureReader::ReadImageToHost(QImage &image)
 
 VellPictureHost *VellPictureReader::ReadPictureToHost(const QString &path)
 {
-    if (path.isEmpty())
+    QImage image;
+    if (!loadImage(path, image))
+        return nullptr;
+    return ReadImageToHost(image);
+}
+
+VellPicture *VellPictureReader::ReadPicture(const QString &path)
+{
+    const DocumentProbe &probe = documentProbe();
+    if (!probe || !probe())
         return nullptr;
     QImage image;
-    if (!image.load(path)) {
-        VellLog::Instance()->Log("VellPictureReader: cannot read %s\n", qPrintable(path));
+    if (!loadImage(path, image) || !convertToArgb32(image))
         return nullptr;
-    }
-    return ReadImageToHost(image);
+    std::unique_ptr<VellPicture> picture(new VellPicture(
+        image.constBits(), unsigned(image.width()), unsigned(image.height()), 4));
+    if (picture->isNull())
+        return nullptr;
+    return picture.release();
 }

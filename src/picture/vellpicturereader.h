@@ -8,6 +8,7 @@
 #include <optional>
 
 class QImage;
+class VellPicture;
 class VellPictureHost;
 
 // Turns an image file or a QImage into a picture host of 4-byte B, G, R, A
@@ -46,6 +47,11 @@ public:
     // Null for an empty path or a file QImage cannot read; otherwise
     // ReadImageToHost of the loaded image.
     VellPictureHost *ReadPictureToHost(const QString &path);
+    // A whole picture (depth 4, B, G, R, A) of the file's size, owned by the
+    // caller, with its texture when a GL context is current. Null without a
+    // current document, for a file QImage cannot read or when memory runs
+    // out. The size limits do not apply: the caller chose this picture.
+    VellPicture *ReadPicture(const QString &path);
 };
 
 #endif // VELLPICTUREREADER_H
