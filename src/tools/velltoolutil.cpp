@@ -488,17 +488,26 @@ void VellToolUtil::resizeTextureToTexture(VellGLTexture *dst, VellGLTexture *src
     endTarget();
 }
 
+// The warps draw into a destination cleared to transparent, sampling the
+// source through the resize program.
+bool VellToolUtil::beginWarp(VellGLTexture *dst, VellGLTexture *src)
+{
+    if (!buildResizeProgram() || !beginTarget(dst))
+        return false;
+    glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glBindTexture(GL_TEXTURE_2D, src->getId());
+    return true;
+}
+
 void VellToolUtil::copyTextureToTexture(VellGLTexture *dst, VellGLTexture *src,
                                         const QPolygonF &dstPolygon, const QPolygonF &srcPolygon,
                                         int filter)
 {
     if (!ready(dst, src) || dstPolygon.size() != srcPolygon.size() || dstPolygon.size() < 3)
         return;
-    if (!buildResizeProgram() || !beginTarget(dst))
+    if (!beginWarp(dst, src))
         return;
-    glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
-    glClear(GL_COLOR_BUFFER_BIT);
-    glBindTexture(GL_TEXTURE_2D, src->getId());
     {
         const NearestSampling sampling(true);
         glDisable(GL_BLEND);
@@ -524,11 +533,8 @@ void VellToolUtil::tesselateTextureToTexture(VellGLTexture *dst, VellGLTexture *
 {
     if (!ready(dst, src))
         return;
-    if (!buildResizeProgram() || !beginTarget(dst))
+    if (!beginWarp(dst, src))
         return;
-    glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
-    glClear(GL_COLOR_BUFFER_BIT);
-    glBindTexture(GL_TEXTURE_2D, src->getId());
     {
         const NearestSampling sampling(true);
         glDisable(GL_BLEND);

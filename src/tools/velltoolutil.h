@@ -122,6 +122,7 @@ private:
     static void drawTexture(VellGLTexture *dst, unsigned int src, const QRectF &dstRect,
                             const QRectF &srcRegion, bool exact, bool blend, float opacity);
     static bool beginTarget(VellGLTexture *dst);
+    static bool beginWarp(VellGLTexture *dst, VellGLTexture *src);
     static void endTarget();
     static bool buildResizeProgram();
     static void bindResizeProgram(const VellGLTexture *dst, const VellGLTexture *src, int filter,
