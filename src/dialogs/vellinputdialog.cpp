@@ -1,5 +1,7 @@
 #include "dialogs/vellinputdialog.h"
 
+#include "dialogs/velldialogbuttonrow.h"
+
 #include <QBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -16,18 +18,12 @@ VellInputDialog::VellInputDialog(QWidget *parent, Qt::WindowFlags flags)
     // The name ends up in a preset's file name: no separators or dots.
     m_lineEdit->setValidator(new QRegExpValidator(QRegExp("(\\w| |-)+", Qt::CaseSensitive), m_lineEdit));
 
-    m_okBtn = new QPushButton(tr("Ok"), this);
-    m_okBtn->setObjectName("okBtn");
-    m_okBtn->setDefault(true);   // Return in the line edit accepts
-    m_cancelBtn = new QPushButton(tr("Cancel"), this);
-    m_cancelBtn->setObjectName("cancelBtn");
+    auto *buttons = new VellDialogButtonRow(this, tr("Ok"), tr("Cancel"));
+    m_okBtn = buttons->okButton();
+    m_cancelBtn = buttons->cancelButton();
     connect(m_okBtn, &QPushButton::clicked, this, &QDialog::accept);
     connect(m_cancelBtn, &QPushButton::clicked, this, &QDialog::reject);
 
-    auto *buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(m_okBtn);
-    buttons->addWidget(m_cancelBtn);
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(m_label);
     layout->addWidget(m_lineEdit);

@@ -1,5 +1,7 @@
 #include "dialogs/vellpixelatetextlayerwidget.h"
 
+#include "dialogs/velldialogbuttonrow.h"
+
 #include <QBoxLayout>
 #include <QCheckBox>
 #include <QGridLayout>
@@ -32,15 +34,9 @@ VellPixelateTextLayerWidget::VellPixelateTextLayerWidget(QWidget *parent)
     m_expandCanvasCheck = new QCheckBox(tr("Expand to whole canvas"), this);
     m_expandCanvasCheck->setObjectName("expandCanvasCheck");
 
-    m_okBtn = new QPushButton(tr("Confirm to pixelate"), this);
-    m_okBtn->setObjectName("okBtn");
-    m_okBtn->setDefault(true);
-    m_cancelBtn = new QPushButton(tr("Cancel"), this);
-    m_cancelBtn->setObjectName("cancelBtn");
-    auto *buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(m_okBtn);
-    buttons->addWidget(m_cancelBtn);
+    auto *buttons = new VellDialogButtonRow(this, tr("Confirm to pixelate"), tr("Cancel"));
+    m_okBtn = buttons->okButton();
+    m_cancelBtn = buttons->cancelButton();
 
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(group);

@@ -2,6 +2,8 @@
 
 #include "foundation/vellglobalsettings.h"
 
+#include "dialogs/velldialogbuttonrow.h"
+
 #include <QBoxLayout>
 #include <QGridLayout>
 #include <QGroupBox>
@@ -63,15 +65,9 @@ VellReadImageResizeWidget::VellReadImageResizeWidget(QWidget *parent)
     grid->addWidget(m_heightEdit, 1, 1);
     grid->addWidget(new QLabel(tr("Pixels"), group), 1, 2);
 
-    m_okBtn = new QPushButton(tr("Ok"), this);
-    m_okBtn->setObjectName("okBtn");
-    m_okBtn->setDefault(true);
-    m_cancelBtn = new QPushButton(tr("Cancel"), this);
-    m_cancelBtn->setObjectName("cancelBtn");
-    auto *buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(m_okBtn);
-    buttons->addWidget(m_cancelBtn);
+    auto *buttons = new VellDialogButtonRow(this, tr("Ok"), tr("Cancel"));
+    m_okBtn = buttons->okButton();
+    m_cancelBtn = buttons->cancelButton();
 
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(new QLabel(tr("The image exceeds the  maximum size your system supports."), this));
