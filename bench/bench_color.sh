@@ -9,10 +9,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$root/build-bench}
 name=${2:-Adobe RGB}
 
-if ! command -v vips >/dev/null 2>&1; then
-    apt-get update
-    apt-get install -y --no-install-recommends libvips-tools
-fi
+. "$root/bench/vipscommon.sh"
 
 cmake -S "$root" -B "$build" -DVELL_BUILD_BENCH=ON >/dev/null
 cmake --build "$build" --target bench_color vell-iccprofile-data -j2 >/dev/null
@@ -32,19 +29,6 @@ profile=$(case "$name" in
 vips rawload source.raw raw.v 6000 4000 4
 vips copy raw.v source.v --interpretation srgb
 vips rawload ours.raw ours.v 6000 4000 4
-
-# Best of three wall-clock runs of a vips command, in milliseconds.
-best_ms() {
-    best=
-    for _ in 1 2 3; do
-        start=$(date +%s%N)
-        "$@" >/dev/null
-        end=$(date +%s%N)
-        ms=$(( (end - start) / 1000000 ))
-        if [ -z "$best" ] || [ "$ms" -lt "$best" ]; then best=$ms; fi
-    done
-    echo "$best"
-}
 
 copy=$(best_ms vips copy source.v copy.v)
 theirs=$(best_ms vips icc_transform source.v vips.v srgb \

@@ -8,10 +8,7 @@ set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$root/build-bench}
 
-if ! command -v vips >/dev/null 2>&1 || ! command -v xvfb-run >/dev/null 2>&1; then
-    apt-get update
-    apt-get install -y --no-install-recommends libvips-tools xvfb xauth
-fi
+. "$root/bench/vipscommon.sh"
 
 cmake -S "$root" -B "$build" -DVELL_BUILD_BENCH=ON >/dev/null
 cmake --build "$build" --target bench_gputransfer -j2 >/dev/null
@@ -22,19 +19,6 @@ xvfb-run -a "$build/bench/bench_gputransfer" "$work/source.raw" >"$work/gpu.txt"
 grep -v -e '^Memory ' -e '^GL Error before' -e '^readEntireTexture Time' "$work/gpu.txt"
 
 vips rawload "$work/source.raw" "$work/source.v" 6000 4000 4
-
-# Best of three wall-clock runs of a vips command, in milliseconds.
-best_ms() {
-    best=
-    for _ in 1 2 3; do
-        start=$(date +%s%N)
-        "$@" >/dev/null
-        end=$(date +%s%N)
-        ms=$(( (end - start) / 1000000 ))
-        if [ -z "$best" ] || [ "$ms" -lt "$best" ]; then best=$ms; fi
-    done
-    echo "$best"
-}
 
 echo
 echo "vips $(vips --version | cut -d' ' -f1-2), $(nproc) threads; load + save of the .v files: $(best_ms vips copy "$work/source.v" "$work/copy.v") ms"

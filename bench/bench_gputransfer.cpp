@@ -8,6 +8,7 @@
 #include "gpu/vellgltexture2d.h"
 #include "picture/vellpicturehost.h"
 #include "tools/velltoolutil.h"
+#include "vellbenchgl.h"
 #include "vellbenchtimer.h"
 
 #include <QApplication>
@@ -29,14 +30,8 @@ int main(int argc, char *argv[])
     QDir::setCurrent(dir.path());
 
     QGLWidget widget;
-    if (!widget.isValid()) {
-        std::fprintf(stderr, "no GL context (run under xvfb-run -a)\n");
+    if (!vellBenchMakeCurrent(widget))
         return 1;
-    }
-    widget.makeCurrent();
-    getGLExtensionFunctions().resolve(widget.context());
-    std::printf("GL: %s / %s\n", reinterpret_cast<const char *>(glGetString(GL_VENDOR)),
-                reinterpret_cast<const char *>(glGetString(GL_RENDERER)));
 
     const int w = 6000, h = 4000;
     const size_t bytes = size_t(w) * h * 4;

@@ -8,6 +8,7 @@
 #include "gpu/glextensionfunctions.h"
 #include "picture/vellpicturehost.h"
 
+#include "vellbenchgl.h"
 #include "vellbenchtimer.h"
 
 #include <QApplication>
@@ -33,14 +34,8 @@ int main(int argc, char *argv[])
     QDir::setCurrent(dir.path());
 
     QGLWidget widget;
-    if (!widget.isValid()) {
-        std::fprintf(stderr, "no GL context (run under xvfb-run -a)\n");
+    if (!vellBenchMakeCurrent(widget))
         return 1;
-    }
-    widget.makeCurrent();
-    getGLExtensionFunctions().resolve(widget.context());
-    std::printf("GL: %s / %s\n", reinterpret_cast<const char *>(glGetString(GL_VENDOR)),
-                reinterpret_cast<const char *>(glGetString(GL_RENDERER)));
     VellLayer::setViewProbe([] { return std::optional<VellLayer::View>(view); });
 
     const int w = 6000, h = 4000, runs = 3;
