@@ -87,13 +87,34 @@ void VellReadImageResizeWidget::setOriginalSize(QSize size)
 
 void VellReadImageResizeWidget::initValidators()
 {
+    if (m_originalSize.width() <= 0 || m_originalSize.height() <= 0)
+        return;   // no original size yet
+    const QScopedValueRollback<bool> noLock(m_sync, false);   // presetting must not run the aspect lock
+    const QSize proposed = proposedSize(m_originalSize);
+    const int maxW = proposed.width(), maxH = proposed.height();
+
+    // Plain digits only, so the text reads back with QString::toInt.
+    QLocale digits = QLocale::c();
+    digits.setNumberOptions(QLocale::RejectGroupSeparator);
+    auto *widthValidator = new StrictIntValidator(1, maxW, m_widthEdit);
+    auto *heightValidator = new StrictIntValidator(1, maxH, m_heightEdit);
+    widthValidator->setLocale(digits);
+    heightValidator->setLocale(digits);
+    const QValidator *oldWidth = m_widthEdit->validator(), *oldHeight = m_heightEdit->validator();
+    m_widthEdit->setValidator(widthValidator);
+    m_heightEdit->setValidator(heightValidator);
+    delete oldWidth;   // a second call replaces the first pair
+    delete oldHeight;
+    m_widthEdit->setText(QString::number(maxW));
+    m_heightEdit->setText(QString::number(maxH));
+}
+
+QSize VellReadImageResizeWidget::proposedSize(QSize original)
+{
     const VellGlobalSettings *settings = VellGlobalSettings::getInstance();
     const QSize limit = settings->getImageLimitSize();
     const int limitX = std::max(limit.width(), 1), limitY = std::max(limit.height(), 1);
-    const int w = m_originalSize.width(), h = m_originalSize.height();
-    if (w <= 0 || h <= 0)
-        return;   // no original size yet
-    const QScopedValueRollback<bool> noLock(m_sync, false);   // presetting must not run the aspect lock
+    const int w = std::max(original.width(), 1), h = std::max(original.height(), 1);
 
     // The largest scale that satisfies all three limits. Where a side limit
     // binds, that side is the limit exactly and the other follows in integers.
@@ -111,23 +132,7 @@ void VellReadImageResizeWidget::initValidators()
         maxH = int(h * sp);
     }
     // A very long, thin image rounds its short side to zero.
-    maxW = std::clamp(maxW, 1, limitX);
-    maxH = std::clamp(maxH, 1, limitY);
-
-    // Plain digits only, so the text reads back with QString::toInt.
-    QLocale digits = QLocale::c();
-    digits.setNumberOptions(QLocale::RejectGroupSeparator);
-    auto *widthValidator = new StrictIntValidator(1, maxW, m_widthEdit);
-    auto *heightValidator = new StrictIntValidator(1, maxH, m_heightEdit);
-    widthValidator->setLocale(digits);
-    heightValidator->setLocale(digits);
-    const QValidator *oldWidth = m_widthEdit->validator(), *oldHeight = m_heightEdit->validator();
-    m_widthEdit->setValidator(widthValidator);
-    m_heightEdit->setValidator(heightValidator);
-    delete oldWidth;   // a second call replaces the first pair
-    delete oldHeight;
-    m_widthEdit->setText(QString::number(maxW));
-    m_heightEdit->setText(QString::number(maxH));
+    return QSize(std::clamp(maxW, 1, limitX), std::clamp(maxH, 1, limitY));
 }
 
 QSize VellReadImageResizeWidget::getResizedSize() const

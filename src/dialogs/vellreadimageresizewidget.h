@@ -25,6 +25,9 @@ public:
     // Bounds both edits by the largest size within the settings' limits and
     // presets them to it.
     void initValidators();
+    // The largest size within the settings' limits that keeps the aspect
+    // ratio of `original` (what the dialog proposes); needs no widget.
+    static QSize proposedSize(QSize original);
     // The edits' numbers, each clamped to 1 ... the settings' limit.
     QSize getResizedSize() const;
 

@@ -71,13 +71,18 @@ VellPictureHost *VellPictureReader::ReadImageToHost(QImage &image)
     const bool withinLimits = image.width() <= limit.width() && image.height() <= limit.height()
         && pixels <= qint64(limitPixel) * 1048576;
     if (!withinLimits) {
-        VellReadImageResizeWidget dialog;
-        dialog.setOriginalSize(image.size());
-        dialog.setModal(true);
-        if (!document->batch && !document->quiet && dialog.exec() == 0)
-            return nullptr;
-        image = image.scaled(dialog.getResizedSize(), Qt::IgnoreAspectRatio,
-                             Qt::SmoothTransformation);
+        // Batch and quiet documents take the proposed size without asking
+        // (and work without a widget application).
+        QSize size = VellReadImageResizeWidget::proposedSize(image.size());
+        if (!document->batch && !document->quiet) {
+            VellReadImageResizeWidget dialog;
+            dialog.setOriginalSize(image.size());
+            dialog.setModal(true);
+            if (dialog.exec() == 0)
+                return nullptr;
+            size = dialog.getResizedSize();
+        }
+        image = image.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     }
 
     if (!convertToArgb32(image))

@@ -5,8 +5,10 @@
 #include "foundation/vellrecovery.h"
 #include "picture/vellpicturehost.h"
 #include "picture/vellpicturereader.h"
+#include "presets/vellactionmanager.h"
 #include "support/vellgltestcontext.h"
 
+#include <QAction>
 #include <QtTest>
 
 #include <memory>
@@ -64,18 +66,35 @@ private slots:
         QCOMPARE(changed.size(), 1);
     }
 
+    void saveAbleSwitchesTheHostsSave()
+    {
+        VellContext context;
+        context.setSaveAble(true);   // no commands registered yet: nothing to switch, no boxes
+        QVERIFY(!VellActionManager::hasInstance() && context.isSaveAble());
+        QAction *save = VellActionManager::getInstance(QStringLiteral(VELL_TEST_DATA_DIR "/commands.xml"))
+                            ->getActionByName(QStringLiteral("Save"));
+        QVERIFY(save);
+        context.setSaveAble(false);
+        QVERIFY(!save->isEnabled() && !context.isSaveAble());
+        context.setSaveAble(true);
+        QVERIFY(save->isEnabled());
+    }
+
     void stream_data()
     {
         QTest::addColumn<int>("cut");   // bytes dropped from the end; -1 sets the editing-selection flag
-        QTest::newRow("whole") << 0;
-        QTest::newRow("without the flag") << 1;
-        QTest::newRow("inside the layer stack") << 60;
-        QTest::newRow("editing the selection") << -1;
+        QTest::addColumn<bool>("otherCurrent");   // another document is current while reading
+        QTest::newRow("whole") << 0 << false;
+        QTest::newRow("whole, another current") << 0 << true;
+        QTest::newRow("without the flag") << 1 << false;
+        QTest::newRow("inside the layer stack") << 60 << true;
+        QTest::newRow("editing the selection") << -1 << false;
     }
 
     void stream()
     {
         QFETCH(int, cut);
+        QFETCH(bool, otherCurrent);
         auto context = std::make_unique<VellContext>();
         makeCurrent(context.get());
         context->getLayerManager()->addLayer(raster(5, 3, 1), false);
@@ -88,6 +107,12 @@ private slots:
         out << context.get();
         const QByteArray whole = bytes;
         cut < 0 ? void(bytes[bytes.size() - 1] = 1) : bytes.chop(cut);
+        auto other = std::make_unique<VellContext>();
+        if (otherCurrent) {
+            makeCurrent(other.get());
+            other->getLayerManager()->addLayer(raster(3, 3, 3), false);
+        }
+        QSignalSpy otherAdds(other->getLayerManager(), &VellLayerManager::layerAdd);
         QDataStream in(bytes);
         in.setVersion(QDataStream::Qt_4_8);
         VellContext *raw = context.get();   // must be overwritten
@@ -95,7 +120,12 @@ private slots:
         std::unique_ptr<VellContext> back(raw);
         QCOMPARE(bool(back), cut == 0);
         QCOMPARE(in.status() == QDataStream::Ok, cut == 0);
-        QVERIFY(manager->getContexts().isEmpty());   // neither the result nor a half-built one registered
+        // The current document is left alone; neither the result nor a
+        // half-built one is registered.
+        QCOMPARE(manager->getCurrentContext(), otherCurrent ? other.get() : nullptr);
+        QVERIFY(otherAdds.isEmpty() && other->getLayerManager()->getLayerCount() == int(otherCurrent));
+        other.reset();
+        QVERIFY(manager->getContexts().isEmpty());
         if (back) {
             QByteArray again;
             QDataStream reout(&again, QIODevice::WriteOnly);
