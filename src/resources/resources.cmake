@@ -6,6 +6,8 @@ set(out_dir ${CMAKE_CURRENT_BINARY_DIR}/resources)
 set(key_file ${res_dir}/mm.txt)
 
 set(qrc_entries "    <file alias=\"mm.txt\">${key_file}</file>\n")
+# The canvas's checkerboard: light and mid grey squares of 8 pixels.
+string(APPEND qrc_entries "    <file alias=\"background3.png\">${res_dir}/background3.png</file>\n")
 set(generated)
 
 file(GLOB shader_sources CONFIGURE_DEPENDS ${res_dir}/shaders/*.glsl)
@@ -41,7 +43,7 @@ file(CONFIGURE OUTPUT ${qrc} CONTENT
 set(qrc_cpp ${out_dir}/qrc_vellcore.cpp)
 add_custom_command(OUTPUT ${qrc_cpp}
     COMMAND Qt5::rcc --name vellcore --output ${qrc_cpp} ${qrc}
-    DEPENDS ${qrc} ${key_file} ${generated}
+    DEPENDS ${qrc} ${key_file} ${res_dir}/background3.png ${generated}
     COMMENT "Compiling resources" VERBATIM)
 set_source_files_properties(${qrc_cpp} PROPERTIES SKIP_AUTOMOC ON GENERATED ON)
 # A custom command's rule belongs to the targets of its own directory, and

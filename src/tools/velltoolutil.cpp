@@ -419,7 +419,8 @@ void VellToolUtil::blendTextureToTexture(VellGLTexture *dst, VellGLTexture *src,
 }
 
 bool VellToolUtil::initShaderProgram(const QString &path, QGLShader *&shader,
-                                     QGLShaderProgram *&program, QObject *parent)
+                                     QGLShaderProgram *&program, QObject *parent,
+                                     const QString &logTitle)
 {
     delete program;   // before the shader it holds
     program = nullptr;
@@ -429,7 +430,7 @@ bool VellToolUtil::initShaderProgram(const QString &path, QGLShader *&shader,
     shader->compileSourceCode(VellEnDecodeTool::loadShaderSource(path));
     const QString log = shader->log();
     if (!log.trimmed().isEmpty())
-        VellMessageBox::about(QStringLiteral("util shader"), log);
+        VellMessageBox::about(logTitle, log);
     program->addShader(shader);
     if (!program->isLinked())
         program->link();

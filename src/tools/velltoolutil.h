@@ -102,10 +102,11 @@ public:
     // Deletes the objects it is given (when non-null) and hands the new ones
     // back through the same pointers; `parent` (the document, a VellContext,
     // or null) owns them when given, otherwise the caller does. A non-empty
-    // compile log is shown in a message box titled "util shader". Returns
-    // whether the program linked.
+    // compile log is shown in a message box titled `logTitle` ("util shader"
+    // unless the caller names its own). Returns whether the program linked.
     static bool initShaderProgram(const QString &path, QGLShader *&shader,
-                                  QGLShaderProgram *&program, QObject *parent);
+                                  QGLShaderProgram *&program, QObject *parent,
+                                  const QString &logTitle = QStringLiteral("util shader"));
     // Ends and deletes a framebuffer left between operations.
     static void destroyFbo();
 

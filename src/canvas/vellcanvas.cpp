@@ -1,0 +1,822 @@
+#include "canvas/vellcanvas.h"
+
+#include "canvas/vellhistogram.h"
+#include "document/vellcontext.h"
+#include "document/vellcontextmanager.h"
+#include "document/velllayer.h"
+#include "document/velllayermanager.h"
+#include "foundation/vellglobalsettings.h"
+#include "foundation/velllog.h"
+#include "gpu/glextensionfunctions.h"
+#include "gpu/vellglframebufferobject.h"
+#include "gpu/vellgltexture2d.h"
+#include "gpu/vellgltextureluminance.h"
+#include "gpu/vellgpumanager.h"
+#include "picture/vellpicturehost.h"
+#include "tools/velltoolutil.h"
+
+#include <QCursor>
+#include <QGLFramebufferObject>
+#include <QGLShader>
+#include <QGLShaderProgram>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QVector2D>
+
+#include <GL/glu.h>
+
+#include <cmath>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+const char *const kBlendShaderPath = ":/Resources/layerBlending.glsl_";
+const char *const kPostShaderPath = ":/Resources/postRender.glsl_";
+const char *const kBackgroundPath = ":/Resources/background3.png";
+
+// The context the extension table was last resolved for.
+const QGLContext *resolvedContext = nullptr;
+
+VellContext *resolveDocument(VellContext *document)
+{
+    return document ? document : VellContextManager::getInstance()->getCurrentContext();
+}
+
+void bindUnit(GLenum unit, GLuint texture)
+{
+    getGLExtensionFunctions().glActiveTexture(unit);
+    glBindTexture(GL_TEXTURE_2D, texture);
+}
+
+// Texture coordinates (0, 0)-(valid / allocated) of a display texture.
+QRectF validCoord(const VellGLTexture *texture)
+{
+    if (texture->getWidth() <= 0 || texture->getHeight() <= 0)
+        return QRectF();
+    return QRectF(0.0, 0.0, texture->getWidthF() / texture->getWidth(),
+                  texture->getHeightF() / texture->getHeight());
+}
+
+} // namespace
+
+VellCanvas *VellCanvas::instance = nullptr;
+
+QDataStream &operator<<(QDataStream &out, VellCanvasInfo *info)
+{
+    if (!info) {
+        out.setStatus(QDataStream::WriteFailed);
+        return out;
+    }
+    return out << info->height << info->width;
+}
+
+QDataStream &operator>>(QDataStream &in, VellCanvasInfo **info)
+{
+    if (!info)
+        return in;
+    auto read = std::make_unique<VellCanvasInfo>();
+    in >> read->height >> read->width;
+    *info = in.status() == QDataStream::Ok ? read.release() : nullptr;
+    return in;
+}
+
+VellCanvas *VellCanvas::getInstance(int width, int height, QWidget *parent)
+{
+    if (!instance)
+        instance = new VellCanvas(width, height, parent);
+    return instance;
+}
+
+VellCanvas *VellCanvas::getInstance()
+{
+    return instance;
+}
+
+VellCanvas::VellCanvas(int width, int height, QWidget *parent)
+    : QGLWidget(parent),
+      canvasWidth(qMax(0, width)),
+      canvasHeight(qMax(0, height)),
+      blendShaderPath(QString::fromLatin1(kBlendShaderPath)),
+      postShaderPath(QString::fromLatin1(kPostShaderPath))
+{
+    if (!instance)
+        instance = this;
+    setAttribute(Qt::WA_AcceptTouchEvents);
+    windowWidth = QGLWidget::width();
+    windowHeight = QGLWidget::height();
+    makeCurrent();
+    initBackground();
+    setAutoBufferSwap(false);
+    setMouseTracking(true);
+    setAcceptDrops(true);
+    histogram = new VellHistogram;
+    initShader();
+    initView();
+    calcHistogramThumbScale();
+    // The current document's layer activations reach onLayerActive.
+    connect(VellContextManager::getInstance(), &VellContextManager::contextChanged, this, [this] {
+        if (VellContext *document = VellContextManager::getInstance()->getCurrentContext())
+            connect(document->getLayerManager(), SIGNAL(layerActive(int)), this,
+                    SLOT(onLayerActive(int)), Qt::UniqueConnection);
+    });
+    VellGlobalSettings::getInstance()->setCanvas(this);
+}
+
+VellCanvas::~VellCanvas()
+{
+    makeCurrent();
+    deleteFramebuffers();
+    delete blendProgram;   // programs before the shaders they hold
+    delete postProgram;
+    delete blendShader;
+    delete postShader;
+    delete histogramFbo;
+    delete histogramTexture;
+    delete histogram;
+    if (backgroundTexture)
+        glDeleteTextures(1, &backgroundTexture);
+    if (resolvedContext == context())
+        resolvedContext = nullptr;
+    VellGlobalSettings *settings = VellGlobalSettings::getInstance();
+    if (settings->getCanvas() == this)
+        settings->setCanvas(nullptr);
+    if (instance == this)
+        instance = nullptr;
+}
+
+void VellCanvas::makeCurrent()
+{
+    if (!isValid())
+        return;
+    if (QGLContext::currentContext() != context())
+        QGLWidget::makeCurrent();
+    if (resolvedContext != context()) {
+        getGLExtensionFunctions().resolve(context());
+        resolvedContext = context();
+    }
+}
+
+void VellCanvas::initShader()
+{
+    makeCurrent();
+    if (!blendProgram)
+        VellToolUtil::initShaderProgram(blendShaderPath, blendShader, blendProgram, nullptr,
+                                        QStringLiteral("renderer"));
+    if (!postProgram)
+        VellToolUtil::initShaderProgram(postShaderPath, postShader, postProgram, nullptr,
+                                        QStringLiteral("post renderer"));
+}
+
+void VellCanvas::initBackground()
+{
+    makeCurrent();
+    const QImage tile = QGLWidget::convertToGLFormat(QImage(QString::fromLatin1(kBackgroundPath)));
+    if (tile.isNull() || !isValid())
+        return;
+    if (!backgroundTexture)
+        glGenTextures(1, &backgroundTexture);
+    glBindTexture(GL_TEXTURE_2D, backgroundTexture);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGB, tile.width(), tile.height(), 0, GL_RGBA,
+                 GL_UNSIGNED_BYTE, tile.constBits());
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    glBindTexture(GL_TEXTURE_2D, 0);
+}
+
+void VellCanvas::drawBackground()
+{
+    const double w = fboRegionWidth;
+    const double h = fboRegionHeight;
+    glBindTexture(GL_TEXTURE_2D, backgroundTexture);
+    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
+    drawQuad(QRectF(0.0, 0.0, w, h), QRectF(0.0, 0.0, w * 0.0625, h * 0.0625), nullptr, nullptr);
+    glBindTexture(GL_TEXTURE_2D, 0);
+}
+
+void VellCanvas::drawBackground(const QRectF &rect)
+{
+    const QRectF target = getScaledFboRegion(rect);
+    glBindTexture(GL_TEXTURE_2D, backgroundTexture);
+    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
+    drawQuad(target, QRectF(target.x() * 0.0625, target.y() * 0.0625, target.width() * 0.0625,
+                            target.height() * 0.0625),
+             nullptr, nullptr);
+    glBindTexture(GL_TEXTURE_2D, 0);
+}
+
+void VellCanvas::glInit()
+{
+    QGLWidget::glInit();
+}
+
+GLuint VellCanvas::getTexture() const
+{
+    return canvasFbo ? canvasFbo->texture() : 0;
+}
+
+QRectF VellCanvas::getScaledFboRegion(const QRectF &rect) const
+{
+    const double s = getFboScale();
+    return QRectF((rect.x() - fboCorner.x()) / s, (rect.y() - fboCorner.y()) / s,
+                  rect.width() / s, rect.height() / s);
+}
+
+float VellCanvas::getFboScale() const
+{
+    return scale >= 0.5f ? scale : 1.0f;
+}
+
+void VellCanvas::deleteFramebuffers()
+{
+    if (!canvasFbo && !selectionFbo)
+        return;
+    glFinish();
+    if (canvasFbo)
+        canvasFbo->release();
+    delete canvasFbo;
+    delete selectionFbo;
+    canvasFbo = nullptr;
+    selectionFbo = nullptr;
+}
+
+void VellCanvas::buildFBO()
+{
+    if (!isValid())
+        return;
+    makeCurrent();
+    const double fboScale = getFboScale();
+    fboRegionWidth = visibleRect.width() / fboScale;
+    fboRegionHeight = visibleRect.height() / fboScale;
+    const QSize size(qMax(1, int(std::ceil(fboRegionWidth))),
+                     qMax(1, int(std::ceil(fboRegionHeight))));
+    if (!canvasFbo || canvasFbo->size() != size) {
+        deleteFramebuffers();
+        canvasFbo = new QGLFramebufferObject(size, QGLFramebufferObject::NoAttachment,
+                                             GL_TEXTURE_2D, GL_RGBA8);
+        selectionFbo = new QGLFramebufferObject(size, QGLFramebufferObject::NoAttachment,
+                                                GL_TEXTURE_2D, GL_RGBA8);
+    }
+    const GLint filter = mosaic ? GL_NEAREST : GL_LINEAR;
+    glBindTexture(GL_TEXTURE_2D, canvasFbo->texture());
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
+    glBindTexture(GL_TEXTURE_2D, 0);
+}
+
+void VellCanvas::enableMosaic(bool on)
+{
+    mosaic = on;
+    buildFBO();
+    Render(nullptr);
+    update();
+}
+
+void VellCanvas::switchMosaic()
+{
+    enableMosaic(!mosaic);
+}
+
+void VellCanvas::setPreviewWhenApply(bool show)
+{
+    if (show == showPreview)
+        return;
+    showPreview = show;
+    emit previewSwitched();
+}
+
+void VellCanvas::setupProjection(int width, int height)
+{
+    glViewport(0, 0, width, height);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    gluOrtho2D(0.0, width, 0.0, height);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+}
+
+void VellCanvas::drawQuad(const QRectF &quad, const QRectF &coord0, const QRectF *coord1,
+                          const QRectF *coord2)
+{
+    GLExtensionFunctions &gl = getGLExtensionFunctions();
+    const QPointF corners[4] = {quad.topLeft(), quad.topRight(), quad.bottomRight(),
+                                quad.bottomLeft()};
+    auto corner = [](const QRectF &r, int i) {
+        const QPointF points[4] = {r.topLeft(), r.topRight(), r.bottomRight(), r.bottomLeft()};
+        return points[i];
+    };
+    glBegin(GL_QUADS);
+    for (int i = 0; i < 4; ++i) {
+        const QPointF c0 = corner(coord0, i);
+        if (coord1 || coord2) {
+            gl.glMultiTexCoord2fARB(GL_TEXTURE0, GLfloat(c0.x()), GLfloat(c0.y()));
+            if (coord1) {
+                const QPointF c1 = corner(*coord1, i);
+                gl.glMultiTexCoord2fARB(GL_TEXTURE1, GLfloat(c1.x()), GLfloat(c1.y()));
+            }
+            if (coord2) {
+                const QPointF c2 = corner(*coord2, i);
+                gl.glMultiTexCoord2fARB(GL_TEXTURE2, GLfloat(c2.x()), GLfloat(c2.y()));
+            }
+        } else {
+            glTexCoord2d(c0.x(), c0.y());
+        }
+        glVertex2d(corners[i].x(), corners[i].y());
+    }
+    glEnd();
+}
+
+GLuint VellCanvas::copyBackdrop(int targetWidth, int targetHeight, const QRectF &quad, QRect *box)
+{
+    const int left = int(std::floor(quad.left()));
+    const int top = int(std::floor(quad.top()));
+    const int width = int(std::ceil(quad.right())) + 1 - left;
+    const int height = int(std::ceil(quad.bottom())) + 1 - top;
+    *box = QRect(left, top, width, height);
+
+    GLuint copy = 0;
+    glGenTextures(1, &copy);
+    getGLExtensionFunctions().glActiveTexture(GL_TEXTURE0);
+    glBindTexture(GL_TEXTURE_2D, copy);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_BGRA, GL_UNSIGNED_BYTE,
+                 nullptr);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    // Straight from the bound target: only the part of the box inside it.
+    const QRect inside = box->intersected(QRect(0, 0, targetWidth, targetHeight));
+    if (!inside.isEmpty())
+        glCopyTexSubImage2D(GL_TEXTURE_2D, 0, inside.x() - left, inside.y() - top, inside.x(),
+                            inside.y(), inside.width(), inside.height());
+    glBindTexture(GL_TEXTURE_2D, 0);
+    return copy;
+}
+
+void VellCanvas::blendThroughShader(int targetWidth, int targetHeight, GLuint sourceTexture,
+                                    const QRectF &quad, const QRectF &srcCoord,
+                                    GLuint maskTexture, const QRectF &maskCoord, int mode,
+                                    float opacity, const QPointF &docCorner, float docScale)
+{
+    if (!blendProgram)
+        return;
+    glDisable(GL_BLEND);
+    QRect box;
+    const GLuint backdrop = copyBackdrop(targetWidth, targetHeight, quad, &box);
+    const QRectF backdropCoord((quad.x() - box.x()) / box.width(),
+                               (quad.y() - box.y()) / box.height(),
+                               quad.width() / box.width(), quad.height() / box.height());
+
+    bindUnit(GL_TEXTURE0, sourceTexture);
+    bindUnit(GL_TEXTURE1, backdrop);
+    if (maskTexture)
+        bindUnit(GL_TEXTURE2, maskTexture);
+
+    blendProgram->bind();
+    blendProgram->setUniformValue("srcTex", GLint(0));
+    blendProgram->setUniformValue("dstTex", GLint(1));
+    blendProgram->setUniformValue("layerMaskTex", GLint(2));
+    blendProgram->setUniformValue("hasLayerMask", GLint(maskTexture ? 1 : 0));
+    blendProgram->setUniformValue("mode", GLint(mode));
+    blendProgram->setUniformValue("opacity", GLfloat(opacity));
+    blendProgram->setUniformValue("docOrigin", QVector2D(docCorner));
+    blendProgram->setUniformValue("docScale", GLfloat(docScale));
+
+    drawQuad(quad, srcCoord, &backdropCoord, &maskCoord);
+
+    if (maskTexture)
+        bindUnit(GL_TEXTURE2, 0);
+    bindUnit(GL_TEXTURE1, 0);
+    bindUnit(GL_TEXTURE0, 0);
+    blendProgram->release();
+    glFinish();
+    glDeleteTextures(1, &backdrop);
+}
+
+VellLayer *VellCanvas::activeRasterLayer() const
+{
+    VellContext *document = VellContextManager::getInstance()->getCurrentContext();
+    if (!document)
+        return nullptr;
+    VellLayerBase *active = document->getLayerManager()->getActiveLayer();
+    return active && active->getType() == 0 ? qobject_cast<VellLayer *>(active) : nullptr;
+}
+
+void VellCanvas::Render(VellContext *document)
+{
+    document = resolveDocument(document);
+    if (!document || !canvasFbo)
+        return;
+    makeCurrent();
+    partialRender = false;
+    const int fw = canvasFbo->width();
+    const int fh = canvasFbo->height();
+    const float fboScale = getFboScale();
+
+    canvasFbo->bind();
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    glPushAttrib(GL_VIEWPORT_BIT);
+    glEnable(GL_TEXTURE_2D);
+    setupProjection(fw, fh);
+    glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    drawBackground();
+
+    VellLayerManager *manager = document->getLayerManager();
+    VellLayerBase *active = manager->getActiveLayer();
+    for (int i = 0; i < manager->getLayerCount(); ++i) {
+        VellLayerBase *layer = manager->getLayer(i);
+        if (!layer || !layer->visible || layer->excluded)
+            continue;
+        const VellGLTexture2D *thumb = layer->getThumbTexture();
+        VellLayer *raster = layer->getType() == 0 ? qobject_cast<VellLayer *>(layer) : nullptr;
+        if (layer->getType() == 0 && (!raster || !raster->getPictureHost()))
+            continue;
+        if (!thumb)
+            continue;
+
+        GLuint source = thumb->getId();
+        QRectF srcCoord = validCoord(thumb);
+        if (raster && raster == active && raster->getEntireTexture() && !showPreview) {
+            source = raster->getEntireTexture()->getId();
+            const QRectF part = visibleRect.translated(-raster->getPosition())
+                                & QRectF(0.0, 0.0, raster->getWidth(), raster->getHeight());
+            srcCoord = raster->getBoundedTexCoord(part);
+        }
+        const QPolygonF polygon = layer->getThumbQuadOnFbo(fboCorner, fboScale);
+        if (polygon.size() < 3)
+            continue;
+        const QRectF quad = QRectF(polygon.at(0), polygon.at(2));
+
+        if (!layer->needShaderBlending()) {
+            glBindTexture(GL_TEXTURE_2D, source);
+            glColor4f(1.0f, 1.0f, 1.0f, layer->getAlpha());
+            unsigned int srcFactor = GL_SRC_ALPHA, dstFactor = GL_ONE_MINUS_SRC_ALPHA;
+            layer->getGLBlendMode(srcFactor, dstFactor);
+            glBlendFunc(srcFactor, dstFactor);
+            drawQuad(quad, srcCoord, nullptr, nullptr);
+            glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+            glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
+            glBindTexture(GL_TEXTURE_2D, 0);
+            continue;
+        }
+        GLuint maskTexture = 0;
+        QRectF maskCoord;
+        if (raster && raster->hasLayerMask() && raster->getLayerMaskTexture()) {
+            maskTexture = raster->getLayerMaskTexture()->getId();
+            maskCoord = raster->getLayerMaskTexCoord();
+        }
+        blendThroughShader(fw, fh, source, quad, srcCoord, maskTexture, maskCoord,
+                           i == 0 ? 0 : layer->getBlendMode(), layer->getAlpha(), fboCorner,
+                           fboScale);
+        glEnable(GL_BLEND);
+    }
+
+    glPopAttrib();
+    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
+    canvasFbo->release();
+    postRender(document);
+}
+
+void VellCanvas::postRender(VellContext *document)
+{
+    document = resolveDocument(document);
+    if (!document || !canvasFbo || !postProgram)
+        return;
+    makeCurrent();
+    const int fw = canvasFbo->width();
+    const int fh = canvasFbo->height();
+    canvasFbo->bind();
+    glDisable(GL_BLEND);
+    glPushAttrib(GL_VIEWPORT_BIT);
+    setupProjection(fw, fh);
+
+    if (document->displayingChannel != 7) {
+        QRect box;
+        const QRectF whole(0.0, 0.0, fw, fh);
+        const GLuint copy = copyBackdrop(fw, fh, QRectF(0.0, 0.0, fw - 1, fh - 1), &box);
+        bindUnit(GL_TEXTURE0, copy);
+        postProgram->bind();
+        postProgram->setUniformValue("srcTex", GLint(0));
+        postProgram->setUniformValue("displayingChannel", GLint(document->displayingChannel));
+        const QRectF coord(0.0, 0.0, double(fw) / box.width(), double(fh) / box.height());
+        drawQuad(whole, coord, nullptr, nullptr);
+        postProgram->release();
+        bindUnit(GL_TEXTURE0, 0);
+        glFinish();
+        glDeleteTextures(1, &copy);
+    }
+
+    // Masks shown over their layers.
+    VellLayerManager *manager = document->getLayerManager();
+    for (int i = 0; i < manager->getLayerCount(); ++i) {
+        VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(i));
+        if (!layer || layer->getType() != 0 || !layer->getPictureHost()
+            || !layer->getThumbTexture() || !layer->getLayerMaskTexture()
+            || !layer->isLayerMaskVisible())
+            continue;
+        const QPolygonF polygon = layer->getThumbQuadOnFbo(fboCorner, getFboScale());
+        if (polygon.size() < 3)
+            continue;
+        const QRectF quad(polygon.at(0), polygon.at(2));
+        QRect box;
+        const GLuint copy = copyBackdrop(fw, fh, quad, &box);
+        const QRectF coord((quad.x() - box.x()) / box.width(), (quad.y() - box.y()) / box.height(),
+                           quad.width() / box.width(), quad.height() / box.height());
+        const QRectF maskCoord = layer->getLayerMaskTexCoord();
+        bindUnit(GL_TEXTURE0, copy);
+        bindUnit(GL_TEXTURE1, layer->getLayerMaskTexture()->getId());
+        postProgram->bind();
+        postProgram->setUniformValue("srcTex", GLint(0));
+        postProgram->setUniformValue("layerMaskTex", GLint(1));
+        postProgram->setUniformValue("displayingChannel", GLint(7));
+        drawQuad(quad, coord, &maskCoord, nullptr);
+        postProgram->release();
+        bindUnit(GL_TEXTURE1, 0);
+        bindUnit(GL_TEXTURE0, 0);
+        glFinish();
+        glDeleteTextures(1, &copy);
+    }
+
+    glPopAttrib();
+    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
+    canvasFbo->release();
+}
+
+void VellCanvas::Render(VellContext *document, QRectF rect)
+{
+    document = resolveDocument(document);
+    if (!document || !canvasFbo)
+        return;
+    makeCurrent();
+    partialRender = true;
+    updateRect = rect;
+    const int fw = canvasFbo->width();
+    const int fh = canvasFbo->height();
+    canvasFbo->bind();
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    glPushAttrib(GL_VIEWPORT_BIT);
+    glEnable(GL_TEXTURE_2D);
+    glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
+    setupProjection(fw, fh);
+    drawBackground(rect);
+
+    const QRectF target = getScaledFboRegion(rect);
+    VellLayerManager *manager = document->getLayerManager();
+    for (int i = 0; i < manager->getLayerCount(); ++i) {
+        VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(i));
+        if (!layer || layer->getType() != 0 || !layer->visible || layer->excluded
+            || !layer->getThumbTexture())
+            continue;
+        const QRectF coord = layer->getThumbRegionCoord(rect.translated(-layer->getPosition()));
+        glBindTexture(GL_TEXTURE_2D, layer->getThumbTexture()->getId());
+        glColor4f(1.0f, 1.0f, 1.0f, layer->getAlpha());
+        drawQuad(target, coord, nullptr, nullptr);
+    }
+    glBindTexture(GL_TEXTURE_2D, 0);
+    glPopAttrib();
+    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
+    canvasFbo->release();
+}
+
+void VellCanvas::initializeGL()
+{
+    makeCurrent();
+    glDisable(GL_DEPTH_TEST);
+    glDisable(GL_LIGHTING);
+    glClearColor(0.55f, 0.55f, 0.55f, 1.0f);
+}
+
+void VellCanvas::paintGL()
+{
+    makeCurrent();
+    getGLExtensionFunctions().glActiveTexture(GL_TEXTURE0);
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_ONE, GL_ZERO);
+    glViewport(0, 0, windowWidth, windowHeight);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    // One unit is one document pixel; y runs down the window.
+    gluOrtho2D(0.0, windowWidth * scale, windowHeight * scale, 0.0);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    glClearColor(0.55f, 0.55f, 0.55f, 1.0f);
+    glClear(GL_COLOR_BUFFER_BIT);
+    if (!canvasFbo)
+        return;
+
+    const double fboScale = getFboScale();
+    glPushMatrix();
+    glTranslated(qMax(0.0, origin.x()), qMax(0.0, origin.y()), 0.0);
+    glEnable(GL_TEXTURE_2D);
+    glBindTexture(GL_TEXTURE_2D, canvasFbo->texture());
+    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
+    drawQuad(QRectF(0.0, 0.0, fboRegionWidth * fboScale, fboRegionHeight * fboScale),
+             QRectF(0.0, 0.0, fboRegionWidth / canvasFbo->width(),
+                    fboRegionHeight / canvasFbo->height()),
+             nullptr, nullptr);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    glPopMatrix();
+
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    glPushMatrix();
+    glTranslated(origin.x(), origin.y(), 0.0);
+    glDisable(GL_TEXTURE_2D);
+    glBlendFunc(GL_ONE_MINUS_DST_COLOR, GL_ZERO);
+    emit drawFeedback();
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    glPopMatrix();
+}
+
+void VellCanvas::paintEvent(QPaintEvent *event)
+{
+    QPainter painter(this);
+    if (skipGLPaint) {
+        if (!skipCPUPaint)
+            paintCPU(&painter, event->rect(), resolveDocument(nullptr));
+        emit cpuDraw(&painter);
+        return;
+    }
+    if (resolveDocument(nullptr)) {
+        painter.beginNativePainting();
+        QGLWidget::paintEvent(event);
+        painter.endNativePainting();
+    }
+    makeCurrent();
+    glViewport(0, 0, windowWidth, windowHeight);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    gluOrtho2D(0.0, windowWidth * scale, windowHeight * scale, 0.0);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    painter.end();
+    swapBuffers();
+}
+
+void VellCanvas::paintCPU(QPainter *painter, QRect rect, VellContext *document)
+{
+    painter->fillRect(rect, QColor::fromRgbF(0.55, 0.55, 0.55));
+    if (!document || !canvasFbo)
+        return;
+    // The last composite, placed and scaled as paintGL places it.
+    const double fboScale = getFboScale();
+    const QImage composite = toQimage();
+    const QRectF target(qMax(0.0, origin.x()) / scale, qMax(0.0, origin.y()) / scale,
+                        fboRegionWidth * fboScale / scale, fboRegionHeight * fboScale / scale);
+    painter->drawImage(target, composite, QRectF(0.0, 0.0, fboRegionWidth, fboRegionHeight));
+}
+
+void VellCanvas::renderCPU(QImage *, QRect, VellContext *)
+{
+}
+
+QImage VellCanvas::toQimage()
+{
+    if (!canvasFbo)
+        return QImage();
+    // Row 0 is the top of the shown part of the document, as in the texture.
+    QImage image(canvasFbo->width(), canvasFbo->height(), QImage::Format_ARGB32);
+    const QByteArray bytes = getCanvasRawData();
+    if (!image.isNull() && bytes.size() == image.sizeInBytes())
+        memcpy(image.bits(), bytes.constData(), size_t(bytes.size()));
+    return image;
+}
+
+QByteArray VellCanvas::getCanvasRawData()
+{
+    if (!canvasFbo)
+        return QByteArray();
+    makeCurrent();
+    QByteArray bytes(canvasFbo->width() * canvasFbo->height() * 4, '\0');
+    glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    glBindTexture(GL_TEXTURE_2D, canvasFbo->texture());
+    glGetTexImage(GL_TEXTURE_2D, 0, GL_BGRA, GL_UNSIGNED_BYTE, bytes.data());
+    glBindTexture(GL_TEXTURE_2D, 0);
+    return bytes;
+}
+
+QColor VellCanvas::readPixel(int x, int y)
+{
+    if (x < 1 || y < 1 || x >= width() - 1 || y >= height() - 1)
+        return QColor::fromRgbF(0.55, 0.55, 0.55);
+    makeCurrent();
+    QGLFramebufferObject::bindDefault();
+    GLubyte rgba[4] = {0, 0, 0, 0};
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glReadPixels(x, height() - 1 - y, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, rgba);
+    glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    return QColor(rgba[0], rgba[1], rgba[2], rgba[3]);
+}
+
+QColor VellCanvas::readMousePosPixel()
+{
+    const QPoint position = mapFromGlobal(QCursor::pos());
+    return readPixel(position.x(), position.y());
+}
+
+QImage *VellCanvas::renderToImage(VellContext *document)
+{
+    document = resolveDocument(document);
+    if (!document || canvasWidth <= 0 || canvasHeight <= 0 || !isValid())
+        return nullptr;
+    makeCurrent();
+    const int width = canvasWidth;
+    const int height = canvasHeight;
+    VellLayerManager *manager = document->getLayerManager();
+
+    // One plain layer covering the document: its host already is the image.
+    if (manager->getLayerCount() == 1) {
+        VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(0));
+        VellPictureHost *host = layer ? layer->getPictureHost() : nullptr;
+        if (layer && layer->getType() == 0 && layer->visible && host && !host->isNull()
+            && std::abs(layer->getPosition().x()) < 1e-12
+            && std::abs(layer->getPosition().y()) < 1e-12 && layer->getAlpha() == 1.0f
+            && host->getPixelWidth() == 4 && int(host->getWidth()) == width
+            && int(host->getHeight()) == height && !layer->hasLayerMask()) {
+            if (layer->getLatestPlace() == VellLayer::GpuNewer)
+                layer->fboTextureToHost(true);
+            return new QImage(host->getData(), width, height, width * 4, QImage::Format_ARGB32);
+        }
+    }
+
+    // Room for the document's target and copies next to the active layer's
+    // textures; otherwise drop those for the time being.
+    VellLayer *emptied = nullptr;
+    if (VellLayer *active = activeRasterLayer()) {
+        const quint64 needed = quint64(width) * quint64(height) * 8u;
+        const unsigned int available = VellGpuManager::getInstance()->getAvailableMemory();
+        if (available != 0xFFFFFFFFu && needed > quint64(available) * 1024u) {
+            active->deleteTextures();
+            emptied = active;
+        }
+    }
+
+    VellGLTexture2D target(width, height, GL_BGRA, false);
+    VellGLFramebufferObject framebuffer(width, height);
+    framebuffer.begin(target.getId());
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    glPushAttrib(GL_VIEWPORT_BIT);
+    setupProjection(width, height);
+    glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
+    glClear(GL_COLOR_BUFFER_BIT);
+
+    const QRectF documentRect(0.0, 0.0, width, height);
+    for (int i = 0; i < manager->getLayerCount(); ++i) {
+        VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(i));
+        if (!layer || layer->getType() != 0 || !layer->visible || layer->excluded)
+            continue;
+        VellPictureHost *host = layer->getPictureHost();
+        if (!host || host->isNull())
+            continue;
+        const QRectF layerRect(layer->getPosition(), QSizeF(layer->getWidth(), layer->getHeight()));
+        const QRectF rect = layerRect & documentRect;
+        if (rect.isEmpty())
+            continue;
+        std::unique_ptr<VellGLTexture2D> temporary;
+        GLuint source = 0;
+        if (!layer->getEntireTexture()) {
+            temporary.reset(host->getEntireTexture());
+            source = temporary->getId();
+        } else {
+            if (layer->getLatestPlace() == VellLayer::HostOnly)
+                layer->hostToEntireTexture();
+            source = layer->getEntireTexture()->getId();
+        }
+        const QRectF local = rect.translated(-layer->getPosition());
+        GLuint maskTexture = 0;
+        QRectF maskCoord;
+        if (VellLayerMask *mask = layer->getLayerMask()) {
+            if (!mask->getEntireTexture())
+                mask->initTexture();
+            if (mask->getEntireTexture()) {
+                maskTexture = mask->getEntireTexture()->getId();
+                maskCoord = mask->getTexCoord(local.translated(-layer->getLayerMaskPosition()));
+            }
+        }
+        blendThroughShader(width, height, source, rect, layer->getBoundedTexCoord(local),
+                           maskTexture, maskCoord, i == 0 ? 0 : layer->getBlendMode(),
+                           layer->getAlpha(), QPointF(0.0, 0.0), 1.0f);
+    }
+    glPopAttrib();
+    framebuffer.end();
+
+    auto image = std::make_unique<QImage>(width, height, QImage::Format_ARGB32);
+    if (!image->isNull()) {
+        glPixelStorei(GL_PACK_ALIGNMENT, 4);
+        glBindTexture(GL_TEXTURE_2D, target.getId());
+        glGetTexImage(GL_TEXTURE_2D, 0, GL_BGRA, GL_UNSIGNED_BYTE, image->bits());
+        glBindTexture(GL_TEXTURE_2D, 0);
+    }
+    if (emptied) {
+        emptied->refresh();
+        emptied->setLatestPlace(VellLayer::BothAgree);
+    }
+    return image->isNull() ? nullptr : image.release();
+}

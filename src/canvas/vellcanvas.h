@@ -1,0 +1,371 @@
+#ifndef VELLCANVAS_H
+#define VELLCANVAS_H
+
+#include "canvas/ivellrender.h"
+
+#include <QColor>
+#include <QCursor>
+#include <QDataStream>
+#include <QElapsedTimer>
+#include <QGLWidget>
+#include <QImage>
+#include <QPointF>
+#include <QRectF>
+#include <QTime>
+
+#include <functional>
+
+class QGLFramebufferObject;
+class QGLShader;
+class QGLShaderProgram;
+class QPainter;
+class QTimer;
+class VellContext;
+class VellGLFramebufferObject;
+class VellGLTexture2D;
+class VellHistogram;
+class VellLayer;
+class VellLayerBase;
+class VellSelection;
+class VellTextLayer;
+
+// Document size as the canvas reports it: height, then width.
+struct VellCanvasInfo
+{
+    qint32 height = 0;
+    qint32 width = 0;
+};
+QDataStream &operator<<(QDataStream &out, VellCanvasInfo *info);
+QDataStream &operator>>(QDataStream &in, VellCanvasInfo **info);
+
+// The one GL widget that shows the current document.
+//
+// Compositing (Render, then postRender) draws the document's layers into the
+// canvas framebuffer at display resolution; presentation (paintGL) draws that
+// framebuffer onto the window at the current zoom and offset, with the
+// selection's outline and the tools' feedback over it. renderToImage
+// composites the whole document at full resolution for export.
+//
+// View: scale is document pixels per window pixel; window point (x, y) shows
+// document point (x * scale - origin.x, y * scale - origin.y).
+//
+// Rendering lives in vellcanvas.cpp, the view and input in
+// vellcanvasview.cpp, the histogram thumb in vellcanvashistogram.cpp.
+// GUI thread only; every entry point that issues GL makes the canvas's
+// context current first.
+class VellCanvas : public QGLWidget, public IVellRender
+{
+    Q_OBJECT
+    Q_PROPERTY(float scale READ getScale NOTIFY scaleChanged)
+    Q_PROPERTY(QPointF origin READ getOrigin NOTIFY originChanged)
+
+public:
+    // The single canvas: made on the first call, returned afterwards (the
+    // arguments are then ignored). getInstance() without arguments returns
+    // it, or null before it exists.
+    static VellCanvas *getInstance(int width, int height, QWidget *parent = nullptr);
+    static VellCanvas *getInstance();
+
+    VellCanvas(int width, int height, QWidget *parent = nullptr);
+    ~VellCanvas() override;
+    Q_DISABLE_COPY(VellCanvas)
+
+    // ---- Rendering (vellcanvas.cpp) ----
+    void Render(VellContext *document) override;
+    virtual void postRender(VellContext *document);
+    virtual void RenderHistogramThumb(VellContext *document);
+    virtual void Render(VellContext *document, QRectF rect);
+    // Makes the canvas's context current when another one is, and resolves
+    // the extension table for it.
+    virtual void makeCurrent();
+
+    // The whole document at full resolution (new image, caller owns it);
+    // null without a document.
+    QImage *renderToImage(VellContext *document);
+    void paintCPU(QPainter *painter, QRect rect, VellContext *document);
+    void renderCPU(QImage *image, QRect rect, VellContext *document);
+
+    QImage toQimage();
+    QByteArray getCanvasRawData();
+    QColor readPixel(int x, int y);
+    QColor readMousePosPixel();
+
+    void initShader();
+    void buildFBO();
+    void initBackground();
+    void drawBackground();
+    void drawBackground(const QRectF &rect);
+    void glInit() override;
+    GLuint getTexture() const;                     // the canvas framebuffer's texture
+    QSizeF getFboRegion() const { return QSizeF(fboRegionWidth, fboRegionHeight); }
+    QRectF getScaledFboRegion(const QRectF &rect) const;
+    float getFboScale() const;
+    QPointF getFboCorner() const { return fboCorner; }
+    QGLFramebufferObject *getCanvasFbo() const { return canvasFbo; }
+    QGLFramebufferObject *getSelectionFbo() const { return selectionFbo; }
+    QGLShaderProgram *getLayerBlendingProgram() const { return blendProgram; }
+    QGLShaderProgram *getPostRenderProgram() const { return postProgram; }
+
+    void enableMosaic(bool on);
+    void switchMosaic();
+    bool isMosaicEnabled() const { return mosaic; }
+    bool isShowPreviewWhenApply() const { return showPreview; }
+    void setPreviewWhenApply(bool show);   // emits previewSwitched() on a change
+    VellTextLayer *getEditingTextLayer() const { return editingTextLayer; }
+    void setSelection(VellSelection *s) { selection = s; }
+    VellSelection *getSelection() const { return selection; }
+    void setSkipGLPaint(bool skip) { skipGLPaint = skip; }
+    void setSkipCPUPaint(bool skip) { skipCPUPaint = skip; }
+    bool isPartialRender() const { return partialRender; }
+    QRectF getUpdateRect() const { return updateRect; }
+
+    int getCanvasWidth() const { return canvasWidth; }
+    int getCanvasHeight() const { return canvasHeight; }
+
+    // ---- Histogram (vellcanvashistogram.cpp) ----
+    void calcHistogramThumbScale();
+    VellHistogram *getHistogram() const { return histogram; }
+    QImage getHistogramThumbImage();
+    float getHistogramThumbScale() const { return histogramThumbScale; }
+
+    // ---- View and input (vellcanvasview.cpp) ----
+    QPointF uiToCanvasCoord(int x, int y, bool clamp) const;
+    QPointF canvasCoordtoUI(const QPointF &point) const;
+    float getScale() const { return scale; }
+    QPointF getOrigin() const { return origin; }
+    QRectF getVisibleRect() const { return visibleRect; }
+    int getWindowWidth() const { return windowWidth; }
+    int getWindowHeight() const { return windowHeight; }
+    VellCanvasInfo getCanvasInfo() const;
+    void setWindowSize(QRect rect);
+    void setUpdateRect(QRectF rect) { updateRect = rect; }
+    void setDirtyWindowRect(QRect rect) { dirtyWindowRect = rect; }
+    void setCursor(const QCursor &cursor);
+    double getCanvasScaleText() const;   // percentage at the current zoom index
+    int getZoomIndex() const { return zoomIndex; }
+    static int zoomLevelCount() { return 31; }
+    static double zoomMagnification(int index);   // index clamped to 0 .. 30
+    int getMargin() const { return margin; }
+    void setMargin(int pixels) { margin = pixels; }
+    bool isActualPixelsToggled() const { return actualPixelsToggle; }
+    bool isDragging() const { return dragging; }
+    bool isBusy() const { return busy; }
+    bool isInertiaRunning() const;
+    void setEmitMouseEvent(bool on) { emitMouseEvent = on; }
+    bool isEmitMouseEvent() const { return emitMouseEvent; }
+    void setFgColor(const QColor &color);
+    void setBgColor(const QColor &color);
+    QColor getFgColor() const { return fgColor; }
+    QColor getBgColor() const { return bgColor; }
+    void setColorPickerWidget(QWidget *w) { colorPickerWidget = w; }
+    QWidget *getColorPickerWidget() const { return colorPickerWidget; }
+    QTimer *getBusyTimer() const { return busyTimer; }
+    QTimer *getCanvasTimer() const { return canvasTimer; }
+    // Recomputes the visible rectangle and the framebuffer corner, tells
+    // every raster layer, and rebuilds the framebuffers.
+    void calcVisibleRect();
+
+    // What the view asks of the floors above the canvas. Each installer
+    // reads the hooks, fills its own members and sets them back: the tool
+    // manager the tool members, the selection the selection members, the
+    // text layer the text members. An absent hook means "no tool", "no
+    // selection", "no text layers". Tests install their own, and a clock.
+    struct ViewHooks
+    {
+        std::function<bool()> hasCurrentTool;
+        std::function<bool()> currentToolIsToolBase;
+        // A current tool base that follows the wheel re-runs its preview for
+        // the new view; false when nothing was done (the canvas renders).
+        std::function<bool()> reapplyTool;
+        // The current tool sees every non-touch event before the canvas.
+        std::function<void(QEvent *event)> toolEvent;
+        // Draws the outline of the current document's selection into the
+        // selection framebuffer; false when there is no non-empty selection.
+        std::function<bool()> renderSelectionOutline;
+        // The document was resized: resize and re-initialise the masks.
+        std::function<void(int width, int height)> resizeSelection;
+        // Every text layer of the current document re-renders for `scale`.
+        std::function<void(float scale)> rescaleTextLayers;
+        // The current document's layer at `index` if it is a text layer.
+        std::function<VellTextLayer *(int index)> textLayerAt;
+        // Microseconds of a monotonic clock (inertia timing).
+        std::function<qint64()> clockMicroseconds;
+    };
+    static void setViewHooks(ViewHooks hooks);
+    static ViewHooks viewHooks();
+
+public slots:
+    void zoom(int x, int y, int step, bool updateCanvas);
+    void zoom(int x, int y, int step);
+    void zoomIn(bool updateCanvas);
+    void zoomIn();
+    void zoomIn(int x, int y, bool updateCanvas);
+    void zoomIn(int x, int y);
+    void zoomIn(QPointF point, bool updateCanvas);
+    void zoomIn(QPointF point);
+    void zoomOut(bool updateCanvas);
+    void zoomOut();
+    void zoomOut(int x, int y, bool updateCanvas);
+    void zoomOut(int x, int y);
+    void zoomOut(QPointF point, bool updateCanvas);
+    void zoomOut(QPointF point);
+    void zoomAlpha(QPointF point, float alpha, bool updateCanvas);
+    void zoomAlpha(QPointF point, float alpha);
+    void resetToActualPixels(int x, int y, bool updateCanvas);
+    void resetToActualPixels(int x, int y);
+    void resetToActualPixels(bool updateCanvas);
+    void resetToActualPixels();
+    void moveToCenter(bool updateCanvas);
+    void horizonSroll(float step);
+    void verticalSroll(float step);
+    void setScale(float newScale, bool recompute);
+    void setOrigin(QPointF point, bool recompute);
+    void fixViewLimited();
+    void reSizeCanvas(int width, int height, bool recompute);
+    void startCanvasTimer(int interval);
+    void stopCanvasTimer();
+    void updateHistogram();
+
+signals:
+    void mousePosChanged(QPointF point);
+    void mouseColorChanged(QColor color);
+    void scaleChanged(float scale);
+    void originChanged(QPointF origin);
+    void mouseMove(int x, int y);
+    void mouseRelease(int x, int y);
+    void mouseDoubleClick(int x, int y);
+    void mousePress(int x, int y);
+    void mouseWheel(int delta);
+    void canvasDragged();
+    void drawFeedback();
+    void mouseEnter();
+    void mouseLeave();
+    void timeOut();
+    void cpuDraw(QPainter *painter);
+    void FgColorChange(QColor color);
+    void BgColorChange(QColor color);
+    void histogramUpdated();
+    void dropNewFile(QString string);
+    void previewSwitched();
+
+protected:
+    // Rendering side.
+    void initializeGL() override;
+    void paintGL() override;
+    void paintEvent(QPaintEvent *event) override;
+    void resizeGL(int w, int h) override;
+    // Input side.
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void mouseDoubleClickEvent(QMouseEvent *event) override;
+    void wheelEvent(QWheelEvent *event) override;
+    void enterEvent(QEvent *event) override;
+    void leaveEvent(QEvent *event) override;
+    void dragEnterEvent(QDragEnterEvent *event) override;
+    void dropEvent(QDropEvent *event) override;
+    bool event(QEvent *event) override;
+
+private slots:
+    void onCanvasTimeout();
+    void onLayerActive(int index);
+    void onBusyTimeout();
+    void onMoveTimeout();
+
+private:
+    // Rendering helpers (vellcanvas.cpp).
+    void setupProjection(int width, int height);
+    // Composites one layer through the blending program into the bound
+    // target (targetWidth x targetHeight): copies the target box under
+    // `quad` as the backdrop and draws `quad` with the source coordinates
+    // `srcCoord`; `maskTexture` (0: none) is read at `maskCoord`. The
+    // target's texel (0, 0) shows document point docCorner, and one texel
+    // covers docScale document pixels.
+    void blendThroughShader(int targetWidth, int targetHeight, GLuint sourceTexture,
+                            const QRectF &quad, const QRectF &srcCoord, GLuint maskTexture,
+                            const QRectF &maskCoord, int mode, float opacity,
+                            const QPointF &docCorner, float docScale);
+    // Copies the target box under `quad` (framebuffer pixels) into a new
+    // texture that the caller deletes; `box` gets the box.
+    GLuint copyBackdrop(int targetWidth, int targetHeight, const QRectF &quad, QRect *box);
+    void drawQuad(const QRectF &quad, const QRectF &coord0, const QRectF *coord1,
+                  const QRectF *coord2);
+    void deleteFramebuffers();
+    VellLayer *activeRasterLayer() const;
+    // View helpers (vellcanvasview.cpp).
+    void initView();                       // timers, connections, the layers' view probe
+    void installViewProbe();
+    void reRender();                       // the tool re-applies, or Render + repaint
+    void refreshActiveLayerIfHostOnly();
+    static QPointF roundedOrigin(double x, double y, float scale);
+    void centreIfFits();
+    bool documentFits() const;
+
+    static VellCanvas *instance;
+
+    // Rendering state.
+    int canvasWidth = 0, canvasHeight = 0;     // document size
+    int windowWidth = 0, windowHeight = 0;
+    float scale = 1.0f;
+    QPointF origin;
+    QPointF fboCorner;
+    QGLFramebufferObject *canvasFbo = nullptr;       // owned
+    QGLFramebufferObject *selectionFbo = nullptr;    // owned
+    double fboRegionWidth = 0.0, fboRegionHeight = 0.0;
+    QRectF visibleRect;
+    QRectF updateRect;
+    QRect dirtyWindowRect;
+    bool partialRender = false;
+    GLuint backgroundTexture = 0;                    // owned
+    QGLShaderProgram *blendProgram = nullptr;        // owned
+    QGLShaderProgram *postProgram = nullptr;         // owned
+    QGLShader *blendShader = nullptr;                // owned
+    QGLShader *postShader = nullptr;                 // owned
+    QString blendShaderPath;
+    QString postShaderPath;
+    bool mosaic = true;
+    bool showPreview = true;
+    VellTextLayer *editingTextLayer = nullptr;
+    VellSelection *selection = nullptr;
+    bool skipGLPaint = false, skipCPUPaint = false;
+
+    // Histogram.
+    VellHistogram *histogram = nullptr;              // owned
+    float histogramThumbScale = 1.0f;
+    float histogramThumbWidth = 0.0f, histogramThumbHeight = 0.0f;
+    VellGLTexture2D *histogramTexture = nullptr;     // owned
+    VellGLFramebufferObject *histogramFbo = nullptr; // owned
+
+    // View state.
+    int zoomIndex = 16;
+    int lastZoomIndex = 30;
+    int margin = 0;
+    bool actualPixelsToggle = false;
+    float savedScale = 1.0f;
+    int savedZoomIndex = 16;
+    bool dragging = false;
+    QPoint pressPosition;
+    QPointF dragStartOrigin;
+    QPointF lastOrigin, previousOrigin;
+    qint64 lastOriginTick = 0, previousOriginTick = 0;
+    float inertiaDirX = 0.0f, inertiaDirY = 0.0f;
+    double inertiaSpeed = 0.0;
+    qint64 inertiaTick = 0;
+    bool busy = false;
+    bool emitMouseEvent = true;
+    bool touchPan = false, touchZoomed = false;
+    int pinchLevel = -1;
+    QTime touchEndTime;
+    QColor fgColor = Qt::black, bgColor = Qt::white;
+    QCursor savedCursor;
+    QWidget *colorPickerWidget = nullptr;
+    QTimer *canvasTimer = nullptr;     // owned (QObject child)
+    QTimer *busyTimer = nullptr;       // owned (QObject child)
+    QTimer *moveTimer = nullptr;       // owned (QObject child)
+    int canvasTimerInterval = 0;
+    qint64 canvasElapsed = 0, lastOutlineElapsed = 0;
+    bool controlHeld = false;
+    bool pinchReferenced = false;      // a pinch level was taken this touch
+};
+
+#endif // VELLCANVAS_H

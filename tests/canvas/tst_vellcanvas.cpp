@@ -1,0 +1,254 @@
+#include "canvas/vellblendreference.h"
+#include "canvas/vellcanvas.h"
+#include "document/vellcontext.h"
+#include "document/vellcontextmanager.h"
+#include "document/velllayer.h"
+#include "document/velllayermanager.h"
+#include "picture/vellpicturehost.h"
+
+#include <QGLShaderProgram>
+#include <QGLWidget>
+#include <QtTest>
+
+#include <cstring>
+#include <memory>
+
+namespace {
+
+// A layer of w x h pixels whose colour and alpha vary over it.
+VellLayer *patternLayer(int w, int h, int seed, int alphaFloor = 255)
+{
+    auto *host = new VellPictureHost(w, h, 4);
+    uchar *p = host->getData();
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x, p += 4) {
+            p[0] = uchar((x * 37 + y * 11 + seed * 50) & 255);
+            p[1] = uchar((x * 5 + y * 29 + seed * 90) & 255);
+            p[2] = uchar((x * 13 + y * 3 + seed * 20) & 255);
+            p[3] = uchar(alphaFloor + ((x * 7 + y * 17 + seed) % (256 - alphaFloor)));
+        }
+    auto *layer = new VellLayer(QString::number(seed));
+    layer->setVellPictureHost(host);
+    return layer;
+}
+
+int maxDifference(const QImage &a, const QImage &b)
+{
+    if (a.size() != b.size())
+        return 256;
+    int worst = 0;
+    for (int y = 0; y < a.height(); ++y) {
+        const uchar *pa = a.constScanLine(y), *pb = b.constScanLine(y);
+        for (int i = 0; i < a.width() * 4; ++i)
+            worst = qMax(worst, qAbs(int(pa[i]) - int(pb[i])));
+    }
+    return worst;
+}
+
+} // namespace
+
+class TestVellCanvas : public QObject
+{
+    Q_OBJECT
+    VellCanvas *canvas = nullptr;
+    VellContextManager *manager = nullptr;
+    std::unique_ptr<VellContext> document;
+
+    VellLayerManager *layers() const { return document->getLayerManager(); }
+
+    // A fresh current document of w x h pixels shown in the canvas.
+    void newDocument(int w, int h)
+    {
+        document.reset();
+        canvas->makeCurrent();
+        document = std::make_unique<VellContext>();
+        manager->addContext(document.get());
+        manager->setCurrentContext(manager->indexOfContext(document.get()));
+        canvas->reSizeCanvas(w, h, false);
+    }
+    void show()
+    {
+        canvas->makeCurrent();
+        canvas->setScale(1.0f, false);
+        canvas->moveToCenter(false);
+        canvas->calcVisibleRect();
+        canvas->Render(nullptr);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        manager = VellContextManager::getInstance();
+        canvas = VellCanvas::getInstance(64, 48);
+        canvas->resize(160, 120);
+        canvas->show();
+        QVERIFY(QTest::qWaitForWindowExposed(canvas));
+        QVERIFY(canvas->isValid() && canvas->getLayerBlendingProgram()
+                && canvas->getLayerBlendingProgram()->isLinked()
+                && canvas->getPostRenderProgram()->isLinked());
+    }
+    void cleanup() { document.reset(); }
+    void cleanupTestCase() { delete canvas; }
+
+    // The GPU export agrees with the CPU compositor for every mode, with
+    // opacity, offsets (one partly outside the document) and a mask.
+    void renderToImageMatchesTheCpuCompositor_data()
+    {
+        QTest::addColumn<int>("mode");
+        for (int mode = 0; mode <= 240; mode += 10)
+            QTest::newRow(qPrintable(QString::number(mode))) << mode;
+    }
+    void renderToImageMatchesTheCpuCompositor()
+    {
+        QFETCH(int, mode);
+        newDocument(40, 30);
+        layers()->addLayer(patternLayer(40, 30, 1, 128), false);
+        VellLayer *middle = patternLayer(24, 20, 2, 0);
+        middle->setPosition(QPointF(-5, 14));
+        middle->setBlendMode(mode);
+        middle->setAlpha(0.6f);
+        layers()->addLayer(middle, false);
+        VellLayer *top = patternLayer(30, 16, 3, 200);
+        top->setPosition(QPointF(12, 3));
+        top->setBlendMode(mode == 0 ? 120 : mode);
+        top->createLayerMask();
+        uchar *mask = top->getLayerMask()->getData();
+        for (int y = 0; y < 16; ++y)
+            for (int x = 0; x < top->getLayerMask()->getPaddedWidth(); ++x)
+                mask[y * top->getLayerMask()->getPaddedWidth() + x] = uchar(x * 8 + y);
+        top->getLayerMask()->update();
+        layers()->addLayer(top, false);
+        show();
+
+        std::unique_ptr<QImage> gpu(canvas->renderToImage(nullptr));
+        std::unique_ptr<QImage> cpu(VellBlendReference::renderToImage(document.get(), 40, 30));
+        QVERIFY(gpu && cpu);
+        QCOMPARE(gpu->size(), QSize(40, 30));
+        QVERIFY2(maxDifference(*gpu, *cpu) <= 1, qPrintable(QString::number(maxDifference(*gpu, *cpu))));
+        QVERIFY(gpu->constBits() != layers()->getLayer(0)->getPictureHost()->getData());
+    }
+
+    // One opaque layer covering the document is exported without a copy;
+    // anything that breaks the shortcut composites.
+    void renderToImageShortcut_data()
+    {
+        QTest::addColumn<QPointF>("position");
+        QTest::addColumn<float>("opacity");
+        QTest::addColumn<bool>("shared");
+        QTest::newRow("plain") << QPointF(0, 0) << 1.0f << true;
+        QTest::newRow("moved") << QPointF(1, 0) << 1.0f << false;
+        QTest::newRow("translucent") << QPointF(0, 0) << 0.5f << false;
+    }
+    void renderToImageShortcut()
+    {
+        QFETCH(QPointF, position);
+        QFETCH(float, opacity);
+        QFETCH(bool, shared);
+        newDocument(20, 10);
+        VellLayer *layer = patternLayer(20, 10, 4);
+        layer->setPosition(position);
+        layer->setAlpha(opacity);
+        layers()->addLayer(layer, false);
+        show();
+        std::unique_ptr<QImage> image(canvas->renderToImage(nullptr));
+        QVERIFY(image);
+        QCOMPARE(image->constBits() == layer->getPictureHost()->getData(), shared);
+        std::unique_ptr<QImage> cpu(VellBlendReference::renderToImage(document.get(), 20, 10));
+        QVERIFY(maxDifference(*image, *cpu) <= 1);
+        manager->removeContext(document.get());
+        QVERIFY(!canvas->renderToImage(nullptr));   // no document
+    }
+
+    // The display composite: the bottom layer is always Normal, a mask
+    // brings in the shader even in Normal mode, the channel pass only runs
+    // for a channel subset.
+    void displayComposite_data()
+    {
+        QTest::addColumn<int>("bottomMode");
+        QTest::addColumn<bool>("mask");
+        QTest::addColumn<int>("channels");
+        QTest::newRow("bottom multiply is normal") << 30 << false << 7;
+        QTest::newRow("mask in normal mode") << 0 << true << 7;
+        QTest::newRow("red channel") << 0 << false << 1;
+        QTest::newRow("green and blue") << 0 << false << 6;
+    }
+    void displayComposite()
+    {
+        QFETCH(int, bottomMode);
+        QFETCH(bool, mask);
+        QFETCH(int, channels);
+        newDocument(32, 24);
+        VellLayer *layer = patternLayer(32, 24, 5, 255);
+        layer->setBlendMode(bottomMode);
+        if (mask) {
+            layer->createLayerMask();
+            VellLayerMask *m = layer->getLayerMask();
+            memset(m->getData(), 0, size_t(m->getPaddedWidth() * 12));   // top half hidden
+            m->update();
+        }
+        layers()->addLayer(layer, false);
+        document->displayingChannel = channels;
+        show();
+        QCOMPARE(canvas->getFboScale(), 1.0f);
+        const QImage shown = canvas->toQimage();
+        QCOMPARE(shown.size(), QSize(32, 24));
+        const QImage source(layer->getPictureHost()->getData(), 32, 24, QImage::Format_ARGB32);
+        for (int y = 0; y < 24; y += 3)
+            for (int x = 0; x < 32; x += 5) {
+                const QRgb s = source.pixel(x, y), d = shown.pixel(x, y);
+                if (mask && y < 12) {   // the checkerboard shows through
+                    QVERIFY(qRed(d) == qGreen(d) && qGreen(d) == qBlue(d));
+                    continue;
+                }
+                const int expected[3] = {channels & 1 ? qRed(s) : 0, channels & 2 ? qGreen(s) : 0,
+                                         channels & 4 ? qBlue(s) : 0};
+                if (channels == 1) {   // one channel shows as grey
+                    QVERIFY(qAbs(qRed(d) - qRed(s)) <= 1 && qGreen(d) == qRed(d) && qBlue(d) == qRed(d));
+                    continue;
+                }
+                QVERIFY2(qAbs(qRed(d) - expected[0]) <= 1 && qAbs(qGreen(d) - expected[1]) <= 1
+                             && qAbs(qBlue(d) - expected[2]) <= 1,
+                         qPrintable(QStringLiteral("%1,%2: %3 vs %4").arg(x).arg(y).arg(d, 0, 16).arg(s, 0, 16)));
+            }
+    }
+
+    // The window at 100 % and at 400 %: magnified with nearest-neighbour
+    // blocks while mosaic is on, smoothly otherwise.
+    void screenshot()
+    {
+        newDocument(32, 24);
+        VellLayer *layer = patternLayer(32, 24, 6, 255);
+        layers()->addLayer(layer, false);
+        show();
+        canvas->updateGL();
+        const QImage source(layer->getPictureHost()->getData(), 32, 24, QImage::Format_ARGB32);
+        QImage actual = canvas->grabFrameBuffer();
+        const QPoint corner = canvas->canvasCoordtoUI(QPointF(0, 0)).toPoint();
+        QVERIFY(corner.x() > 0 && corner.y() > 0);   // centred in the 160 x 120 window
+        for (int y = 0; y < 24; y += 5)
+            for (int x = 0; x < 32; x += 7)
+                QCOMPARE(actual.pixel(corner + QPoint(x, y)) & 0xFFFFFF, source.pixel(x, y) & 0xFFFFFF);
+
+        auto zoomed = [&](bool mosaic) {
+            canvas->enableMosaic(mosaic);
+            canvas->setScale(0.25f, true);
+            canvas->setOrigin(QPointF(0, 0), true);
+            canvas->Render(nullptr);
+            canvas->updateGL();
+            return canvas->grabFrameBuffer();
+        };
+        const QImage nearest = zoomed(true);
+        const QImage smooth = zoomed(false);
+        canvas->enableMosaic(true);
+        QCOMPARE(canvas->getFboScale(), 1.0f);   // one texel per document pixel
+        // Document pixel (x, y) covers window pixels 4x .. 4x + 3.
+        for (int y = 1; y < 20; y += 6)
+            for (int x = 1; x < 28; x += 9)
+                for (int d = 0; d < 4; ++d)
+                    QCOMPARE(nearest.pixel(4 * x + d, 4 * y + 3 - d) & 0xFFFFFF, source.pixel(x, y) & 0xFFFFFF);
+        QVERIFY(maxDifference(nearest.copy(0, 0, 120, 90), smooth.copy(0, 0, 120, 90)) > 8);
+    }
+};
+
+QTEST_MAIN(TestVellCanvas)
+#include "tst_vellcanvas.moc"

@@ -1,0 +1,422 @@
+#include "canvas/vellcanvas.h"
+#include "document/vellcontext.h"
+#include "document/vellcontextmanager.h"
+#include "document/velllayer.h"
+#include "document/velllayermanager.h"
+#include "foundation/vellglobalsettings.h"
+#include "picture/vellpicturehost.h"
+
+#include <QtTest>
+
+#include <cmath>
+
+namespace {
+
+// Zoom percentages by index, as the user sees them (two decimals).
+const double kPercent[31] = { 6.25, 8.33, 10, 12.5, 16.67, 20, 25, 30, 33.33, 40, 45, 50, 60, 66.67, 80, 90,
+                              100, 120, 150, 180, 200, 250, 300, 400, 500, 600, 700, 800, 1200, 1600, 3200 };
+double listScale(int index) { return 100.0 / kPercent[index]; }   // within the table's rounding
+double rounded(double v, double scale) { return std::floor(v) + (scale > 1.0 ? 1.0 / scale : 0.0); }
+
+// The most magnified zoom, at most 100 %, that shows the whole document.
+int fitIndex(QSize doc, QSizeF room)
+{
+    const double fit = std::max({ doc.width() / room.width(), doc.height() / room.height(), 1.0 });
+    int index = 0;
+    for (int i = 0; i <= 16; ++i)
+        index = listScale(i) >= fit - 1e-9 ? i : index;
+    return index;
+}
+
+qint64 fakeNow = 0;   // microseconds
+
+} // namespace
+
+class TestVellCanvasView : public QObject
+{
+    Q_OBJECT
+    QWidget host;
+    VellCanvas *canvas = nullptr;
+    VellContext *document = nullptr;
+    QTouchDevice *touchDevice = nullptr;
+
+    void setView(QSize doc, int index)   // the document's top-left at the window's
+    {
+        QTRY_VERIFY(!canvas->isBusy());
+        canvas->reSizeCanvas(doc.width(), doc.height(), true);
+        canvas->setOrigin(QPointF(0.0, 0.0), true);
+        canvas->zoom(0, 0, -99, false);
+        canvas->zoom(0, 0, index, false);
+        QCOMPARE(canvas->getZoomIndex(), index);
+    }
+    void wheel(int delta, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    {
+        QWheelEvent e(QPointF(100, 80), canvas->mapToGlobal(QPoint(100, 80)), QPoint(), QPoint(0, delta),
+                      Qt::NoButton, modifiers, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(canvas, &e);
+    }
+    void mouse(QEvent::Type type, QPoint at, Qt::MouseButtons held)
+    {
+        QMouseEvent e(type, at, type == QEvent::MouseMove ? Qt::NoButton : Qt::RightButton, held, Qt::NoModifier);
+        QApplication::sendEvent(canvas, &e);
+    }
+    void invoke(const char *slot) { QVERIFY(QMetaObject::invokeMethod(canvas, slot, Qt::DirectConnection)); }
+    bool centred(QSize doc)   // the document's centre at the window's, up to the origin's rounding
+    {
+        const double s = canvas->getScale();
+        const QPointF c = canvas->canvasCoordtoUI(QPointF(doc.width() / 2.0, doc.height() / 2.0));
+        return qAbs(c.x() - canvas->getWindowWidth() / 2.0) <= 1.0 + 1.0 / s
+            && qAbs(c.y() - canvas->getWindowHeight() / 2.0) <= 1.0 + 1.0 / s;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        canvas = VellCanvas::getInstance(64, 48, &host);   // a child: resizing it is synchronous
+        QGLWidget *gl = canvas;
+        QVERIFY(gl->isValid());
+        host.resize(400, 300);
+        canvas->setGeometry(0, 0, 320, 240);
+        host.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&host));
+        QTRY_COMPARE(canvas->getWindowWidth(), 320);
+        touchDevice = QTest::createTouchDevice();
+        document = new VellContext;
+        VellContextManager::getInstance()->addContext(document);
+        VellContextManager::getInstance()->setCurrentContext(VellContextManager::getInstance()->indexOfContext(document));
+        canvas->makeCurrent();
+        auto *pixels = new VellPictureHost(64, 48, 4);
+        pixels->read(reinterpret_cast<const uchar *>(QByteArray(64 * 48 * 4, '\x80').constData()));
+        auto *layer = new VellLayer("base");
+        layer->setVellPictureHost(pixels);
+        document->getLayerManager()->addLayer(layer, false);
+    }
+    void init()
+    {
+        VellCanvas::ViewHooks hooks;
+        hooks.clockMicroseconds = [] { return fakeNow; };
+        VellCanvas::setViewHooks(hooks);
+        canvas->setMargin(0);
+        VellGlobalSettings::getInstance()->moveAnimation = false;
+    }
+    void cleanup()
+    {
+        canvas->makeCurrent();
+        QCOMPARE(glGetError(), GLenum(GL_NO_ERROR));
+    }
+    void cleanupTestCase()
+    {
+        VellCanvas::setViewHooks(VellCanvas::ViewHooks());
+        canvas->makeCurrent();
+        delete document;
+    }
+
+    void zoom_data()
+    {
+        QTest::addColumn<QSize>("doc");
+        QTest::addColumn<int>("start");
+        QTest::addColumn<int>("step");
+        QTest::addColumn<QPoint>("cursor");
+        const QSize big(4000, 3000);
+        QTest::newRow("in at 3200 % stays") << big << 30 << 1 << QPoint(160, 120);
+        QTest::newRow("out at 6.25 % stays") << big << 0 << -1 << QPoint(160, 120);
+        QTest::newRow("far past the end") << big << 16 << 20 << QPoint(300, 11);
+        QTest::newRow("out from 800 %") << big << 27 << -4 << QPoint(5, 230);
+        for (int i = 0; i < 30; ++i)
+            QTest::newRow(qPrintable(QString("in from %1 %").arg(kPercent[i]))) << big << i << 1 << QPoint(5 + 5 * i, 100 - 3 * i);
+        for (QSize small : { QSize(64, 48), QSize(101, 77), QSize(300, 20) })
+            for (int start = 0; start < 28; start += 3)
+                if (small.width() * kPercent[start + 2] <= 32000 && small.height() * kPercent[start + 2] <= 24000)
+                    QTest::newRow(qPrintable(QString("%1x%2 from %3 %").arg(small.width()).arg(small.height()).arg(kPercent[start])))
+                        << small << start << 2 << QPoint(3, 7);
+    }
+    void zoom()
+    {
+        QFETCH(QSize, doc);
+        QFETCH(int, start);
+        QFETCH(int, step);
+        QFETCH(QPoint, cursor);
+        setView(doc, start);
+        if (doc.width() > 1000)
+            canvas->setOrigin(QPointF(-1500.0, -1200.0), true);
+        const QPointF before = canvas->uiToCanvasCoord(cursor.x(), cursor.y(), false);
+        canvas->zoom(cursor.x(), cursor.y(), step, false);
+        const int want = qBound(0, start + step, 30);
+        QCOMPARE(canvas->getZoomIndex(), want);
+        QCOMPARE(std::round(canvas->getCanvasScaleText() * 100.0) / 100.0, kPercent[want]);
+        // The document spans a whole number of window pixels.
+        const double span = doc.width() / canvas->getScale();
+        QVERIFY2(qAbs(span - std::round(span)) < 1e-3 + span * 1e-6 && qAbs(span - doc.width() * kPercent[want] / 100) < 1.2,
+                 qPrintable(QString::number(span)));
+        if (doc.width() * kPercent[want] <= 32000 && doc.height() * kPercent[want] <= 24000) {
+            QVERIFY(centred(doc));   // a document that fits is centred
+            return;
+        }
+        // The point under the cursor stays, up to flooring the origin to whole document pixels
+        // and the whole-pixel scale, at most s / W larger than the zoom's.
+        const QPointF after = canvas->uiToCanvasCoord(cursor.x(), cursor.y(), false);
+        const double s = canvas->getScale(), slack = 1.0 + qMax(cursor.x(), cursor.y()) * s * s / doc.width();
+        QVERIFY2(qAbs(after.x() - before.x()) <= slack && qAbs(after.y() - before.y()) <= slack,
+                 qPrintable(QString("%1,%2 -> %3,%4").arg(before.x()).arg(before.y()).arg(after.x()).arg(after.y())));
+    }
+
+    void wheel_data()
+    {
+        QTest::addColumn<int>("delta");
+        QTest::addColumn<int>("modifiers");
+        QTest::addColumn<bool>("tool");
+        QTest::addColumn<int>("want");   // index change from 100 %
+        QTest::newRow("240: two steps") << 240 << 0 << false << 2;
+        QTest::newRow("60: one step") << 60 << 0 << false << 1;
+        QTest::newRow("-30: one step out") << -30 << 0 << false << -1;
+        QTest::newRow("-360: three out") << -360 << 0 << false << -3;
+        QTest::newRow("with a tool: it re-applies") << 120 << 0 << true << 1;
+        QTest::newRow("control held: no zoom") << 120 << int(Qt::ControlModifier) << false << 0;
+    }
+    void wheel()
+    {
+        QFETCH(int, delta);
+        QFETCH(int, modifiers);
+        QFETCH(bool, tool);
+        QFETCH(int, want);
+        int reapplied = 0;
+        VellCanvas::ViewHooks hooks = VellCanvas::viewHooks();
+        hooks.hasCurrentTool = [=] { return tool; };
+        hooks.reapplyTool = [&] { ++reapplied; return tool; };
+        VellCanvas::setViewHooks(hooks);
+        setView(QSize(4000, 3000), 16);
+        QSignalSpy wheeled(canvas, &VellCanvas::mouseWheel);
+        wheel(delta, Qt::KeyboardModifiers(modifiers));
+        QCOMPARE(canvas->getZoomIndex(), 16 + want);
+        QCOMPARE(reapplied, modifiers ? 0 : 1);
+        QCOMPARE(wheeled.size(), tool ? 0 : 1);
+        QCOMPARE(wheeled.value(0).value(0).toInt(), tool ? 0 : delta);
+        wheel(delta, Qt::KeyboardModifiers(modifiers));   // while the last step is being shown: dropped
+        QCOMPARE(canvas->getZoomIndex(), 16 + want);
+    }
+
+    void actualPixels()
+    {
+        for (int start : { 9, 27 }) {   // twice: back to the zoom before
+            setView(QSize(4000, 3000), start);
+            const float startScale = canvas->getScale();
+            canvas->resetToActualPixels(false);
+            QCOMPARE(canvas->getScale(), 1.0f);
+            canvas->resetToActualPixels(false);
+            QCOMPARE(canvas->getZoomIndex(), start);
+            QCOMPARE(canvas->getScale(), startScale);
+        }
+        canvas->resetToActualPixels(false);
+        QTRY_VERIFY(!canvas->isBusy());
+        wheel(120);   // a wheel zoom between: 100 % again
+        canvas->resetToActualPixels(false);
+        QCOMPARE(canvas->getZoomIndex(), 16);
+    }
+
+    void panAndInertia_data()
+    {
+        QTest::addColumn<bool>("animation");
+        QTest::addColumn<int>("damping");
+        QTest::addColumn<int>("index");
+        QTest::addColumn<int>("drag");   // window pixels to the right in 2 ms
+        QTest::addColumn<int>("tick");   // microseconds
+        QTest::newRow("no damping: constant speed") << true << 0 << 16 << 20 << 1000;
+        QTest::newRow("damping 1 at 100 %") << true << 1 << 16 << 60 << 100;
+        QTest::newRow("damping 3 at 50 %: six") << true << 3 << 11 << 60 << 50;
+        QTest::newRow("damping 1 at 150 %: truncated to none") << true << 1 << 18 << 60 << 100;
+        QTest::newRow("glides off the document: stopped") << true << 0 << 16 << -200 << 5000;
+        QTest::newRow("released where pressed: no glide") << true << 0 << 16 << 0 << 1000;
+        QTest::newRow("animation off: no glide") << false << 0 << 16 << 60 << 1000;
+    }
+    void panAndInertia()
+    {
+        QFETCH(bool, animation);
+        QFETCH(int, damping);
+        QFETCH(int, index);
+        QFETCH(int, drag);
+        QFETCH(int, tick);
+        VellGlobalSettings::getInstance()->moveAnimation = animation;
+        VellGlobalSettings::getInstance()->damping = damping;
+        setView(QSize(1000, 1000), index);
+        canvas->setOrigin(QPointF(-300.0, -300.0), true);
+        const double s = canvas->getScale();
+        const QPointF start = canvas->getOrigin();
+        QSignalSpy dragged(canvas, &VellCanvas::canvasDragged), moved(canvas, &VellCanvas::mouseMove);
+        fakeNow = 0;
+        mouse(QEvent::MouseButtonPress, QPoint(200, 100), Qt::RightButton);
+        fakeNow = 2000;
+        if (drag)
+            mouse(QEvent::MouseMove, QPoint(200 + drag, 100), Qt::RightButton);
+        QCOMPARE(canvas->getOrigin(), QPointF(rounded(start.x() + drag * s, s), start.y()));
+        QCOMPARE(dragged.size() + moved.size(), drag ? 1 : 0);   // a pan is not reported to tools
+        mouse(QEvent::MouseButtonRelease, QPoint(200 + drag, 100), Qt::NoButton);
+        QCOMPARE(canvas->isInertiaRunning(), animation && drag);
+        // Uniform deceleration of 150 * trunc(damping * scale) per millisecond.
+        const double decel = 150.0 * std::trunc(damping * s), t = tick / 1000.0, y = start.y();
+        double speed = std::abs(drag * s) / 2.0, x = canvas->getOrigin().x();
+        const auto span = [](double lo, double hi) { return qBound(0.0, hi, 1000.0) - qBound(0.0, lo, 1000.0); };
+        for (int i = 0; i < 50 && canvas->isInertiaRunning(); ++i) {
+            const double next = speed - decel * t;
+            const double want = rounded(x + (drag > 0 ? 1 : -1) * (speed + next) * 0.5 * t, s);
+            fakeNow += tick;
+            invoke("onMoveTimeout");
+            if (next < 0.0 || span(-want, 320 * s - want + 1) * span(-y, 240 * s - y + 1) < 1000.0) {
+                QVERIFY(!canvas->isInertiaRunning());
+                QCOMPARE(canvas->getOrigin().x(), x);   // the last origin that showed the document
+                break;
+            }
+            QCOMPARE(canvas->getOrigin(), QPointF(want, y));
+            x = want;
+            speed = next;
+        }
+        QCOMPARE(canvas->isInertiaRunning(), animation && drag > 0 && decel == 0.0);   // nothing slows it
+        mouse(QEvent::MouseButtonPress, QPoint(5, 5), Qt::RightButton);   // a press stops the glide
+        QVERIFY(!canvas->isInertiaRunning());
+        mouse(QEvent::MouseButtonRelease, QPoint(5, 5), Qt::NoButton);
+    }
+
+    void resizeWindow_data()
+    {
+        QTest::addColumn<int>("grow");
+        QTest::addColumn<QSize>("doc");
+        QTest::addColumn<int>("margin");
+        QTest::newRow("3 pixels: view kept") << 3 << QSize(1000, 700) << 0;
+        QTest::newRow("centred without resizing") << 0 << QSize(1000, 500) << 0;
+        QTest::newRow("centred, small document: never beyond 100 %") << 0 << QSize(64, 48) << 0;
+        QTest::newRow("50 pixels: 100 %, then fitted") << 50 << QSize(1000, 700) << 0;
+        QTest::newRow("50 pixels with a margin") << 50 << QSize(1000, 500) << 40;
+        QTest::newRow("50 pixels, small document: not magnified") << 50 << QSize(64, 48) << 0;
+        QTest::newRow("too big for 6.25 %") << 50 << QSize(40000, 500) << 0;
+    }
+    void resizeWindow()
+    {
+        QFETCH(int, grow);
+        QFETCH(QSize, doc);
+        QFETCH(int, margin);
+        setView(doc, grow ? 20 : 30);
+        canvas->setOrigin(QPointF(-123.0, -45.0), true);
+        const QPointF origin = canvas->getOrigin();
+        canvas->setMargin(margin);
+        canvas->resize(320 + grow, 240);
+        QTRY_COMPARE(canvas->getWindowWidth(), 320 + grow);
+        if (grow == 0)
+            canvas->moveToCenter(false);
+        if (grow > 0 && grow < 6) {
+            QCOMPARE(canvas->getZoomIndex(), 20);
+            QCOMPARE(canvas->getOrigin(), origin);
+        } else {
+            QCOMPARE(canvas->getZoomIndex(), fitIndex(doc, QSizeF(320 + grow - 2 * margin, 240 - 2 * margin)));
+            QVERIFY(centred(doc));
+            QVERIFY(!canvas->isActualPixelsToggled());
+        }
+        canvas->resize(320, 240);
+        QTRY_COMPARE(canvas->getWindowWidth(), 320);
+    }
+
+    void touch()
+    {
+        setView(QSize(4000, 3000), 16);
+        QCursor::setPos(canvas->mapToGlobal(QPoint(160, 120)));   // pinches zoom about the pointer
+        QTRY_COMPARE(canvas->mapFromGlobal(QCursor::pos()), QPoint(160, 120));
+        QTest::touchEvent(canvas, touchDevice).press(0, QPoint(100, 100), canvas).press(1, QPoint(200, 100), canvas);
+        const QPointF origin = canvas->getOrigin();
+        wheel(30);   // two fingers on a pad: scrolls by twice the delta
+        QCOMPARE(canvas->getOrigin(), QPointF(origin.x(), rounded(origin.y() + 60.0, 1.0)));
+        // Spread to 1.21 times the start distance: level trunc(sqrt(0.21) * 10) = 4.
+        QTest::touchEvent(canvas, touchDevice).move(0, QPoint(100, 100), canvas).move(1, QPoint(221, 100), canvas);
+        QCOMPARE(canvas->getZoomIndex(), 20);
+        // Pinch to 0.7 of it: level -trunc(sqrt(0.3) * 10) = -5, nine steps out.
+        QTest::touchEvent(canvas, touchDevice).move(0, QPoint(100, 100), canvas).move(1, QPoint(170, 100), canvas);
+        QCOMPARE(canvas->getZoomIndex(), 11);
+        wheel(120);   // after a pinch zoom the wheel does nothing for this touch
+        QCOMPARE(canvas->getZoomIndex(), 11);
+        QTest::touchEvent(canvas, touchDevice).release(0, QPoint(100, 100), canvas).release(1, QPoint(170, 100), canvas);
+        QTRY_VERIFY(!canvas->isBusy());
+        wheel(120);   // the tail of the gesture
+        QCOMPARE(canvas->getZoomIndex(), 11);
+        QTest::qWait(550);
+        wheel(120);
+        QCOMPARE(canvas->getZoomIndex(), 12);
+    }
+
+    void canvasTimer_data()
+    {
+        QTest::addColumn<int>("interval");
+        QTest::addColumn<bool>("selection");
+        QTest::addColumn<bool>("toolBase");
+        QTest::addColumn<QString>("want");   // ticks (of 8) that drew the outline
+        QTest::newRow("10 ms") << 10 << true << false << "4 8";
+        QTest::newRow("15 ms, a tool base") << 15 << true << true << "3 6";
+        QTest::newRow("31 ms: every tick") << 31 << true << false << "1 2 3 4 5 6 7 8";
+        QTest::newRow("no selection") << 10 << false << true << "";
+    }
+    void canvasTimer()
+    {
+        QFETCH(int, interval);
+        QFETCH(bool, selection);
+        QFETCH(bool, toolBase);
+        bool present = true;
+        QStringList drawn;
+        int tick = 0;
+        VellCanvas::ViewHooks hooks = VellCanvas::viewHooks();
+        hooks.renderSelectionOutline = [&] { drawn << QString::number(tick); return present; };
+        hooks.currentToolIsToolBase = [=] { return toolBase; };
+        VellCanvas::setViewHooks(hooks);
+        canvas->startCanvasTimer(interval);
+        canvas->stopCanvasTimer();   // ticked by hand
+        for (int i = 0; i < 5 && drawn.isEmpty(); ++i)   // start right after an outline
+            invoke("onCanvasTimeout");
+        drawn.clear();
+        present = selection;
+        QSignalSpy ticks(canvas, &VellCanvas::timeOut), switched(canvas, &VellCanvas::previewSwitched);
+        const auto control = [this](bool down) {   // as the application tracks the modifiers
+            QKeyEvent e(down ? QEvent::KeyPress : QEvent::KeyRelease, Qt::Key_Control,
+                        down ? Qt::ControlModifier : Qt::NoModifier);
+            QSpontaneKeyEvent::setSpontaneous(&e);
+            qApp->notify(&host, &e);
+        };
+        for (tick = 1; tick <= 8; ++tick) {
+            if (tick == 3 || tick == 6)
+                control(tick == 3);   // held for ticks 3 to 5: the preview is hidden
+            invoke("onCanvasTimeout");
+            QCOMPARE(canvas->isShowPreviewWhenApply(), !toolBase || tick < 3 || tick > 5);
+        }
+        QCOMPARE(ticks.size(), 8);
+        QCOMPARE(switched.size(), toolBase ? 2 : 0);
+        QTEST(selection ? drawn.join(' ') : QString(), "want");
+        if (!selection)   // nothing drawn, so asked on every tick once 30 ms have passed
+            QCOMPARE(drawn.size(), 8 - 30 / interval);
+    }
+
+    void drop_data()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("accepted");
+        QTest::addColumn<QString>("want");   // "-": no signal
+        QByteArray item;
+        QDataStream out(&item, QIODevice::WriteOnly);
+        out << QString("layers/sky.png");
+        QTest::newRow("item data") << "application/x-dnditemdata" << item << true << "layers/sky.png";
+        QTest::newRow("url") << "text/uri-list" << QByteArray("file:///tmp/a%20b.jpg\r\n") << true << "/tmp/a b.jpg";
+        QTest::newRow("item data claiming 2 GiB") << "application/x-dnditemdata" << QByteArray("\x7f\xff\xff\x00", 4) << true << "-";
+        QTest::newRow("plain text") << "text/plain" << QByteArray("hello") << false << "-";
+    }
+    void drop()
+    {
+        QFETCH(QString, format);
+        QFETCH(QByteArray, bytes);
+        QMimeData data;
+        data.setData(format, bytes);
+        QDragEnterEvent enter(QPoint(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(canvas, &enter);
+        QTEST(enter.isAccepted(), "accepted");
+        QSignalSpy dropped(canvas, &VellCanvas::dropNewFile);
+        QDropEvent dropEvent(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(canvas, &dropEvent);
+        QTEST(dropped.isEmpty() ? QString("-") : dropped.value(0).value(0).toString(), "want");
+    }
+};
+
+QTEST_MAIN(TestVellCanvasView)
+#include "tst_vellcanvasview.moc"
