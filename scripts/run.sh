@@ -2,8 +2,10 @@
 # Installs the dependencies, builds the host and runs the main job on the
 # bundled sample: prints what the library knows of this machine, then reads
 # the sample into a picture host, streams it to out/sample.vph and writes it
-# back as out/sample.png; then converts the Adobe RGB sample to sRGB as
-# out/adobergb-srgb.png.
+# back as out/sample.png; converts the Adobe RGB sample to sRGB as
+# out/adobergb-srgb.png; and composes the layered sample (three layers, one
+# with a mask, in Multiply and Hard Light) into out/compose.png on the GPU,
+# saving the document as out/compose.vdoc.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -13,12 +15,17 @@ cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build build -j"$(nproc)" --target vell
 
 mkdir -p out
-# With no display of its own, give info a virtual one so it can ask the GL driver.
-if [ -n "${DISPLAY:-}" ]; then
-    ./build/apps/vell/vell info
-else
-    xvfb-run -a ./build/apps/vell/vell info
-fi
+# With no display of its own, give info and compose a virtual one so they can
+# use the GL driver (compose falls back to the CPU without one).
+gl() {
+    if [ -n "${DISPLAY:-}" ]; then "$@"; else xvfb-run -a "$@"; fi
+}
+gl ./build/apps/vell/vell info
 ./build/apps/vell/vell pack data/samples/sample.png out/sample.vph
 ./build/apps/vell/vell unpack out/sample.vph out/sample.png
 ./build/apps/vell/vell icc data/samples/adobergb.jpg out/adobergb-srgb.png
+samples=data/samples/compose
+gl ./build/apps/vell/vell compose -o out/compose.png --save out/compose.vdoc \
+    $samples/background.png \
+    $samples/shapes.png --mode multiply --opacity 0.85 --offset 60,40 --mask $samples/shapes-mask.png \
+    $samples/stripes.png --mode hard-light --offset -40,150

@@ -24,6 +24,13 @@ const char *const kUsage =
     "                                     image (format from OUT's suffix)\n"
     "  icc IN OUT [--from NAME]           convert an image to sRGB from the colour space\n"
     "                                     its metadata names, or from NAME\n"
+    "  compose -o OUT.png [--size WxH] [--save DOC] [--cpu|--gpu] LAYER [LAYER ...]\n"
+    "                                     composite image layers, bottom first, into\n"
+    "                                     OUT on the GPU (else the CPU); each LAYER is\n"
+    "                                     an image with its own options --mode NAME,\n"
+    "                                     --opacity F, --offset X,Y, --mask MASK and\n"
+    "                                     --hidden, or a document saved with --save\n"
+    "                                     (see vell compose --help)\n"
     "\n"
     "Commands that open an image find the colour space its metadata names and\n"
     "convert the picture to sRGB, printing \"colour space: ...\"; --no-colour skips\n"
@@ -54,13 +61,27 @@ bool displayAvailable()
     return QFile::exists(QStringLiteral("/tmp/.X11-unix/X") + QString::fromLatin1(number));
 }
 
+// "compose" unless it is asked for the CPU or for its help.
+bool wantsGpuCompose(int argc, char *argv[])
+{
+    if (argc < 2 || qstrcmp(argv[1], "compose") != 0)
+        return false;
+    for (int i = 2; i < argc; ++i)
+        if (qstrcmp(argv[i], "--cpu") == 0 || qstrcmp(argv[i], "--help") == 0
+            || qstrcmp(argv[i], "-h") == 0)
+            return false;
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    // Only "info" opens the window system, for a GL context to ask the driver;
-    // every other command stays headless and works with no display at all.
-    const bool gui = argc > 1 && qstrcmp(argv[1], "info") == 0 && displayAvailable();
+    // Only "info" and "compose" open the window system, for a GL context (to ask
+    // the driver, to composite); without a display, and for every other command,
+    // vell stays headless and works with no display at all.
+    const bool gui = argc > 1 && (qstrcmp(argv[1], "info") == 0 || wantsGpuCompose(argc, argv))
+        && displayAvailable();
     std::unique_ptr<QCoreApplication> application(gui ? new QApplication(argc, argv)
                                                       : new QCoreApplication(argc, argv));
     QCoreApplication &app = *application;
@@ -92,6 +113,8 @@ int main(int argc, char *argv[])
         return vellUnpackCommand(args);
     if (command == QLatin1String("icc"))
         return vellIccCommand(args);
+    if (command == QLatin1String("compose"))
+        return vellComposeCommand(args);
 
     vellError(QStringLiteral("unknown command '%1' (try 'vell --help')").arg(command));
     return ExitUsage;

@@ -22,6 +22,7 @@ int vellCipherCommand(const QStringList &args);
 int vellPackCommand(const QStringList &args);
 int vellUnpackCommand(const QStringList &args);
 int vellIccCommand(const QStringList &args);
+int vellComposeCommand(const QStringList &args);
 
 // Image -> new picture host, caller owns it; null when the memory budget
 // refuses. With keepDepth, 16-bit images become 8-byte hosts; everything else

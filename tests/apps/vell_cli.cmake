@@ -115,3 +115,65 @@ file(WRITE ${WORK_DIR}/truncated.vph "garbage")
 run_vell(1 unpack ${WORK_DIR}/truncated.vph ${WORK_DIR}/t.png)
 expect_match("${last_err}" "not a valid picture host stream")
 run_vell(1 unpack ${WORK_DIR}/missing.vph ${WORK_DIR}/t.png)
+
+# compose. No display here, so it composites on the CPU and says so; the GL
+# test tst_vellcompose checks the GPU path against the same compositor.
+set(cs ${SOURCE_DIR}/data/samples/compose)
+set(bg ${cs}/background.png)
+run_vell(0 compose --help)
+expect_match("${last_out}" "Usage: vell compose -o OUT.png \\[--size WxH\\] \\[--save DOC\\] \\[--cpu\\|--gpu\\] LAYER")
+run_vell(0 --help)
+expect_match("${last_out}" "compose -o OUT.png")
+
+# Usage errors name the problem and show the usage line.
+foreach(case
+        "no output given;${bg}"
+        "no LAYER given;-o;x.png"
+        "unknown blend mode 'colour-burn'.*color-burn;-o;x.png;${bg};--mode;colour-burn"
+        "bad opacity '1.5';-o;x.png;${bg};--opacity;1.5"
+        "bad opacity 'half';-o;x.png;${bg};--opacity;half"
+        "bad offset '3';-o;x.png;${bg};--offset;3"
+        "bad size '12';-o;x.png;--size;12;${bg}"
+        "unknown option '--frobnicate';-o;x.png;${bg};--frobnicate"
+        "--mask needs a value;-o;x.png;${bg};--mask"
+        "--mode must follow the LAYER;-o;x.png;--mode;screen;${bg}"
+        "--opacity given twice;-o;x.png;${bg};--opacity;1;--opacity;0"
+        "--cpu and --gpu exclude each other;-o;x.png;--cpu;--gpu;${bg}"
+        "cannot tell an image format from 'x.what';-o;x.what;${bg}")
+    list(POP_FRONT case pattern)
+    run_vell(2 compose ${case})
+    expect_match("${last_err}" "${pattern}")
+    expect_match("${last_err}" "Usage: vell compose")
+endforeach()
+
+# Failures name the file.
+run_vell(1 compose -o x.png ${WORK_DIR}/missing.png)
+expect_match("${last_err}" "cannot read '.*missing.png'")
+run_vell(1 compose -o x.png ${WORK_DIR}/plain.txt)
+expect_match("${last_err}" "'.*plain.txt' is neither an image nor a vell document")
+run_vell(1 compose -o x.png ${bg} ${WORK_DIR}/plain.txt)
+expect_match("${last_err}" "cannot read image '.*plain.txt'")
+run_vell(1 compose -o x.png ${bg} --mask ${cs}/stripes.png)
+expect_match("${last_err}" "mask '.*stripes.png' is 160x120, but its layer 'background.png' is 320x240")
+run_vell(1 compose -o x.png --gpu ${bg})
+expect_match("${last_err}" "--gpu: no GL context")
+
+# The sample: three layers, a mask, two modes; saved and read back, the
+# document gives the same picture.
+set(sample ${bg} ${cs}/shapes.png --mode multiply --opacity 0.85 --offset 60,40
+    --mask ${cs}/shapes-mask.png ${cs}/stripes.png --mode hard-light --offset -40,150)
+run_vell(0 compose -o ${WORK_DIR}/compose.png --save ${WORK_DIR}/compose.vdoc ${sample})
+expect_match("${last_err}" "no GL context \\(no display reachable\\): compositing on the CPU")
+expect_match("${last_err}" "layer 2/3: shapes.png, 200x150 at 60,40, Multiply, opacity 0.85, masked")
+expect_match("${last_err}" "layer 3/3: stripes.png, 160x120 at -40,150, Hard Light")
+expect_match("${last_out}" "composed 3 layers, 320x240, on the CPU in [0-9]+ ms")
+run_vell(0 compose -o ${WORK_DIR}/again.png ${WORK_DIR}/compose.vdoc)
+expect_same_file(${WORK_DIR}/compose.png ${WORK_DIR}/again.png)
+run_vell(2 compose -o x.png ${WORK_DIR}/compose.vdoc --opacity 0.5)
+expect_match("${last_err}" "--opacity cannot follow '.*compose.vdoc'")
+
+# A hidden layer stays out of the picture.
+run_vell(0 compose -o ${WORK_DIR}/hidden.png ${bg} ${cs}/stripes.png --hidden --mode screen)
+expect_match("${last_err}" "layer 2/2: stripes.png, 160x120, Screen, hidden")
+run_vell(0 compose -o ${WORK_DIR}/alone.png --cpu ${bg})
+expect_same_file(${WORK_DIR}/hidden.png ${WORK_DIR}/alone.png)

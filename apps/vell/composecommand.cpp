@@ -1,0 +1,560 @@
+// vell compose: builds a document from image files (or reads a saved one),
+// composites it at full resolution and writes the result as an image.
+#include "vellcommandline.h"
+
+#include "canvas/vellblendreference.h"
+#include "canvas/vellcanvas.h"
+#include "document/vellcontext.h"
+#include "document/vellcontextmanager.h"
+#include "document/velllayer.h"
+#include "document/velllayermanager.h"
+#include "foundation/vellconfig.h"
+#include "foundation/vellglobalsettings.h"
+#include "gpu/vellgpumanager.h"
+#include "picture/vellpicturehost.h"
+#include "picture/vellpicturereader.h"
+
+#include <QApplication>
+#include <QDataStream>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QGLWidget>
+#include <QImage>
+#include <QImageReader>
+#include <QImageWriter>
+
+#include <cmath>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+const char kUsageLine[] =
+    "Usage: vell compose -o OUT.png [--size WxH] [--save DOC] [--cpu|--gpu] LAYER [LAYER ...]";
+
+const char kHelp[] =
+    "Composites layers into one image, bottom LAYER first.\n"
+    "\n"
+    "Each LAYER is an image file followed by the options for it:\n"
+    "  --mode NAME        blend mode (default Normal), e.g. multiply, color-dodge,\n"
+    "                     \"Soft Light\"; case, blanks, '-' and '_' do not matter\n"
+    "  --opacity F        0 to 1 (default 1)\n"
+    "  --offset X,Y       top-left corner in document pixels, may be negative\n"
+    "  --mask MASK        grey image of the layer's size; white shows the layer\n"
+    "  --hidden           keep the layer in the document but do not draw it\n"
+    "The bottom layer is always drawn in Normal mode.\n"
+    "\n"
+    "Options:\n"
+    "  -o, --output OUT   the result, 8-bit with alpha where the format has it;\n"
+    "                     the format follows OUT's suffix (png, jpg, bmp, ...)\n"
+    "  --size WxH         document size (default: the bottom layer's size)\n"
+    "  --save DOC         also write the document itself to DOC\n"
+    "  --cpu              composite on the CPU\n"
+    "  --gpu              composite on the GPU, or fail when no GL context can be\n"
+    "                     made (default: the GPU when a display is reachable, else\n"
+    "                     the CPU, saying so)\n"
+    "\n"
+    "A sole LAYER that no image reader recognises is read as a document written\n"
+    "by --save; it takes no options: its layers keep their modes, opacities,\n"
+    "offsets, masks and visibility. Images are\n"
+    "converted to sRGB like every image vell opens (see vell --help).\n"
+    "\n"
+    "Exit status: 0 on success, 1 on failure, 2 on a usage error.";
+
+struct LayerInput
+{
+    QString path;
+    int mode = VellLayerBase::kNormalBlendMode;
+    float opacity = 1.0f;
+    QPoint offset;
+    QString mask;
+    bool hidden = false;
+    QStringList options;   // the layer options given, in order
+};
+
+struct ComposeArguments
+{
+    QString output;
+    QSize size;            // invalid: the bottom layer's
+    QString save;
+    bool cpu = false;
+    bool gpu = false;
+    QVector<LayerInput> layers;
+};
+
+int usageError(const QString &message)
+{
+    vellError(message);
+    vellNote(QString::fromLatin1(kUsageLine));
+    return ExitUsage;
+}
+
+QString modeNames()
+{
+    QStringList names;
+    for (const QString &name : VellLayerBase::getBlendModeList())
+        names << name.toLower().replace(QLatin1Char(' '), QLatin1Char('-'));
+    return names.join(QStringLiteral(", "));
+}
+
+bool parseSize(const QString &text, QSize *size)
+{
+    const QStringList parts = text.toLower().split(QLatin1Char('x'));
+    if (parts.size() != 2)
+        return false;
+    bool okW = false, okH = false;
+    const int w = parts.at(0).toInt(&okW);
+    const int h = parts.at(1).toInt(&okH);
+    if (!okW || !okH || w <= 0 || h <= 0)
+        return false;
+    *size = QSize(w, h);
+    return true;
+}
+
+bool parseOffset(const QString &text, QPoint *offset)
+{
+    const QStringList parts = text.split(QLatin1Char(','));
+    if (parts.size() != 2)
+        return false;
+    bool okX = false, okY = false;
+    const int x = parts.at(0).trimmed().toInt(&okX);
+    const int y = parts.at(1).trimmed().toInt(&okY);
+    if (!okX || !okY)
+        return false;
+    *offset = QPoint(x, y);
+    return true;
+}
+
+// Fills *parsed; returns -1 when the arguments are sound, else the exit code
+// (usage errors reported).
+int parseArguments(const QStringList &args, ComposeArguments *parsed)
+{
+    const QStringList withValue = {QStringLiteral("-o"), QStringLiteral("--output"),
+                                   QStringLiteral("--size"), QStringLiteral("--save"),
+                                   QStringLiteral("--mode"), QStringLiteral("--opacity"),
+                                   QStringLiteral("--offset"), QStringLiteral("--mask")};
+    const QStringList layerOptions = {QStringLiteral("--mode"), QStringLiteral("--opacity"),
+                                      QStringLiteral("--offset"), QStringLiteral("--mask"),
+                                      QStringLiteral("--hidden")};
+    bool sizeGiven = false;
+    for (int i = 0; i < args.size(); ++i) {
+        const QString &arg = args.at(i);
+        if (!arg.startsWith(QLatin1Char('-')) || arg == QLatin1String("-")) {
+            LayerInput layer;
+            layer.path = arg;
+            parsed->layers.append(layer);
+            continue;
+        }
+        QString value;
+        if (withValue.contains(arg)) {
+            if (i + 1 >= args.size())
+                return usageError(QStringLiteral("%1 needs a value").arg(arg));
+            value = args.at(++i);   // taken as it is: "-5,3" is an offset, not an option
+        }
+        if (layerOptions.contains(arg)) {
+            if (parsed->layers.isEmpty())
+                return usageError(QStringLiteral("%1 must follow the LAYER it applies to").arg(arg));
+            LayerInput &layer = parsed->layers.last();
+            if (layer.options.contains(arg))
+                return usageError(QStringLiteral("%1 given twice for '%2'").arg(arg, layer.path));
+            layer.options << arg;
+            if (arg == QLatin1String("--mode")) {
+                layer.mode = VellLayerBase::blendModeFromUserName(value);
+                if (layer.mode < 0)
+                    return usageError(QStringLiteral("unknown blend mode '%1'; the modes are %2")
+                                          .arg(value, modeNames()));
+            } else if (arg == QLatin1String("--opacity")) {
+                bool ok = false;
+                const double opacity = value.toDouble(&ok);
+                if (!ok || !std::isfinite(opacity) || opacity < 0.0 || opacity > 1.0)
+                    return usageError(QStringLiteral("bad opacity '%1' (a number from 0 to 1)").arg(value));
+                layer.opacity = float(opacity);
+            } else if (arg == QLatin1String("--offset")) {
+                if (!parseOffset(value, &layer.offset))
+                    return usageError(QStringLiteral("bad offset '%1' (whole pixels X,Y, e.g. 10,-4)").arg(value));
+            } else if (arg == QLatin1String("--mask")) {
+                layer.mask = value;
+            } else {
+                layer.hidden = true;
+            }
+            continue;
+        }
+        if (arg == QLatin1String("-o") || arg == QLatin1String("--output")) {
+            if (!parsed->output.isEmpty())
+                return usageError(QStringLiteral("more than one output"));
+            parsed->output = value;
+        } else if (arg == QLatin1String("--size")) {
+            if (sizeGiven)
+                return usageError(QStringLiteral("--size given twice"));
+            sizeGiven = true;
+            if (!parseSize(value, &parsed->size))
+                return usageError(QStringLiteral("bad size '%1' (WxH, e.g. 640x480)").arg(value));
+        } else if (arg == QLatin1String("--save")) {
+            if (!parsed->save.isEmpty())
+                return usageError(QStringLiteral("--save given twice"));
+            parsed->save = value;
+        } else if (arg == QLatin1String("--cpu")) {
+            parsed->cpu = true;
+        } else if (arg == QLatin1String("--gpu")) {
+            parsed->gpu = true;
+        } else {
+            return usageError(QStringLiteral("unknown option '%1'").arg(arg));
+        }
+    }
+    if (parsed->cpu && parsed->gpu)
+        return usageError(QStringLiteral("--cpu and --gpu exclude each other"));
+    if (parsed->output.isEmpty())
+        return usageError(QStringLiteral("no output given (-o OUT.png)"));
+    if (parsed->layers.isEmpty())
+        return usageError(QStringLiteral("no LAYER given"));
+    const QByteArray suffix = QFileInfo(parsed->output).suffix().toLower().toLatin1();
+    if (!QImageWriter::supportedImageFormats().contains(suffix))
+        return usageError(QStringLiteral("cannot tell an image format from '%1' (use a suffix such as .png)")
+                              .arg(parsed->output));
+    return -1;
+}
+
+// Owns what the command builds and takes it down in the order GL needs: the
+// document's layers delete their textures with the canvas's context current,
+// then the canvas goes.
+class ComposeSession
+{
+public:
+    ComposeSession() = default;
+    ~ComposeSession()
+    {
+        if (canvas)
+            canvas->makeCurrent();
+        delete document;   // takes itself off the context manager's list
+        delete canvas;
+    }
+    Q_DISABLE_COPY(ComposeSession)
+
+    // Makes `doc` (owned from now on) the current document, quiet and in
+    // batch mode so that no dialog or progress widget appears.
+    void adopt(VellContext *doc)
+    {
+        delete document;
+        document = doc;
+        document->batchFlag = true;
+        document->quietFlag = true;
+        VellContextManager *contexts = VellContextManager::getInstance();
+        contexts->addContext(document);
+        contexts->setCurrentContext(contexts->indexOfContext(document));
+    }
+
+    VellCanvas *canvas = nullptr;      // owned
+    VellContext *document = nullptr;   // owned
+};
+
+// A hidden canvas when this process has a window system and the driver gives
+// a valid GL context; null with *why set otherwise. A plain QGLWidget is asked
+// first, so the canvas is never built without a context for its programs.
+VellCanvas *makeCanvas(int width, int height, QString *why)
+{
+    if (!qobject_cast<QApplication *>(QCoreApplication::instance())) {
+        *why = QStringLiteral("no display reachable");
+        return nullptr;
+    }
+    *why = QStringLiteral("the window system gave no valid GL context");
+    {
+        QGLWidget probe;
+        if (!probe.isValid())
+            return nullptr;
+    }
+    VellCanvas *canvas = VellCanvas::getInstance(width, height);
+    if (!canvas->isValid()) {
+        delete canvas;
+        return nullptr;
+    }
+    canvas->reSizeCanvas(width, height, false);
+    canvas->makeCurrent();
+    VellGpuManager::getInstance();
+    return canvas;
+}
+
+QString describe(const VellLayer *layer)
+{
+    QString text = QStringLiteral("%1, %2x%3").arg(layer->getLayerName()).arg(layer->getWidth())
+                       .arg(layer->getHeight());
+    const QPointF at = layer->getPosition();
+    if (!at.isNull())
+        text += QStringLiteral(" at %1,%2").arg(at.x()).arg(at.y());
+    text += QStringLiteral(", %1").arg(VellLayerBase::getBlendModeName(layer->getBlendMode()));
+    if (layer->getAlpha() != 1.0f)
+        text += QStringLiteral(", opacity %1").arg(double(layer->getAlpha()));
+    if (layer->hasLayerMask())
+        text += QStringLiteral(", masked");
+    if (!layer->visible)
+        text += QStringLiteral(", hidden");
+    return text;
+}
+
+bool withinImageLimits(const QSize &size)
+{
+    const VellGlobalSettings *settings = VellGlobalSettings::getInstance();
+    const QSize limit = settings->getImageLimitSize();
+    return size.width() <= limit.width() && size.height() <= limit.height()
+        && qint64(size.width()) * size.height() <= qint64(settings->getImageLimitPixel()) * 1048576;
+}
+
+QString limitText()
+{
+    const VellGlobalSettings *settings = VellGlobalSettings::getInstance();
+    return QStringLiteral("%1 x %2 pixels, %3 Mpixels")
+        .arg(settings->imageLimitX).arg(settings->imageLimitY).arg(settings->imageLimitPixel);
+}
+
+// The grey levels of `path` into the layer's mask; false with a message when
+// the file cannot be read or is not of the size of the layer's image
+// (`imageSize`; a layer shrunk to the size limit gets its mask shrunk too).
+bool applyMask(VellLayer *layer, const QString &path, const QSize &imageSize)
+{
+    QImageReader reader(path);
+    QImage image = reader.read().convertToFormat(QImage::Format_Grayscale8);
+    if (image.isNull()) {
+        vellError(QStringLiteral("cannot read mask '%1': %2").arg(path, reader.errorString()));
+        return false;
+    }
+    if (image.size() != imageSize) {
+        vellError(QStringLiteral("mask '%1' is %2x%3, but its layer '%4' is %5x%6")
+                      .arg(path).arg(image.width()).arg(image.height())
+                      .arg(layer->getLayerName()).arg(imageSize.width()).arg(imageSize.height()));
+        return false;
+    }
+    const QSize layerSize(layer->getWidth(), layer->getHeight());
+    if (image.size() != layerSize)
+        image = image.scaled(layerSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    layer->createLayerMask();
+    VellLayerMask *mask = layer->getLayerMask();
+    if (!mask || mask->isNull()) {
+        vellError(QStringLiteral("no memory for the mask '%1'").arg(path));
+        return false;
+    }
+    const int stride = mask->getPaddedWidth();
+    for (int y = 0; y < image.height(); ++y)
+        std::memcpy(mask->getData() + size_t(y) * size_t(stride), image.constScanLine(y),
+                    size_t(image.width()));
+    mask->update();   // the texture, when a context is current
+    return true;
+}
+
+// One image LAYER into a new layer of the current document.
+bool addImageLayer(VellContext *document, const LayerInput &input)
+{
+    QImageReader reader(input.path);
+    QImage image = reader.read();
+    if (image.isNull()) {
+        vellError(QStringLiteral("cannot read image '%1': %2 (a document written by --save must "
+                                 "be the only LAYER)").arg(input.path, reader.errorString()));
+        return false;
+    }
+    // Over the limits the picture reader shrinks the picture to the size the
+    // resize dialog would propose (the document is in batch mode: no dialog).
+    const QSize imageSize = image.size();
+    VellPictureHost *host = VellPictureReader().ReadImageToHost(image);
+    if (!host) {
+        vellError(QStringLiteral("no memory for '%1' (%2x%3)").arg(input.path).arg(image.width())
+                      .arg(image.height()));
+        return false;
+    }
+    if (host && QSize(int(host->getWidth()), int(host->getHeight())) != imageSize)
+        vellNote(QStringLiteral("'%1' is %2x%3, over the image size limit (%4): shrunk to %5x%6")
+                     .arg(input.path).arg(imageSize.width()).arg(imageSize.height())
+                     .arg(limitText()).arg(host->getWidth()).arg(host->getHeight()));
+    if (!vellColourStep(&host, input.path, QString())) {
+        delete host;
+        return false;
+    }
+    std::unique_ptr<VellLayer> layer(new VellLayer(QFileInfo(input.path).fileName()));
+    layer->setVellPictureHost(host);
+    layer->setBlendMode(input.mode);
+    layer->setAlpha(input.opacity);
+    layer->setPosition(QPointF(input.offset));
+    layer->visible = !input.hidden;
+    if (!input.mask.isEmpty() && !applyMask(layer.get(), input.mask, imageSize))
+        return false;
+    VellLayerManager *manager = document->getLayerManager();
+    const int before = manager->getLayerCount();
+    manager->addLayer(layer.get(), false);   // on top: each new layer is the active one
+    if (manager->getLayerCount() != before + 1) {
+        vellError(QStringLiteral("cannot add '%1' to the document").arg(input.path));
+        return false;
+    }
+    layer.release();   // the manager owns it now
+    return true;
+}
+
+VellContext *readDocument(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        vellError(QStringLiteral("cannot read '%1': %2").arg(path, file.errorString()));
+        return nullptr;
+    }
+    QDataStream in(&file);
+    in.setVersion(QDataStream::Qt_4_8);
+    VellContext *document = nullptr;
+    in >> &document;
+    if (!document || in.status() != QDataStream::Ok) {
+        delete document;
+        vellError(QStringLiteral("'%1' is neither an image nor a vell document").arg(path));
+        return nullptr;
+    }
+    return document;
+}
+
+bool saveDocument(VellContext *document, const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) {
+        vellError(QStringLiteral("cannot write '%1': %2").arg(path, file.errorString()));
+        return false;
+    }
+    QDataStream out(&file);
+    out.setVersion(QDataStream::Qt_4_8);
+    out << document;
+    file.close();
+    if (out.status() != QDataStream::Ok || file.error() != QFileDevice::NoError) {
+        vellError(QStringLiteral("writing the document to '%1' failed: %2").arg(path, file.errorString()));
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+int vellComposeCommand(const QStringList &args)
+{
+    if (args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
+        vellPrint(QString::fromLatin1(kUsageLine) + QLatin1Char('\n') + QString::fromLatin1(kHelp));
+        return ExitOk;
+    }
+    ComposeArguments parsed;
+    const int parseCode = parseArguments(args, &parsed);
+    if (parseCode >= 0)
+        return parseCode;
+
+    // One LAYER that no image reader takes is a document written by --save.
+    // Documents stand alone: their layers keep the settings they were saved with.
+    for (const LayerInput &input : parsed.layers) {
+        if (!QFileInfo(input.path).isFile()) {
+            vellError(QStringLiteral("cannot read '%1': no such file").arg(input.path));
+            return ExitFailure;
+        }
+    }
+    const LayerInput &bottom = parsed.layers.first();
+    const bool isDocument = parsed.layers.size() == 1 && !QImageReader(bottom.path).canRead();
+    if (isDocument && !bottom.options.isEmpty())
+        return usageError(QStringLiteral("%1 cannot follow '%2': it is not an image, so it is read "
+                                         "as a document, whose layers keep their own settings")
+                              .arg(bottom.options.first(), bottom.path));
+
+    QElapsedTimer total;
+    total.start();
+    VellGlobalSettings *settings = VellGlobalSettings::getInstance();
+    settings->streamReadVersion = 2;    // documents carry the masks' lock and position
+    settings->streamWriteVersion = 2;
+    VellConfig::getInstance();
+
+    ComposeSession session;
+    if (!parsed.cpu) {
+        const QSize first = parsed.size.isValid() ? parsed.size : QSize(1, 1);
+        QString why;
+        session.canvas = makeCanvas(first.width(), first.height(), &why);
+        if (!session.canvas) {
+            if (parsed.gpu) {
+                vellError(QStringLiteral("--gpu: no GL context (%1)").arg(why));
+                return ExitFailure;
+            }
+            vellNote(QStringLiteral("no GL context (%1): compositing on the CPU").arg(why));
+        }
+    }
+
+    if (isDocument) {
+        VellContext *document = readDocument(parsed.layers.first().path);
+        if (!document)
+            return ExitFailure;
+        session.adopt(document);
+    } else {
+        session.adopt(new VellContext);
+        for (int i = 0; i < parsed.layers.size(); ++i) {
+            if (!addImageLayer(session.document, parsed.layers.at(i)))
+                return ExitFailure;
+        }
+    }
+    VellLayerManager *manager = session.document->getLayerManager();
+    const int count = manager->getLayerCount();
+    if (count == 0) {
+        vellError(QStringLiteral("'%1' holds no layers").arg(parsed.layers.first().path));
+        return ExitFailure;
+    }
+    for (int i = 0; i < count; ++i)
+        if (const VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(i)))
+            vellNote(QStringLiteral("layer %1/%2: %3").arg(i + 1).arg(count).arg(describe(layer)));
+
+    QSize size = parsed.size;
+    if (!size.isValid())
+        size = QSize(manager->getLayer(0)->getWidth(), manager->getLayer(0)->getHeight());
+    if (size.isEmpty() || !withinImageLimits(size)) {
+        vellError(QStringLiteral("a document of %1x%2 is outside the image size limit (%3)")
+                      .arg(size.width()).arg(size.height()).arg(limitText()));
+        return ExitFailure;
+    }
+    if (session.canvas) {
+        const VellGpuManager *gpu = VellGpuManager::getInstance();
+        if (gpu->maxTextureWidth > 0
+            && (size.width() > gpu->maxTextureWidth || size.height() > gpu->maxTextureHeight)) {
+            vellError(QStringLiteral("a document of %1x%2 exceeds the GPU's largest texture (%3x%4)")
+                          .arg(size.width()).arg(size.height()).arg(gpu->maxTextureWidth)
+                          .arg(gpu->maxTextureHeight));
+            return ExitFailure;
+        }
+        session.canvas->reSizeCanvas(size.width(), size.height(), false);
+        session.canvas->makeCurrent();
+    }
+
+    QElapsedTimer timer;
+    timer.start();
+    QImage result;
+    if (session.canvas) {
+        // The canvas may hand back an image that borrows the bottom layer's
+        // pixels: copy it while the document is alive.
+        std::unique_ptr<QImage> image(session.canvas->renderToImage(session.document));
+        if (image)
+            result = image->convertToFormat(QImage::Format_ARGB32).copy();
+    } else {
+        std::unique_ptr<QImage> image(
+            VellBlendReference::renderToImage(session.document, size.width(), size.height()));
+        if (image)
+            result = *image;
+    }
+    const qint64 elapsed = timer.elapsed();
+    if (result.isNull()) {
+        vellError(QStringLiteral("compositing %1x%2 failed (out of memory?)").arg(size.width())
+                      .arg(size.height()));
+        return ExitFailure;
+    }
+
+    QImageWriter writer(parsed.output);
+    if (!writer.write(result)) {
+        vellError(QStringLiteral("cannot write '%1': %2").arg(parsed.output, writer.errorString()));
+        return ExitFailure;
+    }
+    if (!parsed.save.isEmpty()) {
+        if (session.canvas)
+            session.canvas->makeCurrent();   // layers read newer GPU pixels back to write them
+        if (!saveDocument(session.document, parsed.save))
+            return ExitFailure;
+    }
+
+    vellPrint(QStringLiteral("composed %1 layer%2, %3x%4, on the %5 in %6 ms")
+                  .arg(count).arg(count == 1 ? "" : "s").arg(size.width()).arg(size.height())
+                  .arg(session.canvas ? QStringLiteral("GPU") : QStringLiteral("CPU")).arg(elapsed));
+    vellPrint(QStringLiteral("wrote %1").arg(parsed.output));
+    if (!parsed.save.isEmpty())
+        vellPrint(QStringLiteral("saved the document to %1").arg(parsed.save));
+    vellNote(QStringLiteral("%1 ms in all").arg(total.elapsed()));
+    return ExitOk;
+}
