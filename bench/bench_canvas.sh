@@ -10,11 +10,7 @@ build=${1:-$root/build-bench}
 
 . "$root/bench/vipscommon.sh"
 
-cmake -S "$root" -B "$build" -DVELL_BUILD_BENCH=ON >/dev/null
-cmake --build "$build" --target bench_canvas -j2 >/dev/null
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+bench_setup bench_canvas
 xvfb-run -a "$build/bench/bench_canvas" "$work" >"$work/ours.txt"
 grep -v -e '^Memory ' -e '^GL Error before' -e '^readEntireTexture Time' -e '_ms ' "$work/ours.txt"
 
@@ -23,7 +19,8 @@ for i in 0 1 2; do
     vips copy "$work/layer$i.v" "$work/layer$i.srgb.v" --interpretation srgb
 done
 layers="$work/layer0.srgb.v $work/layer1.srgb.v $work/layer2.srgb.v"
-vips_ms=$(best_ms vips composite "$layers" "$work/out.v" "14 16"   # multiply, overlay (VipsBlendMode numbers))
+# Blend modes as VipsBlendMode numbers: 14 multiply, 16 overlay.
+vips_ms=$(best_ms vips composite "$layers" "$work/out.v" "14 16")
 io_ms=$(best_ms vips copy "$work/layer0.srgb.v" "$work/copy.v")
 gpu=$(awk '$1 == "gpu_ms" { print $2 }' "$work/ours.txt")
 cpu=$(awk '$1 == "cpu_ms" { print $2 }' "$work/ours.txt")

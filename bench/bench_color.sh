@@ -11,11 +11,7 @@ name=${2:-Adobe RGB}
 
 . "$root/bench/vipscommon.sh"
 
-cmake -S "$root" -B "$build" -DVELL_BUILD_BENCH=ON >/dev/null
-cmake --build "$build" --target bench_color vell-iccprofile-data -j2 >/dev/null
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+bench_setup bench_color vell-iccprofile-data
 # The converter reads ./data/iccprofiles: run where the build put them.
 ln -s "$build/apps/vell/data" "$work/data"
 cd "$work"

@@ -10,11 +10,7 @@ build=${1:-$root/build-bench}
 
 . "$root/bench/vipscommon.sh"
 
-cmake -S "$root" -B "$build" -DVELL_BUILD_BENCH=ON >/dev/null
-cmake --build "$build" --target bench_gputransfer -j2 >/dev/null
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+bench_setup bench_gputransfer
 xvfb-run -a "$build/bench/bench_gputransfer" "$work/source.raw" >"$work/gpu.txt"
 grep -v -e '^Memory ' -e '^GL Error before' -e '^readEntireTexture Time' "$work/gpu.txt"
 

@@ -1,5 +1,5 @@
 # Sourced by the benchmark scripts that compare with vips: installs what they
-# need (as root) and defines best_ms.
+# need (as root) and defines best_ms and bench_setup.
 
 if ! command -v vips >/dev/null 2>&1 || ! command -v xvfb-run >/dev/null 2>&1; then
     apt-get update
@@ -17,4 +17,13 @@ best_ms() {
         if [ -z "$best" ] || [ "$ms" -lt "$best" ]; then best=$ms; fi
     done
     echo "$best"
+}
+
+# Builds the named targets in the benchmark build folder $build (from the
+# source tree $root) and makes the scratch folder $work, removed on exit.
+bench_setup() {
+    cmake -S "$root" -B "$build" -DVELL_BUILD_BENCH=ON >/dev/null
+    cmake --build "$build" --target "$@" -j2 >/dev/null
+    work=$(mktemp -d)
+    trap 'rm -rf "$work"' EXIT
 }

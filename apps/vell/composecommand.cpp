@@ -388,21 +388,8 @@ bool addImageLayer(VellContext *document, const LayerInput &input)
 
 VellContext *readDocument(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        vellError(QStringLiteral("cannot read '%1': %2").arg(path, file.errorString()));
-        return nullptr;
-    }
-    QDataStream in(&file);
-    in.setVersion(QDataStream::Qt_4_8);
-    VellContext *document = nullptr;
-    in >> &document;
-    if (!document || in.status() != QDataStream::Ok) {
-        delete document;
-        vellError(QStringLiteral("'%1' is neither an image nor a vell document").arg(path));
-        return nullptr;
-    }
-    return document;
+    return vellReadStreamFile<VellContext>(
+        path, QStringLiteral("'%1' is neither an image nor a vell document"));
 }
 
 bool saveDocument(VellContext *document, const QString &path)

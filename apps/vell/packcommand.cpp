@@ -27,21 +27,8 @@ bool wantsHelp(const QStringList &args)
 
 HostPointer readHostFile(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        vellError(QStringLiteral("cannot read '%1': %2").arg(path, file.errorString()));
-        return nullptr;
-    }
-    QDataStream in(&file);
-    in.setVersion(QDataStream::Qt_4_8);
-    VellPictureHost *host = nullptr;
-    in >> &host;
-    if (!host || in.status() != QDataStream::Ok) {
-        delete host;
-        vellError(QStringLiteral("'%1' is not a valid picture host stream").arg(path));
-        return nullptr;
-    }
-    return HostPointer(host);
+    return HostPointer(vellReadStreamFile<VellPictureHost>(
+        path, QStringLiteral("'%1' is not a valid picture host stream")));
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 #ifndef VELLCOMMANDLINE_H
 #define VELLCOMMANDLINE_H
 
+#include <QDataStream>
+#include <QFile>
 #include <QStringList>
 
 class QImage;
@@ -14,6 +16,29 @@ enum VellExitCode { ExitOk = 0, ExitFailure = 1, ExitUsage = 2 };
 void vellError(const QString &message);
 void vellNote(const QString &message);
 void vellPrint(const QString &line);
+
+// Reads one object written by its stream operator from the file at `path`
+// (new object, caller owns it). Null with a message when the file cannot be
+// opened, or with `invalid` (its %1 the path) when it holds no valid object.
+template <class T>
+T *vellReadStreamFile(const QString &path, const QString &invalid)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        vellError(QStringLiteral("cannot read '%1': %2").arg(path, file.errorString()));
+        return nullptr;
+    }
+    QDataStream in(&file);
+    in.setVersion(QDataStream::Qt_4_8);
+    T *object = nullptr;
+    in >> &object;
+    if (!object || in.status() != QDataStream::Ok) {
+        delete object;
+        vellError(invalid.arg(path));
+        return nullptr;
+    }
+    return object;
+}
 
 // Each command takes its own arguments (the command word removed) and returns
 // an exit code.

@@ -299,6 +299,17 @@ void VellCanvas::setupProjection(int width, int height)
     glLoadIdentity();
 }
 
+void VellCanvas::setupWindowProjection()
+{
+    glViewport(0, 0, windowWidth, windowHeight);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    // One unit is one document pixel; y runs down the window.
+    gluOrtho2D(0.0, windowWidth * scale, windowHeight * scale, 0.0);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+}
+
 void VellCanvas::drawQuad(const QRectF &quad, const QRectF &coord0, const QRectF *coord1,
                           const QRectF *coord2)
 {
@@ -330,26 +341,33 @@ void VellCanvas::drawQuad(const QRectF &quad, const QRectF &coord0, const QRectF
     glEnd();
 }
 
-GLuint VellCanvas::copyBackdrop(int targetWidth, int targetHeight, const QRectF &quad, QRect *box)
+GLuint VellCanvas::copyBackdrop(int targetWidth, int targetHeight, const QRectF &quad,
+                                QRectF *coord, GLuint scratch)
 {
     const int left = int(std::floor(quad.left()));
     const int top = int(std::floor(quad.top()));
-    const int width = int(std::ceil(quad.right())) + 1 - left;
-    const int height = int(std::ceil(quad.bottom())) + 1 - top;
-    *box = QRect(left, top, width, height);
+    const QRect box(left, top, int(std::ceil(quad.right())) + 1 - left,
+                    int(std::ceil(quad.bottom())) + 1 - top);
+    const QSize size = scratch ? QSize(targetWidth, targetHeight) : box.size();
+    *coord = QRectF((quad.x() - left) / size.width(), (quad.y() - top) / size.height(),
+                    quad.width() / size.width(), quad.height() / size.height());
 
-    GLuint copy = 0;
-    glGenTextures(1, &copy);
+    GLuint copy = scratch;
     getGLExtensionFunctions().glActiveTexture(GL_TEXTURE0);
-    glBindTexture(GL_TEXTURE_2D, copy);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_BGRA, GL_UNSIGNED_BYTE,
-                 nullptr);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    if (!copy) {
+        glGenTextures(1, &copy);
+        glBindTexture(GL_TEXTURE_2D, copy);
+        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, size.width(), size.height(), 0, GL_BGRA,
+                     GL_UNSIGNED_BYTE, nullptr);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    } else {
+        glBindTexture(GL_TEXTURE_2D, copy);
+    }
     // Straight from the bound target: only the part of the box inside it.
-    const QRect inside = box->intersected(QRect(0, 0, targetWidth, targetHeight));
+    const QRect inside = box.intersected(QRect(0, 0, targetWidth, targetHeight));
     if (!inside.isEmpty())
         glCopyTexSubImage2D(GL_TEXTURE_2D, 0, inside.x() - left, inside.y() - top, inside.x(),
                             inside.y(), inside.width(), inside.height());
@@ -360,16 +378,14 @@ GLuint VellCanvas::copyBackdrop(int targetWidth, int targetHeight, const QRectF 
 void VellCanvas::blendThroughShader(int targetWidth, int targetHeight, GLuint sourceTexture,
                                     const QRectF &quad, const QRectF &srcCoord,
                                     GLuint maskTexture, const QRectF &maskCoord, int mode,
-                                    float opacity, const QPointF &docCorner, float docScale)
+                                    float opacity, const QPointF &docCorner, float docScale,
+                                    GLuint scratch)
 {
     if (!blendProgram)
         return;
     glDisable(GL_BLEND);
-    QRect box;
-    const GLuint backdrop = copyBackdrop(targetWidth, targetHeight, quad, &box);
-    const QRectF backdropCoord((quad.x() - box.x()) / box.width(),
-                               (quad.y() - box.y()) / box.height(),
-                               quad.width() / box.width(), quad.height() / box.height());
+    QRectF backdropCoord;
+    const GLuint backdrop = copyBackdrop(targetWidth, targetHeight, quad, &backdropCoord, scratch);
 
     bindUnit(GL_TEXTURE0, sourceTexture);
     bindUnit(GL_TEXTURE1, backdrop);
@@ -394,7 +410,8 @@ void VellCanvas::blendThroughShader(int targetWidth, int targetHeight, GLuint so
     bindUnit(GL_TEXTURE0, 0);
     blendProgram->release();
     glFinish();
-    glDeleteTextures(1, &backdrop);
+    if (backdrop != scratch)
+        glDeleteTextures(1, &backdrop);
 }
 
 VellLayer *VellCanvas::activeRasterLayer() const
@@ -497,14 +514,13 @@ void VellCanvas::postRender(VellContext *document)
     setupProjection(fw, fh);
 
     if (document->displayingChannel != 7) {
-        QRect box;
         const QRectF whole(0.0, 0.0, fw, fh);
-        const GLuint copy = copyBackdrop(fw, fh, QRectF(0.0, 0.0, fw - 1, fh - 1), &box);
+        QRectF coord;
+        const GLuint copy = copyBackdrop(fw, fh, whole, &coord);
         bindUnit(GL_TEXTURE0, copy);
         postProgram->bind();
         postProgram->setUniformValue("srcTex", GLint(0));
         postProgram->setUniformValue("displayingChannel", GLint(document->displayingChannel));
-        const QRectF coord(0.0, 0.0, double(fw) / box.width(), double(fh) / box.height());
         drawQuad(whole, coord, nullptr, nullptr);
         postProgram->release();
         bindUnit(GL_TEXTURE0, 0);
@@ -524,10 +540,8 @@ void VellCanvas::postRender(VellContext *document)
         if (polygon.size() < 3)
             continue;
         const QRectF quad(polygon.at(0), polygon.at(2));
-        QRect box;
-        const GLuint copy = copyBackdrop(fw, fh, quad, &box);
-        const QRectF coord((quad.x() - box.x()) / box.width(), (quad.y() - box.y()) / box.height(),
-                           quad.width() / box.width(), quad.height() / box.height());
+        QRectF coord;
+        const GLuint copy = copyBackdrop(fw, fh, quad, &coord);
         const QRectF maskCoord = layer->getLayerMaskTexCoord();
         bindUnit(GL_TEXTURE0, copy);
         bindUnit(GL_TEXTURE1, layer->getLayerMaskTexture()->getId());
@@ -599,13 +613,7 @@ void VellCanvas::paintGL()
     getGLExtensionFunctions().glActiveTexture(GL_TEXTURE0);
     glEnable(GL_BLEND);
     glBlendFunc(GL_ONE, GL_ZERO);
-    glViewport(0, 0, windowWidth, windowHeight);
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    // One unit is one document pixel; y runs down the window.
-    gluOrtho2D(0.0, windowWidth * scale, windowHeight * scale, 0.0);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
+    setupWindowProjection();
     glClearColor(0.55f, 0.55f, 0.55f, 1.0f);
     glClear(GL_COLOR_BUFFER_BIT);
     if (!canvasFbo)
@@ -649,12 +657,7 @@ void VellCanvas::paintEvent(QPaintEvent *event)
         painter.endNativePainting();
     }
     makeCurrent();
-    glViewport(0, 0, windowWidth, windowHeight);
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    gluOrtho2D(0.0, windowWidth * scale, windowHeight * scale, 0.0);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
+    setupWindowProjection();
     painter.end();
     swapBuffers();
 }
@@ -758,6 +761,7 @@ QImage *VellCanvas::renderToImage(VellContext *document)
     }
 
     VellGLTexture2D target(width, height, GL_BGRA, false);
+    VellGLTexture2D scratch(width, height, GL_BGRA, false);   // every layer's backdrop copy
     VellGLFramebufferObject framebuffer(width, height);
     framebuffer.begin(target.getId());
     glEnable(GL_BLEND);
@@ -802,7 +806,7 @@ QImage *VellCanvas::renderToImage(VellContext *document)
         }
         blendThroughShader(width, height, source, rect, layer->getBoundedTexCoord(local),
                            maskTexture, maskCoord, i == 0 ? 0 : layer->getBlendMode(),
-                           layer->getAlpha(), QPointF(0.0, 0.0), 1.0f);
+                           layer->getAlpha(), QPointF(0.0, 0.0), 1.0f, scratch.getId());
     }
     glPopAttrib();
     framebuffer.end();

@@ -274,20 +274,25 @@ private slots:
 
 private:
     // Rendering helpers (vellcanvas.cpp).
-    void setupProjection(int width, int height);
+    void setupProjection(int width, int height);   // a target's pixels, y up
+    void setupWindowProjection();                   // the window in document pixels, y down
     // Composites one layer through the blending program into the bound
     // target (targetWidth x targetHeight): copies the target box under
     // `quad` as the backdrop and draws `quad` with the source coordinates
     // `srcCoord`; `maskTexture` (0: none) is read at `maskCoord`. The
     // target's texel (0, 0) shows document point docCorner, and one texel
-    // covers docScale document pixels.
+    // covers docScale document pixels. `scratch`, when not 0, is a texture
+    // of the target's size that takes the backdrop copy instead of a new one.
     void blendThroughShader(int targetWidth, int targetHeight, GLuint sourceTexture,
                             const QRectF &quad, const QRectF &srcCoord, GLuint maskTexture,
                             const QRectF &maskCoord, int mode, float opacity,
-                            const QPointF &docCorner, float docScale);
-    // Copies the target box under `quad` (framebuffer pixels) into a new
-    // texture that the caller deletes; `box` gets the box.
-    GLuint copyBackdrop(int targetWidth, int targetHeight, const QRectF &quad, QRect *box);
+                            const QPointF &docCorner, float docScale, GLuint scratch = 0);
+    // Copies the target box under `quad` (framebuffer pixels) to texel (0, 0)
+    // of `scratch` (of the target's size) or, when it is 0, of a new texture
+    // of the box's size that the caller deletes. Returns the texture and the
+    // coordinates of `quad` in it.
+    GLuint copyBackdrop(int targetWidth, int targetHeight, const QRectF &quad, QRectF *coord,
+                        GLuint scratch = 0);
     void drawQuad(const QRectF &quad, const QRectF &coord0, const QRectF *coord1,
                   const QRectF *coord2);
     void deleteFramebuffers();
@@ -299,6 +304,11 @@ private:
     void refreshActiveLayerIfHostOnly();
     static QPointF roundedOrigin(double x, double y, float scale);
     void centreIfFits();
+    // The document point under window point (x, y), clamped to the document.
+    QPointF clampedAnchor(int x, int y) const;
+    // Moves the origin so that document point `anchor` stays where it is
+    // shown, then takes the new scale.
+    void rescaleAbout(const QPointF &anchor, double newScale);
     bool documentFits() const;
 
     static VellCanvas *instance;

@@ -269,6 +269,21 @@ void VellCanvas::reRender()
 
 // ---- Zoom ----
 
+QPointF VellCanvas::clampedAnchor(int x, int y) const
+{
+    return QPointF(clampTo(x * double(scale) - origin.x(), canvasWidth),
+                   clampTo(y * double(scale) - origin.y(), canvasHeight));
+}
+
+void VellCanvas::rescaleAbout(const QPointF &anchor, double newScale)
+{
+    const QPointF moved = (origin + anchor) * (newScale / double(scale)) - anchor;
+    // Rounded for the scale it is shown at, so 100 % lands on whole pixels.
+    origin = roundedOrigin(moved.x(), moved.y(), float(newScale));
+    emit originChanged(moved);
+    setScale(float(newScale), true);
+}
+
 void VellCanvas::zoom(int x, int y, int step, bool updateCanvas)
 {
     VellContext *document = currentDocument();
@@ -276,15 +291,7 @@ void VellCanvas::zoom(int x, int y, int step, bool updateCanvas)
         return;
     actualPixelsToggle = false;
     zoomIndex = qBound(0, zoomIndex + step, lastZoomIndex);
-    const double newScale = 1.0 / zoomMagnification(zoomIndex);
-    const double oldScale = scale;
-    const QPointF anchor(clampTo(x * oldScale - origin.x(), canvasWidth),
-                         clampTo(y * oldScale - origin.y(), canvasHeight));
-    const QPointF moved = (origin + anchor) * (newScale / oldScale) - anchor;
-    // Rounded for the scale it is shown at, so 100 % lands on whole pixels.
-    origin = roundedOrigin(moved.x(), moved.y(), float(newScale));
-    emit originChanged(moved);
-    setScale(float(newScale), true);
+    rescaleAbout(clampedAnchor(x, y), 1.0 / zoomMagnification(zoomIndex));
     if (area(visibleRect) < 4.0)
         moveToCenter(true);
     centreIfFits();
@@ -312,13 +319,8 @@ void VellCanvas::zoomAlpha(QPointF point, float alpha, bool updateCanvas)
 {
     if (scale > 10.0f || !std::isfinite(alpha) || alpha <= 0.0f)
         return;
-    const double oldScale = scale;
-    const double newScale = double(alpha) * oldScale;
-    const QPointF anchor(point.x() * oldScale - origin.x(), point.y() * oldScale - origin.y());
-    const QPointF moved = (origin + anchor) * (newScale / oldScale) - anchor;
-    origin = roundedOrigin(moved.x(), moved.y(), float(newScale));
-    emit originChanged(moved);
-    setScale(float(newScale), true);
+    rescaleAbout(QPointF(point.x() * scale - origin.x(), point.y() * scale - origin.y()),
+                 double(alpha) * scale);
     if (area(visibleRect) < 4.0)
         moveToCenter(true);
     centreIfFits();
@@ -346,14 +348,7 @@ void VellCanvas::resetToActualPixels(int x, int y, bool updateCanvas)
     }
     savedScale = scale;
     actualPixelsToggle = true;
-
-    const double oldScale = scale;
-    const QPointF anchor(clampTo(x * oldScale - origin.x(), canvasWidth),
-                         clampTo(y * oldScale - origin.y(), canvasHeight));
-    const QPointF moved = (origin + anchor) * (newScale / oldScale) - anchor;
-    origin = roundedOrigin(moved.x(), moved.y(), float(newScale));
-    emit originChanged(moved);
-    setScale(float(newScale), true);
+    rescaleAbout(clampedAnchor(x, y), newScale);
     if (updateCanvas)
         reRender();
 }
@@ -763,6 +758,21 @@ bool VellCanvas::event(QEvent *event)
 
 // ---- Drag and drop ----
 
+namespace {
+
+// A drag from the canvas itself moves; others keep the action they propose.
+void acceptDrop(QDropEvent *event, const QWidget *canvas)
+{
+    if (event->source() == canvas) {
+        event->setDropAction(Qt::MoveAction);
+        event->accept();
+    } else {
+        event->acceptProposedAction();
+    }
+}
+
+} // namespace
+
 void VellCanvas::dragEnterEvent(QDragEnterEvent *event)
 {
     const QMimeData *data = event->mimeData();
@@ -770,12 +780,7 @@ void VellCanvas::dragEnterEvent(QDragEnterEvent *event)
         event->ignore();
         return;
     }
-    if (event->source() == this) {
-        event->setDropAction(Qt::MoveAction);
-        event->accept();
-    } else {
-        event->acceptProposedAction();
-    }
+    acceptDrop(event, this);
 }
 
 void VellCanvas::dropEvent(QDropEvent *event)
@@ -798,11 +803,6 @@ void VellCanvas::dropEvent(QDropEvent *event)
         event->ignore();
         return;
     }
-    if (event->source() == this) {
-        event->setDropAction(Qt::MoveAction);
-        event->accept();
-    } else {
-        event->acceptProposedAction();
-    }
+    acceptDrop(event, this);
     emit dropNewFile(name);
 }

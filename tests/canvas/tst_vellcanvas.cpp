@@ -1,9 +1,11 @@
 #include "canvas/vellblendreference.h"
 #include "canvas/vellcanvas.h"
+#include "canvas/vellhistogram.h"
 #include "document/vellcontext.h"
 #include "document/vellcontextmanager.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "foundation/vellglobalsettings.h"
 #include "picture/vellpicturehost.h"
 
 #include <QGLShaderProgram>
@@ -210,6 +212,42 @@ private slots:
                              && qAbs(qBlue(d) - expected[2]) <= 1,
                          qPrintable(QStringLiteral("%1,%2: %3 vs %4").arg(x).arg(y).arg(d, 0, 16).arg(s, 0, 16)));
             }
+    }
+
+    // The histogram counts a thumb of the composite sized by the sample
+    // count: whole at 100 x 100, a fifth a side at 1000 x 1000.
+    void histogram_data()
+    {
+        QTest::addColumn<int>("side");
+        QTest::addColumn<int>("thumbSide");
+        QTest::newRow("small") << 100 << 100;
+        QTest::newRow("large") << 1000 << 200;
+    }
+    void histogram()
+    {
+        QFETCH(int, side);
+        QFETCH(int, thumbSide);
+        VellGlobalSettings::getInstance()->setHistogramSampleCount(40000);
+        newDocument(side, side);
+        canvas->calcHistogramThumbScale();
+        auto *host = new VellPictureHost(side, side, 4);
+        for (int y = 0; y < side; ++y)
+            for (int x = 0; x < side; ++x)   // left half red, right half grey 128
+                memcpy(host->getData() + (y * side + x) * 4, x < side / 2 ? "\0\0\xff\xff" : "\x80\x80\x80\xff", 4);
+        auto *layer = new VellLayer(QStringLiteral("h"));
+        layer->setVellPictureHost(host);
+        layers()->addLayer(layer, false);
+        show();
+        QSignalSpy updated(canvas, &VellCanvas::histogramUpdated);
+        canvas->updateHistogram();
+        QCOMPARE(updated.size(), 1);
+        QCOMPARE(canvas->getHistogramThumbImage().size(), QSize(thumbSide, thumbSide));
+        VellHistogram *h = canvas->getHistogram();
+        const int half = thumbSide * thumbSide / 2;
+        QCOMPARE(h->getCountedPixels(), thumbSide * thumbSide);
+        QCOMPARE(h->getRedHistogram()[255] + h->getRedHistogram()[128], 2 * half);
+        QVERIFY(qAbs(h->getRedHistogram()[255] - half) <= thumbSide);   // the seam may blend
+        QVERIFY(qAbs(h->getGrayHistogram()[85] - half) <= thumbSide);
     }
 
     // The window at 100 % and at 400 %: magnified with nearest-neighbour
