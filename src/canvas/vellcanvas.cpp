@@ -651,12 +651,15 @@ void VellCanvas::paintEvent(QPaintEvent *event)
         emit cpuDraw(&painter);
         return;
     }
+    makeCurrent();
     if (resolveDocument(nullptr)) {
         painter.beginNativePainting();
         QGLWidget::paintEvent(event);
         painter.endNativePainting();
+    } else {   // nothing to show: the empty grey of the window
+        glClearColor(0.55f, 0.55f, 0.55f, 1.0f);
+        glClear(GL_COLOR_BUFFER_BIT);
     }
-    makeCurrent();
     setupWindowProjection();
     painter.end();
     swapBuffers();

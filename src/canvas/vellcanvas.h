@@ -79,8 +79,11 @@ public:
     // the extension table for it.
     virtual void makeCurrent();
 
-    // The whole document at full resolution (new image, caller owns it);
-    // null without a document.
+    // The whole document at full resolution, straight (unpremultiplied)
+    // ARGB32, transparent where no layer covers it: a new image the caller
+    // owns; null without a document. For a document of one opaque, unmasked
+    // layer that covers it exactly, the image uses that layer's host memory
+    // instead of a copy: use it while the document lives (or copy it).
     QImage *renderToImage(VellContext *document);
     void paintCPU(QPainter *painter, QRect rect, VellContext *document);
     void renderCPU(QImage *image, QRect rect, VellContext *document);
