@@ -466,20 +466,25 @@ int vellComposeCommand(const QStringList &args)
         session.adopt(document);
     } else {
         session.adopt(new VellContext);
-        for (int i = 0; i < parsed.layers.size(); ++i) {
-            if (!addImageLayer(session.document, parsed.layers.at(i)))
-                return ExitFailure;
-        }
     }
     VellLayerManager *manager = session.document->getLayerManager();
+    // Each layer is announced as it is read (a document's all at once).
+    const auto announce = [manager](int index, int count) {
+        if (const VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(index)))
+            vellNote(QStringLiteral("layer %1/%2: %3").arg(index + 1).arg(count).arg(describe(layer)));
+    };
+    for (int i = 0; !isDocument && i < parsed.layers.size(); ++i) {
+        if (!addImageLayer(session.document, parsed.layers.at(i)))
+            return ExitFailure;
+        announce(i, parsed.layers.size());
+    }
     const int count = manager->getLayerCount();
     if (count == 0) {
         vellError(QStringLiteral("'%1' holds no layers").arg(parsed.layers.first().path));
         return ExitFailure;
     }
-    for (int i = 0; i < count; ++i)
-        if (const VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(i)))
-            vellNote(QStringLiteral("layer %1/%2: %3").arg(i + 1).arg(count).arg(describe(layer)));
+    for (int i = 0; isDocument && i < count; ++i)
+        announce(i, count);
 
     QSize size = parsed.size;
     if (!size.isValid())
