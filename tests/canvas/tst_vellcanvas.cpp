@@ -214,6 +214,30 @@ private slots:
             }
     }
 
+    // A partial render redraws one rectangle with plain "over" (no blend
+    // modes) and leaves the rest of the composite alone.
+    void partialRender()
+    {
+        newDocument(32, 24);
+        layers()->addLayer(patternLayer(32, 24, 7, 255), false);
+        VellLayer *top = patternLayer(32, 24, 8, 255);
+        top->setBlendMode(30);   // Multiply
+        layers()->addLayer(top, false);
+        show();
+        const QImage full = canvas->toQimage();
+        const QRectF rect(8, 4, 10, 6);
+        canvas->Render(nullptr, rect);
+        QVERIFY(canvas->isPartialRender() && canvas->getUpdateRect() == rect);
+        const QImage partial = canvas->toQimage();
+        const QImage source(top->getPictureHost()->getData(), 32, 24, QImage::Format_ARGB32);
+        for (int y = 0; y < 24; y += 2)
+            for (int x = 0; x < 32; x += 3) {
+                const QRgb expected = rect.contains(x + 0.5, y + 0.5) ? source.pixel(x, y) : full.pixel(x, y);
+                QCOMPARE(partial.pixel(x, y) & 0xFFFFFF, expected & 0xFFFFFF);
+            }
+        QVERIFY(full != partial);
+    }
+
     // The histogram counts a thumb of the composite sized by the sample
     // count: whole at 100 x 100, a fifth a side at 1000 x 1000.
     void histogram_data()
