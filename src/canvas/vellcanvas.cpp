@@ -6,6 +6,7 @@
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
 #include "foundation/vellglobalsettings.h"
+#include "foundation/vellendecodetool.h"
 #include "foundation/velllog.h"
 #include "gpu/glextensionfunctions.h"
 #include "gpu/vellglframebufferobject.h"
@@ -127,6 +128,7 @@ VellCanvas::~VellCanvas()
 {
     makeCurrent();
     deleteFramebuffers();
+    qDeleteAll(modePrograms);   // each owns its shader
     delete blendProgram;   // programs before the shaders they hold
     delete postProgram;
     delete blendShader;
@@ -166,6 +168,26 @@ void VellCanvas::initShader()
     if (!postProgram)
         VellToolUtil::initShaderProgram(postShaderPath, postShader, postProgram, nullptr,
                                         QStringLiteral("post renderer"));
+}
+
+QGLShaderProgram *VellCanvas::blendProgramFor(int mode)
+{
+    if (QGLShaderProgram *program = modePrograms.value(mode))
+        return program;
+    // The blending source with the mode defined as a constant after its
+    // #version line: the compiler then drops every other mode's code, which a
+    // software rasteriser would otherwise run for each fragment.
+    QString source = VellEnDecodeTool::loadShaderSource(blendShaderPath);
+    const int firstLine = source.indexOf(QLatin1Char('\n'));
+    if (!source.startsWith(QLatin1String("#version")) || firstLine < 0)
+        return blendProgram;
+    source.insert(firstLine + 1, QStringLiteral("#define VELL_MODE %1\n").arg(mode));
+    auto program = std::make_unique<QGLShaderProgram>();
+    auto *shader = new QGLShader(QGLShader::Fragment, program.get());
+    if (!shader->compileSourceCode(source) || !program->addShader(shader) || !program->link())
+        return blendProgram;   // the general program, whose log was shown
+    modePrograms.insert(mode, program.get());
+    return program.release();
 }
 
 void VellCanvas::initBackground()
@@ -392,15 +414,16 @@ void VellCanvas::blendThroughShader(int targetWidth, int targetHeight, GLuint so
     if (maskTexture)
         bindUnit(GL_TEXTURE2, maskTexture);
 
-    blendProgram->bind();
-    blendProgram->setUniformValue("srcTex", GLint(0));
-    blendProgram->setUniformValue("dstTex", GLint(1));
-    blendProgram->setUniformValue("layerMaskTex", GLint(2));
-    blendProgram->setUniformValue("hasLayerMask", GLint(maskTexture ? 1 : 0));
-    blendProgram->setUniformValue("mode", GLint(mode));
-    blendProgram->setUniformValue("opacity", GLfloat(opacity));
-    blendProgram->setUniformValue("docOrigin", QVector2D(docCorner));
-    blendProgram->setUniformValue("docScale", GLfloat(docScale));
+    QGLShaderProgram *program = blendProgramFor(mode);
+    program->bind();
+    program->setUniformValue("srcTex", GLint(0));
+    program->setUniformValue("dstTex", GLint(1));
+    program->setUniformValue("layerMaskTex", GLint(2));
+    program->setUniformValue("hasLayerMask", GLint(maskTexture ? 1 : 0));
+    program->setUniformValue("mode", GLint(mode));   // absent from a program with the mode built in
+    program->setUniformValue("opacity", GLfloat(opacity));
+    program->setUniformValue("docOrigin", QVector2D(docCorner));
+    program->setUniformValue("docScale", GLfloat(docScale));
 
     drawQuad(quad, srcCoord, &backdropCoord, &maskCoord);
 
@@ -408,7 +431,7 @@ void VellCanvas::blendThroughShader(int targetWidth, int targetHeight, GLuint so
         bindUnit(GL_TEXTURE2, 0);
     bindUnit(GL_TEXTURE1, 0);
     bindUnit(GL_TEXTURE0, 0);
-    blendProgram->release();
+    program->release();
     glFinish();
     if (backdrop != scratch)
         glDeleteTextures(1, &backdrop);

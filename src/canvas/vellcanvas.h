@@ -8,6 +8,7 @@
 #include <QDataStream>
 #include <QElapsedTimer>
 #include <QGLWidget>
+#include <QHash>
 #include <QImage>
 #include <QPointF>
 #include <QRectF>
@@ -277,6 +278,9 @@ private slots:
 
 private:
     // Rendering helpers (vellcanvas.cpp).
+    // The blending program for `mode`: one built with the mode as a
+    // constant (made on first use), or the general program when that fails.
+    QGLShaderProgram *blendProgramFor(int mode);
     void setupProjection(int width, int height);   // a target's pixels, y up
     void setupWindowProjection();                   // the window in document pixels, y down
     // Composites one layer through the blending program into the bound
@@ -331,6 +335,7 @@ private:
     bool partialRender = false;
     GLuint backgroundTexture = 0;                    // owned
     QGLShaderProgram *blendProgram = nullptr;        // owned
+    QHash<int, QGLShaderProgram *> modePrograms;     // owned; see blendProgramFor
     QGLShaderProgram *postProgram = nullptr;         // owned
     QGLShader *blendShader = nullptr;                // owned
     QGLShader *postShader = nullptr;                 // owned

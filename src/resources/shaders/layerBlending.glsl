@@ -34,7 +34,14 @@ uniform sampler2D srcTex;        // unit 0, the layer, gl_TexCoord[0]
 uniform sampler2D dstTex;        // unit 1, the backdrop, gl_TexCoord[1]
 uniform sampler2D layerMaskTex;  // unit 2, luminance, gl_TexCoord[2]
 uniform int hasLayerMask;        // 1: read the mask; else mask = 1
+// The canvas may build a program per mode by defining VELL_MODE after the
+// #version line; the mode is then a constant and the other modes' code
+// compiles away.
+#ifdef VELL_MODE
+const int mode = VELL_MODE;
+#else
 uniform int mode;
+#endif
 uniform float opacity;
 // Document pixel of target texel (0, 0) and document pixels per texel, for
 // Dissolve, whose noise must not move between tiles and reduced views.
