@@ -13,6 +13,7 @@
 #include <QDataStream>
 #include <QGuiApplication>
 #include <QImage>
+#include <QOpenGLContext>
 
 #include <GL/gl.h>
 
@@ -214,6 +215,10 @@ void VellLayer::active()
     if (activeFlag || !pictureHost)
         return;
     activeFlag = true;
+    // Without a GL context (a host compositing on the CPU) the host stays the
+    // only copy; refresh() makes the textures once a context is current.
+    if (!QOpenGLContext::currentContext())
+        return;
     if (latestPlace != HostOnly && entireTexture) {
         initFboTextureList();
         // The texture is current; only reduced levels dropped meanwhile are missing.

@@ -118,7 +118,8 @@ public:
     void deleteFullTexture();
 
     // Becomes / stops being the active layer. active() uploads the host
-    // unless the entire texture already holds the newest pixels.
+    // unless the entire texture already holds the newest pixels (without a
+    // current GL context it only marks the layer active).
     // disactive(drop) reads newer GPU pixels back and, with `drop`, deletes
     // the entire texture (latest place 0), else keeps it (latest place 2).
     void active() override;
