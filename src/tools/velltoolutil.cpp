@@ -479,11 +479,20 @@ void VellToolUtil::resizeTextureToTexture(VellGLTexture *dst, VellGLTexture *src
     if (!buildResizeProgram() || !beginTarget(dst))
         return;
     glBindTexture(GL_TEXTURE_2D, src->getId());
+    drawResampled(dst, src, filter, 0, [&] { drawQuad(dstRect, normalised(srcRect, src)); });
+}
+
+// Runs `draw` with the resize program bound over the source (blending off,
+// the source sampled nearest so that the program does all filtering), then
+// ends the target the caller began.
+void VellToolUtil::drawResampled(VellGLTexture *dst, VellGLTexture *src, int filter,
+                                 int sampleAlpha, const std::function<void()> &draw)
+{
     {
         const NearestSampling sampling(true);
         glDisable(GL_BLEND);
-        bindResizeProgram(dst, src, filter, 0);
-        drawQuad(dstRect, normalised(srcRect, src));
+        bindResizeProgram(dst, src, filter, sampleAlpha);
+        draw();
         resizeProgram->release();
     }
     endTarget();
@@ -509,22 +518,17 @@ void VellToolUtil::copyTextureToTexture(VellGLTexture *dst, VellGLTexture *src,
         return;
     if (!beginWarp(dst, src))
         return;
-    {
-        const NearestSampling sampling(true);
-        glDisable(GL_BLEND);
-        bindResizeProgram(dst, src, filter, 1);
-        const QVector<double> q = projectiveWeights(dstPolygon, srcPolygon);
-        const double w = src->getWidth();
-        const double h = src->getHeight();
+    const QVector<double> q = projectiveWeights(dstPolygon, srcPolygon);
+    const double w = src->getWidth();
+    const double h = src->getHeight();
+    drawResampled(dst, src, filter, 1, [&] {
         glBegin(GL_POLYGON);
         for (int i = 0; i < dstPolygon.size(); ++i) {
             glTexCoord4d(srcPolygon[i].x() / w * q[i], srcPolygon[i].y() / h * q[i], 0.0, q[i]);
             glVertex2d(dstPolygon[i].x(), dstPolygon[i].y());
         }
         glEnd();
-        resizeProgram->release();
-    }
-    endTarget();
+    });
 }
 
 void VellToolUtil::tesselateTextureToTexture(VellGLTexture *dst, VellGLTexture *src,
@@ -536,18 +540,13 @@ void VellToolUtil::tesselateTextureToTexture(VellGLTexture *dst, VellGLTexture *
         return;
     if (!beginWarp(dst, src))
         return;
-    {
-        const NearestSampling sampling(true);
-        glDisable(GL_BLEND);
-        bindResizeProgram(dst, src, filter, 1);
-        const int count = qMin(dstPoints.size(), srcPoints.size());
+    const int count = qMin(dstPoints.size(), srcPoints.size());
+    drawResampled(dst, src, filter, 1, [&] {
         glBegin(GL_TRIANGLE_STRIP);
         for (int i = 0; i < count; ++i) {
             glTexCoord2d(srcPoints[i].x(), srcPoints[i].y());
             glVertex2d(dstPoints[i].x(), dstPoints[i].y());
         }
         glEnd();
-        resizeProgram->release();
-    }
-    endTarget();
+    });
 }

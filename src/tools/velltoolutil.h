@@ -8,6 +8,8 @@
 #include <QString>
 #include <QtGlobal>
 
+#include <functional>
+
 class QGLShader;
 class QGLShaderProgram;
 class QObject;
@@ -124,6 +126,8 @@ private:
                             const QRectF &srcRegion, bool exact, bool blend, float opacity);
     static bool beginTarget(VellGLTexture *dst);
     static bool beginWarp(VellGLTexture *dst, VellGLTexture *src);
+    static void drawResampled(VellGLTexture *dst, VellGLTexture *src, int filter, int sampleAlpha,
+                              const std::function<void()> &draw);
     static void endTarget();
     static bool buildResizeProgram();
     static void bindResizeProgram(const VellGLTexture *dst, const VellGLTexture *src, int filter,
