@@ -65,7 +65,7 @@ const char kHelp[] =
 struct LayerInput
 {
     QString path;
-    int mode = VellLayerBase::kNormalBlendMode;
+    int mode = VellBlend::Normal;
     float opacity = 1.0f;
     QPoint offset;
     QString mask;

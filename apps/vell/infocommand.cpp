@@ -21,7 +21,7 @@ QString yesNo(bool value)
 
 QString kilobytes(unsigned int figure)
 {
-    return figure == 0xFFFFFFFFu ? QStringLiteral("unknown (-1)")
+    return figure == VellGpuManager::kUnknownMemory ? QStringLiteral("unknown (-1)")
                                  : QStringLiteral("%1 KiB").arg(figure);
 }
 

@@ -179,53 +179,53 @@ inline Rgb perChannel(Rgb a, Rgb b, F f)
 Rgb blendTerm(int mode, Rgb cb, Rgb cs)
 {
     switch (mode) {
-    case 20:
+    case VellBlend::Darken:
         return perChannel(cb, cs, [](float a, float b) { return std::min(a, b); });
-    case 30:
+    case VellBlend::Multiply:
         return perChannel(cb, cs, [](float a, float b) { return a * b; });
-    case 40:
+    case VellBlend::ColorBurn:
         return perChannel(cb, cs, colorBurn);
-    case 50:
+    case VellBlend::LinearBurn:
         return perChannel(cb, cs, [](float a, float b) { return std::max(0.0f, a + b - 1.0f); });
-    case 60:
+    case VellBlend::DarkerColor:
         return lumLevels(cs) < lumLevels(cb) ? cs : cb;
-    case 70:
+    case VellBlend::Lighten:
         return perChannel(cb, cs, [](float a, float b) { return std::max(a, b); });
-    case 80:
+    case VellBlend::Screen:
         return perChannel(cb, cs, screen);
-    case 90:
+    case VellBlend::ColorDodge:
         return perChannel(cb, cs, colorDodge);
-    case 100:
+    case VellBlend::LinearDodge:
         return perChannel(cb, cs, [](float a, float b) { return std::min(1.0f, a + b); });
-    case 110:
+    case VellBlend::LighterColor:
         return lumLevels(cs) > lumLevels(cb) ? cs : cb;
-    case 120:
+    case VellBlend::Overlay:
         return perChannel(cb, cs, [](float a, float b) { return hardLight(b, a); });
-    case 130:
+    case VellBlend::SoftLight:
         return perChannel(cb, cs, softLight);
-    case 140:
+    case VellBlend::HardLight:
         return perChannel(cb, cs, hardLight);
-    case 150:
+    case VellBlend::VividLight:
         return perChannel(cb, cs, vividLight);
-    case 160:
+    case VellBlend::LinearLight:
         return perChannel(cb, cs, [](float a, float b) {
             return std::min(1.0f, std::max(0.0f, a + 2.0f * b - 1.0f));
         });
-    case 170:
+    case VellBlend::PinLight:
         return perChannel(cb, cs, pinLight);
-    case 180:
+    case VellBlend::HardMix:
         return perChannel(cb, cs, hardMix);
-    case 190:
+    case VellBlend::Difference:
         return perChannel(cb, cs, [](float a, float b) { return std::fabs(a - b); });
-    case 200:
+    case VellBlend::Exclusion:
         return perChannel(cb, cs, [](float a, float b) { return a + b - 2.0f * a * b; });
-    case 210:
+    case VellBlend::Hue:
         return setLum(setSat(cs, sat(cb)), lum(cb));
-    case 220:
+    case VellBlend::Saturation:
         return setLum(setSat(cb, sat(cs)), lum(cb));
-    case 230:
+    case VellBlend::Color:
         return setLum(cs, lum(cb));
-    case 240:
+    case VellBlend::Luminosity:
         return setLum(cb, lum(cs));
     default:   // Normal, Dissolve and unknown codes
         return cs;
@@ -271,7 +271,7 @@ void blend(const uchar *src, const uchar *dst, uchar *out, int mode, float opaci
     const Rgb cb = { dst[2] / 255.0f, dst[1] / 255.0f, dst[0] / 255.0f };
     const float ab = dst[3] / 255.0f;
     float as = src[3] / 255.0f * opacity * mask;
-    if (mode == 10) {
+    if (mode == VellBlend::Dissolve) {
         const float q = level(as);
         const float n = float(dissolveNoise(docX, docY));
         as = 2.0f * q * float(kNoiseCount) > (2.0f * n + 1.0f) * 255.0f ? 1.0f : 0.0f;
@@ -405,7 +405,7 @@ QImage *VellBlendReference::renderToImage(VellContext *document, int width, int 
     const QVector<VellLayerBase *> &layers = document->getLayerManager()->getLayers();
     for (int i = 0; i < layers.size(); ++i) {
         auto *layer = qobject_cast<VellLayer *>(layers[i]);
-        if (!layer || !layer->visible || layer->excluded || layer->getType() != 0)
+        if (!layer || !layer->visible || layer->excluded || layer->getType() != VellLayerType::Raster)
             continue;
         // Reading back needs the context that holds the texture.
         if (layer->getLatestPlace() == VellLayer::GpuNewer && QOpenGLContext::currentContext())
@@ -425,7 +425,7 @@ QImage *VellBlendReference::renderToImage(VellContext *document, int width, int 
         if (channel && channel->getData())
             mask = QImage(channel->getData(), channel->getWidth(), channel->getHeight(),
                           channel->getPaddedWidth(), QImage::Format_Grayscale8);
-        const int mode = i == 0 ? VellLayerBase::kNormalBlendMode : layer->getBlendMode();
+        const int mode = i == 0 ? VellBlend::Normal : layer->getBlendMode();
         compositeLayer(image, pixels, QPoint(qRound(position.x()), qRound(position.y())), mode,
                        layer->getAlpha(), mask.isNull() ? nullptr : &mask);
     }

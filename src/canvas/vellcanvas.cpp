@@ -35,6 +35,8 @@ namespace {
 const char *const kBlendShaderPath = ":/Resources/layerBlending.glsl_";
 const char *const kPostShaderPath = ":/Resources/postRender.glsl_";
 const char *const kBackgroundPath = ":/Resources/background3.png";
+// The grey of the window around and without a document.
+const float kWindowGrey = 0.55f;
 
 // The context the extension table was last resolved for.
 const QGLContext *resolvedContext = nullptr;
@@ -443,7 +445,7 @@ VellLayer *VellCanvas::activeRasterLayer() const
     if (!document)
         return nullptr;
     VellLayerBase *active = document->getLayerManager()->getActiveLayer();
-    return active && active->getType() == 0 ? qobject_cast<VellLayer *>(active) : nullptr;
+    return active && active->getType() == VellLayerType::Raster ? qobject_cast<VellLayer *>(active) : nullptr;
 }
 
 void VellCanvas::Render(VellContext *document)
@@ -474,8 +476,8 @@ void VellCanvas::Render(VellContext *document)
         if (!layer || !layer->visible || layer->excluded)
             continue;
         const VellGLTexture2D *thumb = layer->getThumbTexture();
-        VellLayer *raster = layer->getType() == 0 ? qobject_cast<VellLayer *>(layer) : nullptr;
-        if (layer->getType() == 0 && (!raster || !raster->getPictureHost()))
+        VellLayer *raster = layer->getType() == VellLayerType::Raster ? qobject_cast<VellLayer *>(layer) : nullptr;
+        if (layer->getType() == VellLayerType::Raster && (!raster || !raster->getPictureHost()))
             continue;
         if (!thumb)
             continue;
@@ -512,7 +514,7 @@ void VellCanvas::Render(VellContext *document)
             maskCoord = raster->getLayerMaskTexCoord();
         }
         blendThroughShader(fw, fh, source, quad, srcCoord, maskTexture, maskCoord,
-                           i == 0 ? 0 : layer->getBlendMode(), layer->getAlpha(), fboCorner,
+                           i == 0 ? VellBlend::Normal : layer->getBlendMode(), layer->getAlpha(), fboCorner,
                            fboScale);
         glEnable(GL_BLEND);
     }
@@ -536,7 +538,7 @@ void VellCanvas::postRender(VellContext *document)
     glPushAttrib(GL_VIEWPORT_BIT);
     setupProjection(fw, fh);
 
-    if (document->displayingChannel != 7) {
+    if (document->displayingChannel != VellChannelBits::All) {
         const QRectF whole(0.0, 0.0, fw, fh);
         QRectF coord;
         const GLuint copy = copyBackdrop(fw, fh, whole, &coord);
@@ -555,7 +557,7 @@ void VellCanvas::postRender(VellContext *document)
     VellLayerManager *manager = document->getLayerManager();
     for (int i = 0; i < manager->getLayerCount(); ++i) {
         VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(i));
-        if (!layer || layer->getType() != 0 || !layer->getPictureHost()
+        if (!layer || layer->getType() != VellLayerType::Raster || !layer->getPictureHost()
             || !layer->getThumbTexture() || !layer->getLayerMaskTexture()
             || !layer->isLayerMaskVisible())
             continue;
@@ -571,7 +573,7 @@ void VellCanvas::postRender(VellContext *document)
         postProgram->bind();
         postProgram->setUniformValue("srcTex", GLint(0));
         postProgram->setUniformValue("layerMaskTex", GLint(1));
-        postProgram->setUniformValue("displayingChannel", GLint(7));
+        postProgram->setUniformValue("displayingChannel", GLint(VellChannelBits::All));
         drawQuad(quad, coord, &maskCoord, nullptr);
         postProgram->release();
         bindUnit(GL_TEXTURE1, 0);
@@ -608,7 +610,7 @@ void VellCanvas::Render(VellContext *document, QRectF rect)
     VellLayerManager *manager = document->getLayerManager();
     for (int i = 0; i < manager->getLayerCount(); ++i) {
         VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(i));
-        if (!layer || layer->getType() != 0 || !layer->visible || layer->excluded
+        if (!layer || layer->getType() != VellLayerType::Raster || !layer->visible || layer->excluded
             || !layer->getThumbTexture())
             continue;
         const QRectF coord = layer->getThumbRegionCoord(rect.translated(-layer->getPosition()));
@@ -627,7 +629,7 @@ void VellCanvas::initializeGL()
     makeCurrent();
     glDisable(GL_DEPTH_TEST);
     glDisable(GL_LIGHTING);
-    glClearColor(0.55f, 0.55f, 0.55f, 1.0f);
+    glClearColor(kWindowGrey, kWindowGrey, kWindowGrey, 1.0f);
 }
 
 void VellCanvas::paintGL()
@@ -637,7 +639,7 @@ void VellCanvas::paintGL()
     glEnable(GL_BLEND);
     glBlendFunc(GL_ONE, GL_ZERO);
     setupWindowProjection();
-    glClearColor(0.55f, 0.55f, 0.55f, 1.0f);
+    glClearColor(kWindowGrey, kWindowGrey, kWindowGrey, 1.0f);
     glClear(GL_COLOR_BUFFER_BIT);
     if (!canvasFbo)
         return;
@@ -680,7 +682,7 @@ void VellCanvas::paintEvent(QPaintEvent *event)
         QGLWidget::paintEvent(event);
         painter.endNativePainting();
     } else {   // nothing to show: the empty grey of the window
-        glClearColor(0.55f, 0.55f, 0.55f, 1.0f);
+        glClearColor(kWindowGrey, kWindowGrey, kWindowGrey, 1.0f);
         glClear(GL_COLOR_BUFFER_BIT);
     }
     setupWindowProjection();
@@ -690,7 +692,7 @@ void VellCanvas::paintEvent(QPaintEvent *event)
 
 void VellCanvas::paintCPU(QPainter *painter, QRect rect, VellContext *document)
 {
-    painter->fillRect(rect, QColor::fromRgbF(0.55, 0.55, 0.55));
+    painter->fillRect(rect, QColor::fromRgbF(kWindowGrey, kWindowGrey, kWindowGrey));
     if (!document || !canvasFbo)
         return;
     // The last composite, placed and scaled as paintGL places it.
@@ -733,7 +735,7 @@ QByteArray VellCanvas::getCanvasRawData()
 QColor VellCanvas::readPixel(int x, int y)
 {
     if (x < 1 || y < 1 || x >= width() - 1 || y >= height() - 1)
-        return QColor::fromRgbF(0.55, 0.55, 0.55);
+        return QColor::fromRgbF(kWindowGrey, kWindowGrey, kWindowGrey);
     makeCurrent();
     QGLFramebufferObject::bindDefault();
     GLubyte rgba[4] = {0, 0, 0, 0};
@@ -763,7 +765,7 @@ QImage *VellCanvas::renderToImage(VellContext *document)
     if (manager->getLayerCount() == 1) {
         VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(0));
         VellPictureHost *host = layer ? layer->getPictureHost() : nullptr;
-        if (layer && layer->getType() == 0 && layer->visible && host && !host->isNull()
+        if (layer && layer->getType() == VellLayerType::Raster && layer->visible && host && !host->isNull()
             && std::abs(layer->getPosition().x()) < 1e-12
             && std::abs(layer->getPosition().y()) < 1e-12 && layer->getAlpha() == 1.0f
             && host->getPixelWidth() == 4 && int(host->getWidth()) == width
@@ -780,7 +782,7 @@ QImage *VellCanvas::renderToImage(VellContext *document)
     if (VellLayer *active = activeRasterLayer()) {
         const quint64 needed = quint64(width) * quint64(height) * 8u;
         const unsigned int available = VellGpuManager::getInstance()->getAvailableMemory();
-        if (available != 0xFFFFFFFFu && needed > quint64(available) * 1024u) {
+        if (available != VellGpuManager::kUnknownMemory && needed > quint64(available) * 1024u) {
             active->deleteTextures();
             emptied = active;
         }
@@ -800,7 +802,7 @@ QImage *VellCanvas::renderToImage(VellContext *document)
     const QRectF documentRect(0.0, 0.0, width, height);
     for (int i = 0; i < manager->getLayerCount(); ++i) {
         VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(i));
-        if (!layer || layer->getType() != 0 || !layer->visible || layer->excluded)
+        if (!layer || layer->getType() != VellLayerType::Raster || !layer->visible || layer->excluded)
             continue;
         VellPictureHost *host = layer->getPictureHost();
         if (!host || host->isNull())
@@ -831,7 +833,7 @@ QImage *VellCanvas::renderToImage(VellContext *document)
             }
         }
         blendThroughShader(width, height, source, rect, layer->getBoundedTexCoord(local),
-                           maskTexture, maskCoord, i == 0 ? 0 : layer->getBlendMode(),
+                           maskTexture, maskCoord, i == 0 ? VellBlend::Normal : layer->getBlendMode(),
                            layer->getAlpha(), QPointF(0.0, 0.0), 1.0f, scratch.getId());
     }
     glPopAttrib();

@@ -70,7 +70,7 @@ void VellCanvas::RenderHistogramThumb(VellContext *document)
     QVector<VellLayer *> layers;
     for (VellLayerBase *base : document->getLayerManager()->getLayers()) {
         VellLayer *layer = qobject_cast<VellLayer *>(base);
-        if (!layer || !layer->visible || layer->getType() != 0)
+        if (!layer || !layer->visible || layer->getType() != VellLayerType::Raster)
             continue;
         const QSize size = layer->getHistogramSize();
         const VellGLTexture2D *thumb = layer->getHistogramThumb();

@@ -221,7 +221,7 @@ void VellCanvas::calcVisibleRect()
     makeCurrent();
     if (VellLayerManager *manager = document->getLayerManager()) {
         for (VellLayerBase *base : manager->getLayers()) {
-            if (base && base->getType() == 0)
+            if (base && base->getType() == VellLayerType::Raster)
                 if (auto *layer = qobject_cast<VellLayer *>(base))
                     layer->updateVisibleRect(visibleRect);
         }

@@ -1,6 +1,8 @@
 #ifndef VELLCONTEXT_H
 #define VELLCONTEXT_H
 
+#include "foundation/vellcodes.h"
+
 #include <QImage>
 #include <QObject>
 #include <QString>
@@ -55,11 +57,11 @@ public:
     // Set by the host.
     bool batchFlag = false;
     bool quietFlag = false;
-    // Channel bit masks, bit 1 red, 2 green, 4 blue. editingChannel: the
-    // channels tools may write; displayingChannel: the channels the canvas
-    // shows (anything but 7 makes it run its channel-display pass).
-    int editingChannel = 7;
-    int displayingChannel = 7;
+    // VellChannelBits masks. editingChannel: the channels tools may write;
+    // displayingChannel: the channels the canvas shows (anything but All
+    // makes it run its channel-display pass).
+    int editingChannel = VellChannelBits::All;
+    int displayingChannel = VellChannelBits::All;
 
 signals:
     void canvasChange();

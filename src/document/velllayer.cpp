@@ -73,7 +73,7 @@ std::optional<VellLayer::View> VellLayer::currentView()
 
 VellLayer::VellLayer(const QString &name) : VellLayerBase(name, nullptr)
 {
-    setType(0);
+    setType(VellLayerType::Raster);
 }
 
 VellLayer::~VellLayer()
@@ -266,7 +266,7 @@ void VellLayer::refresh()
 
 bool VellLayer::shouldDropFullTexture(const VellLayerBase *incoming)
 {
-    if (incoming && incoming->getType() == 1)
+    if (incoming && incoming->getType() == VellLayerType::Text)
         return false;
     const VellLayer *raster = qobject_cast<const VellLayer *>(incoming);
     if (!raster)

@@ -8,9 +8,9 @@
 
 namespace {
 
-// Index i holds the mode whose code is i * kBlendModeStep. The English names
+// Index i holds the mode whose code is i * VellBlend::Step. The English names
 // are also the source texts of the translations (context "VellLayerBase").
-const char *const kBlendModeNames[VellLayerBase::kBlendModeCount] = {
+const char *const kBlendModeNames[VellBlend::Count] = {
     QT_TRANSLATE_NOOP("VellLayerBase", "Normal"),
     QT_TRANSLATE_NOOP("VellLayerBase", "Dissolve"),
     QT_TRANSLATE_NOOP("VellLayerBase", "Darken"),
@@ -92,7 +92,7 @@ void VellLayerBase::setPosition(const QPointF &position)
 
 void VellLayerBase::setBlendMode(int code)
 {
-    blendMode = isBlendModeCode(code) ? code : kNormalBlendMode;
+    blendMode = isBlendModeCode(code) ? code : VellBlend::Normal;
 }
 
 void VellLayerBase::setAlpha(float opacity)
@@ -104,7 +104,7 @@ void VellLayerBase::setAlpha(float opacity)
 
 void VellLayerBase::setType(int layerType)
 {
-    type = (layerType == 1) ? 1 : 0;
+    type = layerType == VellLayerType::Text ? VellLayerType::Text : VellLayerType::Raster;
 }
 
 void VellLayerBase::getGLBlendMode(unsigned int &src, unsigned int &dst) const
@@ -185,32 +185,32 @@ bool VellLayerBase::shaderBlendingRule(int blendMode, bool hasLayerMask,
         return true;
     if (!stackIndex)
         return false;
-    return blendMode != kNormalBlendMode && *stackIndex != 0;
+    return blendMode != VellBlend::Normal && *stackIndex != 0;
 }
 
 QMap<int, QString> VellLayerBase::getBlendModeList()
 {
     QMap<int, QString> list;
-    for (int i = 0; i < kBlendModeCount; ++i)
-        list.insert(i * kBlendModeStep, translatedName(i));
+    for (int i = 0; i < VellBlend::Count; ++i)
+        list.insert(i * VellBlend::Step, translatedName(i));
     return list;
 }
 
 bool VellLayerBase::isBlendModeCode(int code)
 {
-    return code >= 0 && code % kBlendModeStep == 0 && code / kBlendModeStep < kBlendModeCount;
+    return code >= 0 && code % VellBlend::Step == 0 && code / VellBlend::Step < VellBlend::Count;
 }
 
 QString VellLayerBase::getBlendModeName(int code)
 {
-    return isBlendModeCode(code) ? translatedName(code / kBlendModeStep) : QString();
+    return isBlendModeCode(code) ? translatedName(code / VellBlend::Step) : QString();
 }
 
 int VellLayerBase::getBlendModeCode(const QString &name)
 {
-    for (int i = 0; i < kBlendModeCount; ++i)
+    for (int i = 0; i < VellBlend::Count; ++i)
         if (translatedName(i) == name)
-            return i * kBlendModeStep;
+            return i * VellBlend::Step;
     return -1;
 }
 
@@ -219,8 +219,8 @@ int VellLayerBase::blendModeFromUserName(const QString &name)
     const QString key = userKey(name);
     if (key.isEmpty())
         return -1;
-    for (int i = 0; i < kBlendModeCount; ++i)
+    for (int i = 0; i < VellBlend::Count; ++i)
         if (userKey(QLatin1String(kBlendModeNames[i])) == key)
-            return i * kBlendModeStep;
+            return i * VellBlend::Step;
     return -1;
 }

@@ -1,6 +1,8 @@
 #ifndef VELLLAYERBASE_H
 #define VELLLAYERBASE_H
 
+#include "foundation/vellcodes.h"
+
 #include <QMap>
 #include <QObject>
 #include <QPointF>
@@ -22,9 +24,10 @@ class VellPictureHost;
 // operations through which canvas, history and tools reach a layer's pixels
 // without knowing its kind; the base versions do nothing and own nothing.
 //
-// Also owns the table of blend modes. Their codes (0 to 240 in steps of 10)
-// are stored in layers, streamed in documents and handed unchanged to the
-// blending shader as its `mode` uniform, so they never change.
+// Also owns the table of blend modes' names. Their codes (VellBlend, in
+// foundation/vellcodes.h) are stored in layers, streamed in documents and
+// handed unchanged to the blending shader as its `mode` uniform, so they
+// never change.
 //
 // GUI thread only, like the documents that hold layers.
 class VellLayerBase : public QObject
@@ -32,10 +35,6 @@ class VellLayerBase : public QObject
     Q_OBJECT
 
 public:
-    static constexpr int kNormalBlendMode = 0;
-    static constexpr int kBlendModeStep = 10;
-    static constexpr int kBlendModeCount = 25;
-
     // Where a layer stands in the current document: no value when there is no
     // current document, otherwise the layer's index in that document's layer
     // list (0 is the bottom, -1 means not in the list). The document model sits
@@ -68,7 +67,7 @@ public:
     bool isSelected() const { return selected; }
     void setSelected(bool isSelected) { selected = isSelected; }
 
-    // 0 raster, 1 text; anything else is stored as 0.
+    // A VellLayerType code; anything else is stored as Raster.
     int getType() const { return type; }
     void setType(int layerType);
 
@@ -152,10 +151,10 @@ signals:
 private:
     QString layerName;
     double posX = 0.0, posY = 0.0;   // whole pixels, see setPosition
-    int blendMode = kNormalBlendMode;
+    int blendMode = VellBlend::Normal;
     float alpha = 1.0f;
     bool selected = false;           // set on the active layer by the layer manager
-    int type = 0;
+    int type = VellLayerType::Raster;
     int permanentIndex = -1;         // given by the layer manager when the layer is added
     double centerX = 0.0, centerY = 0.0;
     float rotationAngle = 0.0f;

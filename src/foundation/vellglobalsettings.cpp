@@ -198,7 +198,7 @@ void VellGlobalSettings::setDefault()
     histogramRealtimeUpdate = true;
 
     // The driver's figure is compared unsigned: an unknown figure (-1) reads
-    // as 0xFFFFFFFF, i.e. plenty of memory.
+    // as the largest unsigned value, i.e. plenty of memory.
     const unsigned int freeKb = static_cast<unsigned int>(gpuMemoryFigure());
     if (freeKb > 2097152u) {
         imageLimitX = imageLimitY = 20000;

@@ -14,7 +14,6 @@ namespace {
 const GLenum kNvxTotalMemory = 0x9048;       // GL_GPU_MEMORY_INFO_TOTAL_AVAILABLE_MEMORY_NVX
 const GLenum kNvxAvailableMemory = 0x9049;   // GL_GPU_MEMORY_INFO_CURRENT_AVAILABLE_VIDMEM_NVX
 const GLenum kAtiTextureFreeMemory = 0x87FC; // GL_TEXTURE_FREE_MEMORY_ATI
-const unsigned int kUnknownMemory = 0xFFFFFFFFu;
 
 VellGpuManager::MemoryFigure &memoryOverride()
 {
@@ -35,7 +34,7 @@ QString glString(GLenum name)
 unsigned int queryMemory(GLenum name)
 {
     if (!QOpenGLContext::currentContext())
-        return kUnknownMemory;
+        return VellGpuManager::kUnknownMemory;
     GLint values[4] = {-1, -1, -1, -1};
     glGetIntegerv(name, values);
     for (int i = 0; i < 8 && glGetError() != GL_NO_ERROR; ++i) {

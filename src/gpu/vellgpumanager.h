@@ -20,6 +20,10 @@ class VellGpuManager : public QObject
     Q_OBJECT
 
 public:
+    // The memory figure when the driver offers none: -1 as a signed figure.
+    // Callers compare figures unsigned, so "unknown" reads as plenty.
+    static constexpr unsigned int kUnknownMemory = 0xFFFFFFFFu;
+
     // Creates the manager on first call. If no GL context could be found or
     // made then, a later call made with a context current queries again.
     static VellGpuManager *getInstance();
@@ -31,10 +35,10 @@ public:
     void init();
 
     // Free video memory in kilobytes (NVX on NVIDIA, ATI on AMD/ATI), or
-    // 0xFFFFFFFF (-1) when the vendor offers no query or no context is
-    // current. Callers compare it unsigned, so "unknown" reads as plenty.
+    // kUnknownMemory when the vendor offers no query or no context is
+    // current.
     unsigned int getAvailableMemory() const;
-    // Total video memory in kilobytes on NVIDIA, 0xFFFFFFFF otherwise.
+    // Total video memory in kilobytes on NVIDIA, kUnknownMemory otherwise.
     unsigned int getTotalMemory() const;
 
     // The number of a GL or GLSL version text: the part before the first

@@ -16,8 +16,8 @@ foreach(src IN LISTS shader_sources)
     set(out ${out_dir}/shaders/${name}_)
     add_custom_command(OUTPUT ${out}
         COMMAND ${CMAKE_COMMAND} -E make_directory ${out_dir}/shaders
-        COMMAND vell-encipher ${key_file} ${src} ${out}
-        DEPENDS vell-encipher ${key_file} ${src}
+        COMMAND vell-encipher --glsl-codes ${key_file} ${src} ${out}
+        DEPENDS vell-encipher ${key_file} ${src} ${PROJECT_SOURCE_DIR}/src/foundation/vellcodes.h
         COMMENT "Enciphering ${name}" VERBATIM)
     list(APPEND generated ${out})
     string(APPEND qrc_entries "    <file alias=\"${name}_\">${out}</file>\n")

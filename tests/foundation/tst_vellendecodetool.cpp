@@ -1,3 +1,4 @@
+#include "foundation/vellcodes.h"
 #include "foundation/vellendecodetool.h"
 
 #include <QDir>
@@ -133,11 +134,21 @@ void TestVellEnDecodeTool::compiledIn()
     QVERIFY(!Tool::readKeyFile(QStringLiteral(":/Resources/no-such-key"), key) && key.isEmpty());
 
     QVERIFY(Tool::loadShaderSource(QStringLiteral(":/Resources/no-such-shader.glsl_")).isEmpty());
+    // Each shader comes back as written, with one #define per named code
+    // after its #version line.
     const QDir dir(QStringLiteral(VELL_SOURCE_DIR "/src/resources/shaders"));
-    for (const QString &name : dir.entryList({QStringLiteral("*.glsl")}, QDir::Files)) {
+    const QStringList shaders = dir.entryList({QStringLiteral("*.glsl")}, QDir::Files);
+    QVERIFY(!shaders.isEmpty());
+    for (const QString &name : shaders) {
         QFile source(dir.filePath(name));
-        QVERIFY2(source.open(QIODevice::ReadOnly) && Tool::loadShaderSource(":/Resources/" + name + '_')
-                     == QString::fromLatin1(source.readAll()), qPrintable(name));
+        QVERIFY2(source.open(QIODevice::ReadOnly), qPrintable(name));
+        QStringList written = QString::fromLatin1(source.readAll()).split(QLatin1Char('\n'));
+        QStringList loaded = Tool::loadShaderSource(":/Resources/" + name + '_').split(QLatin1Char('\n'));
+        QVERIFY2(loaded.size() > 1, qPrintable(name));
+        QCOMPARE(loaded.first(), written.first());
+        for (const VellGlslCode &code : kVellGlslCodes)
+            QCOMPARE(loaded.takeAt(1), QStringLiteral("#define %1 %2").arg(QLatin1String(code.name)).arg(code.value));
+        QCOMPARE(loaded, written);
     }
 }
 
@@ -153,6 +164,9 @@ void TestVellEnDecodeTool::tool()
     QCOMPARE(run({}), 2);
     QCOMPARE(run({"/nonexistent/file", in.fileName(), out.fileName()}), 1);
     QCOMPARE(run({kKeyFile, "/nonexistent/file", out.fileName()}), 1);
+    QVERIFY(!out.exists());
+
+    QCOMPARE(run({"--glsl-codes", kKeyFile, in.fileName(), out.fileName()}), 1);   // no #version
     QVERIFY(!out.exists());
 
     QString key;

@@ -19,12 +19,8 @@
 // (Color Dodge and Burn), so CPU and GPU take the same branch although their
 // float rounding differs.
 //
-// Mode codes: 0 Normal, 10 Dissolve, 20 Darken, 30 Multiply, 40 Color Burn,
-// 50 Linear Burn, 60 Darker Color, 70 Lighten, 80 Screen, 90 Color Dodge,
-// 100 Linear Dodge, 110 Lighter Color, 120 Overlay, 130 Soft Light,
-// 140 Hard Light, 150 Vivid Light, 160 Linear Light, 170 Pin Light,
-// 180 Hard Mix, 190 Difference, 200 Exclusion, 210 Hue, 220 Saturation,
-// 230 Color, 240 Luminosity; any other code composites as Normal.
+// Mode codes are the VELL_BLEND_* names, defined after the #version line
+// when the shader is built; any other code composites as Normal.
 //
 // Float arithmetic only: GLSL 1.10 has no integer operations, so the noise
 // is built from products, sums and an exact mod() on whole numbers below
@@ -207,51 +203,51 @@ vec3 setSat(vec3 c, float s)
 
 vec3 blendTerm(vec3 cb, vec3 cs)
 {
-    if (mode == 20)
+    if (mode == VELL_BLEND_DARKEN)
         return min(cb, cs);
-    if (mode == 30)
+    if (mode == VELL_BLEND_MULTIPLY)
         return cb * cs;
-    if (mode == 40)
+    if (mode == VELL_BLEND_COLOR_BURN)
         return vec3(colorBurn(cb.r, cs.r), colorBurn(cb.g, cs.g), colorBurn(cb.b, cs.b));
-    if (mode == 50)
+    if (mode == VELL_BLEND_LINEAR_BURN)
         return max(vec3(0.0), cb + cs - vec3(1.0));
-    if (mode == 60)
+    if (mode == VELL_BLEND_DARKER_COLOR)
         return lumLevels(cs) < lumLevels(cb) ? cs : cb;
-    if (mode == 70)
+    if (mode == VELL_BLEND_LIGHTEN)
         return max(cb, cs);
-    if (mode == 80)
+    if (mode == VELL_BLEND_SCREEN)
         return vec3(screen(cb.r, cs.r), screen(cb.g, cs.g), screen(cb.b, cs.b));
-    if (mode == 90)
+    if (mode == VELL_BLEND_COLOR_DODGE)
         return vec3(colorDodge(cb.r, cs.r), colorDodge(cb.g, cs.g), colorDodge(cb.b, cs.b));
-    if (mode == 100)
+    if (mode == VELL_BLEND_LINEAR_DODGE)
         return min(vec3(1.0), cb + cs);
-    if (mode == 110)
+    if (mode == VELL_BLEND_LIGHTER_COLOR)
         return lumLevels(cs) > lumLevels(cb) ? cs : cb;
-    if (mode == 120)
+    if (mode == VELL_BLEND_OVERLAY)
         return vec3(hardLight(cs.r, cb.r), hardLight(cs.g, cb.g), hardLight(cs.b, cb.b));
-    if (mode == 130)
+    if (mode == VELL_BLEND_SOFT_LIGHT)
         return vec3(softLight(cb.r, cs.r), softLight(cb.g, cs.g), softLight(cb.b, cs.b));
-    if (mode == 140)
+    if (mode == VELL_BLEND_HARD_LIGHT)
         return vec3(hardLight(cb.r, cs.r), hardLight(cb.g, cs.g), hardLight(cb.b, cs.b));
-    if (mode == 150)
+    if (mode == VELL_BLEND_VIVID_LIGHT)
         return vec3(vividLight(cb.r, cs.r), vividLight(cb.g, cs.g), vividLight(cb.b, cs.b));
-    if (mode == 160)
+    if (mode == VELL_BLEND_LINEAR_LIGHT)
         return clamp(cb + 2.0 * cs - vec3(1.0), 0.0, 1.0);
-    if (mode == 170)
+    if (mode == VELL_BLEND_PIN_LIGHT)
         return vec3(pinLight(cb.r, cs.r), pinLight(cb.g, cs.g), pinLight(cb.b, cs.b));
-    if (mode == 180)
+    if (mode == VELL_BLEND_HARD_MIX)
         return vec3(hardMix(cb.r, cs.r), hardMix(cb.g, cs.g), hardMix(cb.b, cs.b));
-    if (mode == 190)
+    if (mode == VELL_BLEND_DIFFERENCE)
         return abs(cb - cs);
-    if (mode == 200)
+    if (mode == VELL_BLEND_EXCLUSION)
         return cb + cs - 2.0 * cb * cs;
-    if (mode == 210)
+    if (mode == VELL_BLEND_HUE)
         return setLum(setSat(cs, sat(cb)), lum(cb));
-    if (mode == 220)
+    if (mode == VELL_BLEND_SATURATION)
         return setLum(setSat(cb, sat(cs)), lum(cb));
-    if (mode == 230)
+    if (mode == VELL_BLEND_COLOR)
         return setLum(cs, lum(cb));
-    if (mode == 240)
+    if (mode == VELL_BLEND_LUMINOSITY)
         return setLum(cb, lum(cs));
     return cs;   // Normal, Dissolve and unknown codes
 }
@@ -266,7 +262,7 @@ void main()
     // NaN fails both comparisons and counts as 0, as on the CPU.
     float o = opacity > 0.0 ? (opacity < 1.0 ? opacity : 1.0) : 0.0;
     float sa = src.a * o * m;
-    if (mode == 10) {
+    if (mode == VELL_BLEND_DISSOLVE) {
         vec2 doc = floor(docOrigin + floor(gl_FragCoord.xy) * docScale);
         float n = dissolveNoise(doc);
         sa = 2.0 * level(sa) * NOISE_COUNT > (2.0 * n + 1.0) * 255.0 ? 1.0 : 0.0;

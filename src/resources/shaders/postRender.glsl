@@ -2,18 +2,17 @@
 // The canvas's last pass over the composited image: channel display and the
 // mask overlay. Colours are straight (unpremultiplied).
 //
-// displayingChannel holds the channels to show as bits, 1 red, 2 green,
-// 4 blue:
-//   one channel (1, 2, 4): that channel as a grey image, as an editor's
-//     channel view shows it (a grey value is easier to judge than a red one);
-//   two channels (3, 5, 6): those channels in their own colours, the third
-//     zeroed;
+// displayingChannel holds the channels to show as bits (VELL_CHANNEL_RED,
+// _GREEN, _BLUE):
+//   one channel: that channel as a grey image, as an editor's channel view
+//     shows it (a grey value is easier to judge than a red one);
+//   two channels: those channels in their own colours, the third zeroed;
 //   none (0): black;
-//   all three (7): the mask overlay below.
-// Alpha is kept in every case but the overlay. A code outside 0..7 shows the
-// image unchanged.
+//   all three (VELL_CHANNEL_ALL): the mask overlay below.
+// Alpha is kept in every case but the overlay. A code outside 0 ..
+// VELL_CHANNEL_ALL shows the image unchanged.
 //
-// The overlay (7) marks what the layer mask hides with a red rubylith: red
+// The overlay marks what the layer mask hides with a red rubylith: red
 // (1, 0, 0) of strength 0.5 x (1 - mask) composited "over" the image, so
 // fully masked parts are tinted half red, unmasked parts stay as they are,
 // and masked parts of transparent areas are marked too (the result's alpha
@@ -31,7 +30,7 @@ const float RUBYLITH_STRENGTH = 0.5;
 void main()
 {
     vec4 c = texture2D(srcTex, gl_TexCoord[0].st);
-    if (displayingChannel == 7) {
+    if (displayingChannel == VELL_CHANNEL_ALL) {
         float m = clamp(texture2D(layerMaskTex, gl_TexCoord[1].st).r, 0.0, 1.0);
         float k = RUBYLITH_STRENGTH * (1.0 - m);
         float ao = k + c.a * (1.0 - k);
@@ -39,15 +38,16 @@ void main()
         gl_FragColor = vec4(co, ao);
         return;
     }
-    if (displayingChannel < 0 || displayingChannel > 7) {
+    if (displayingChannel < 0 || displayingChannel > VELL_CHANNEL_ALL) {
         gl_FragColor = c;
         return;
     }
-    // Whole numbers below 8: halving and floor are exact.
+    // Whole numbers up to VELL_CHANNEL_ALL: division by a power of two and
+    // floor are exact.
     float code = float(displayingChannel);
-    float b = floor(code / 4.0);
-    float g = floor(code / 2.0) - 2.0 * b;
-    float r = code - 2.0 * floor(code / 2.0);
+    float b = floor(code / float(VELL_CHANNEL_BLUE));
+    float g = floor(code / float(VELL_CHANNEL_GREEN)) - 2.0 * b;
+    float r = code - float(VELL_CHANNEL_GREEN) * floor(code / float(VELL_CHANNEL_GREEN));
     vec3 on = vec3(r, g, b);
     if (r + g + b == 1.0)
         gl_FragColor = vec4(vec3(dot(c.rgb, on)), c.a);
