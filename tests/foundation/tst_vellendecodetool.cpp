@@ -129,9 +129,11 @@ void TestVellEnDecodeTool::compiledIn()
 {
     QFile file(kKeyFile);
     QString key = QStringLiteral("stale");
-    QVERIFY(file.open(QIODevice::ReadOnly) && Tool::VellGetMM(key));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(Tool::VellGetMM(key));
     QCOMPARE(key, QString::fromLatin1(file.readAll()));
-    QVERIFY(!Tool::readKeyFile(QStringLiteral(":/Resources/no-such-key"), key) && key.isEmpty());
+    QVERIFY(!Tool::readKeyFile(QStringLiteral(":/Resources/no-such-key"), key));
+    QVERIFY(key.isEmpty());
 
     QVERIFY(Tool::loadShaderSource(QStringLiteral(":/Resources/no-such-shader.glsl_")).isEmpty());
     // Each shader comes back as written, with one #define per named code
@@ -158,7 +160,10 @@ void TestVellEnDecodeTool::tool()
     QTemporaryDir tmp;
     const QByteArray plain("\0\xff\x08 any bytes at all\n", 21);
     QFile in(tmp.filePath("in")), out(tmp.filePath("out"));
-    QVERIFY(tmp.isValid() && in.open(QIODevice::WriteOnly) && in.write(plain) == plain.size() && in.flush());
+    QVERIFY(tmp.isValid());
+    QVERIFY(in.open(QIODevice::WriteOnly));
+    QCOMPARE(in.write(plain), qint64(plain.size()));
+    QVERIFY(in.flush());
     const QString tool = QStringLiteral(VELL_BINARY_DIR "/buildtools/vell-encipher");
     auto run = [&](const QStringList &args) { return QProcess::execute(tool, args); };
     QCOMPARE(run({}), 2);
@@ -171,7 +176,8 @@ void TestVellEnDecodeTool::tool()
 
     QString key;
     QCOMPARE(run({kKeyFile, in.fileName(), out.fileName()}), 0);
-    QVERIFY(out.open(QIODevice::ReadOnly) && Tool::readKeyFile(kKeyFile, key));
+    QVERIFY(out.open(QIODevice::ReadOnly));
+    QVERIFY(Tool::readKeyFile(kKeyFile, key));
     QCOMPARE(crypt(out.readAll(), key, true).toHex(), plain.toHex());
 }
 

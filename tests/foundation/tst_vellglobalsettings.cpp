@@ -106,7 +106,8 @@ private slots:
         QFile lastRun(VellGlobalSettings::lastRunFileName());
         QVERIFY(lastRun.open(QIODevice::ReadOnly));
         const QByteArray text = lastRun.readAll();
-        QVERIFY2(text.contains("Foreground=#ff6600") && text.contains("Background=#55ffff"), text.data());
+        QVERIFY2(text.contains("Foreground=#ff6600"), text.data());
+        QVERIFY2(text.contains("Background=#55ffff"), text.data());
     }
 
     void survivesRestart()
@@ -176,8 +177,10 @@ private slots:
         QCOMPARE((QVector<int>{ s.imageLimitX, s.imageLimitY, s.imageLimitPixel, s.histogramSampleCount,
                                 s.damping, s.loadingVersion, s.currentVersion }),
                  (QVector<int>{ limit, limit, pixel, 10240, 0, 0, 20111231 }));
-        QVERIFY(s.histogramRealtimeUpdate && !s.zoomAnimation);
-        QVERIFY(s.recentFiles.isEmpty() && !s.foreground.isValid());
+        QVERIFY(s.histogramRealtimeUpdate);
+        QVERIFY(!s.zoomAnimation);
+        QVERIFY(s.recentFiles.isEmpty());
+        QVERIFY(!s.foreground.isValid());
     }
 };
 

@@ -39,7 +39,8 @@ class TestVellMemory : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(dir.isValid() && QDir::setCurrent(dir.path()));
+        QVERIFY(dir.isValid());
+        QVERIFY(QDir::setCurrent(dir.path()));
         VellRecovery::setClearHistory([this] { ++historyClears; });
         VellRecovery::setDropInactiveTextures([this] { ++textureDrops; });
         VellMessageBox::setPresenter(
@@ -74,7 +75,8 @@ private slots:
         QSignalSpy spy(&memory, &VellMemory::memoryNotEnough);
         unsigned char *a = memory.alloc(first);
         unsigned char *b = memory.alloc(second);
-        QVERIFY(a && b);   // over the budget still allocates
+        QVERIFY(a);   // over the budget still allocates
+        QVERIFY(b);
         QCOMPARE(memory.getUsed(), first + second);
         QCOMPARE(memory.getRecordCount(), 2);
         QCOMPARE(spy.count(), excess ? 1 : 0);
@@ -82,7 +84,8 @@ private slots:
         const QByteArray expected = QString("Memory Allocation: Size(%1), Used(%2), Remain(%3)\n").arg(second)
                                         .arg(first + second).arg(limit - first - second).toLatin1();
         QVERIFY2(consoleLog().contains(expected), expected.constData());
-        QVERIFY(memory.release(a) && memory.release(b));
+        QVERIFY(memory.release(a));
+        QVERIFY(memory.release(b));
         QCOMPARE(memory.getUsed(), 0);
         QCOMPARE(memory.getRecordCount(), 0);
     }
@@ -149,9 +152,11 @@ private slots:
         QCOMPARE(memory.getUsed(), succeeds ? 4096 : 0);
         QCOMPARE(memory.getRecordCount(), succeeds ? 1 : 0);
         QCOMPARE(messages.size(), succeeds ? 0 : 1);
-        if (!succeeds)
-            QVERIFY(messages[0].kind == VellMessageBox::Information && messages[0].title == "Error"
-                    && messages[0].text == "Out of Memory!");
+        if (!succeeds) {
+            QCOMPARE(messages[0].kind, VellMessageBox::Information);
+            QCOMPARE(messages[0].title, QStringLiteral("Error"));
+            QCOMPARE(messages[0].text, QStringLiteral("Out of Memory!"));
+        }
         memory.release(p);
     }
 
@@ -182,7 +187,10 @@ private slots:
     void probeReadsThisMachine()
     {
         const VellSystemResources r = VellMemory::probeSystem();
-        QVERIFY(r.diskKnown && r.memoryKnown && r.freeMemory > 0 && r.freeDisk > 0);
+        QVERIFY(r.diskKnown);
+        QVERIFY(r.memoryKnown);
+        QVERIFY(r.freeMemory > 0);
+        QVERIFY(r.freeDisk > 0);
     }
 
     // A small budget, so threads also cross it and emit from worker threads.
