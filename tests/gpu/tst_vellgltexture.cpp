@@ -133,7 +133,8 @@ void TestVellGLTexture::images()
     QCOMPARE(VellGLTexture2D(argb.convertToFormat(QImage::Format_RGB888), GL_BGRA, false).toQImage(),
              argb.convertToFormat(QImage::Format_RGB32).convertToFormat(QImage::Format_ARGB32));
     VellGLTexture2D none{QImage(), GL_BGRA, false};
-    QVERIFY(none.failed() && none.toQImage().isNull());
+    QVERIFY(none.failed());
+    QVERIFY(none.toQImage().isNull());
 }
 
 void TestVellGLTexture::equalityAndChangeHandle()
@@ -141,13 +142,18 @@ void TestVellGLTexture::equalityAndChangeHandle()
     const QByteArray pixels = VellGLTestContext::patternBytes(4 * 2 * 4, 7);
     VellGLTexture2D a(4, 2, GL_BGRA, false), b(4, 2, words(pixels), 0x8058u, true);
     VellGLTexture2D wider(5, 2, GL_BGRA, false);
-    QVERIFY(a == b && a != wider && a != VellGLTexture2D(4, 2, GL_RGBA16, false));
+    QVERIFY(a == b);
+    QVERIFY(a != wider);
+    QVERIFY(a != VellGLTexture2D(4, 2, GL_RGBA16, false));
 
     const GLuint widerId = wider.getId(), aId = a.getId(), bId = b.getId();
     wider.ChangeHandle(&b);
-    QVERIFY(wider.getId() == widerId && b.getId() == bId);
+    QCOMPARE(wider.getId(), widerId);
+    QCOMPARE(b.getId(), bId);
     a.ChangeHandle(&b);
-    QVERIFY(a.getId() == bId && b.getId() == 0u && !glIsTexture(aId));   // one owner per name
+    QCOMPARE(a.getId(), bId);   // one owner per name
+    QCOMPARE(b.getId(), 0u);
+    QVERIFY(!glIsTexture(aId));
     QCOMPARE(written(a), pixels);
 }
 
@@ -204,7 +210,8 @@ void TestVellGLTexture::framebufferPass()
     glClear(GL_COLOR_BUFFER_BIT);
     fbo.end();
 
-    QVERIFY(glInt(GL_ATTRIB_STACK_DEPTH) == stackBefore && glInt(GL_FRAMEBUFFER_BINDING_EXT) == 0);
+    QCOMPARE(glInt(GL_ATTRIB_STACK_DEPTH), stackBefore);
+    QCOMPARE(glInt(GL_FRAMEBUFFER_BINDING_EXT), 0);
     QCOMPARE(viewport(), QRect(1, 2, 30, 40));
     f.glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, fbo.getHandle());
     const GLenum status = f.glCheckFramebufferStatusEXT(GL_FRAMEBUFFER_EXT);
@@ -228,7 +235,8 @@ void TestVellGLTexture::pixelBufferRoundTrip()
     memcpy(mapped, swapRedBlue(edited, 1).constData(), 80);
     pbo.unlock();
     pbo.unpackPboToTexture();
-    QVERIFY(glInt(GL_PIXEL_PACK_BUFFER_BINDING) == 0 && glInt(GL_PIXEL_UNPACK_BUFFER_BINDING) == 0);
+    QCOMPARE(glInt(GL_PIXEL_PACK_BUFFER_BINDING), 0);
+    QCOMPARE(glInt(GL_PIXEL_UNPACK_BUFFER_BINDING), 0);
     QCOMPARE(written(texture), edited);
 }
 
@@ -256,7 +264,8 @@ void TestVellGLTexture::outOfMemory()
     });
     QCOMPARE(QCoreApplication::exec(), gaveUp ? 0 : 3);
     QCOMPARE(m_probes, 1);   // the machine's memory is checked before allocating
-    QVERIFY(m_clears == (failures > 0 ? 1 : 0) && m_drops == m_clears);
+    QCOMPARE(m_clears, failures > 0 ? 1 : 0);
+    QCOMPARE(m_drops, m_clears);
     QCOMPARE(out, gaveUp ? QByteArray("failed") : pixels);
     QCOMPARE(m_shown, gaveUp ? QStringList{"about Error: Out of memory!"} : QStringList());
 }

@@ -29,9 +29,13 @@ void TestVellGpuManager::extensionTable()
 {
     GLExtensionFunctions &f = getGLExtensionFunctions();
     QVERIFY(!f.resolve(nullptr));
-    QVERIFY(!f.glslSupported() && !f.fboSupported() && !f.openGL15Supported());
+    QVERIFY(!f.glslSupported());
+    QVERIFY(!f.fboSupported());
+    QVERIFY(!f.openGL15Supported());
     QVERIFY(f.resolve(gl.glWidget()->context()));
-    QVERIFY(f.glslSupported() && f.fboSupported() && f.openGL15Supported());
+    QVERIFY(f.glslSupported());
+    QVERIFY(f.fboSupported());
+    QVERIFY(f.openGL15Supported());
 
     // Shifted or swapped slots would still be non-null: call one per group, watch its effect.
     GLint unit = 0;
@@ -80,10 +84,14 @@ void TestVellGpuManager::driver()
     VellGpuManager *m = VellGpuManager::getInstance();
     GLint maxSize = 0;
     glGetIntegerv(GL_MAX_TEXTURE_SIZE, &maxSize);
-    QVERIFY(m->isInitialized() && !m->vendor.isEmpty() && !m->renderer.isEmpty());
+    QVERIFY(m->isInitialized());
+    QVERIFY(!m->vendor.isEmpty());
+    QVERIFY(!m->renderer.isEmpty());
     QCOMPARE(m->version, QString(reinterpret_cast<const char *>(glGetString(GL_VERSION))).toLower());
-    QVERIFY(m->versionNumber >= 2.0f && m->glslVersionNumber >= 1.1f);
-    QVERIFY(m->maxTextureWidth == maxSize && m->maxTextureHeight == maxSize);
+    QVERIFY(m->versionNumber >= 2.0f);
+    QVERIFY(m->glslVersionNumber >= 1.1f);
+    QCOMPARE(m->maxTextureWidth, maxSize);
+    QCOMPARE(m->maxTextureHeight, maxSize);
 
     const QString real = m->vendor;
     gl.glWidget()->doneCurrent();
@@ -92,7 +100,8 @@ void TestVellGpuManager::driver()
     m->init();
     QVERIFY(!QOpenGLContext::currentContext());
     gl.makeCurrent();
-    QVERIFY(m->vendor == real && m->maxTextureWidth == maxSize);
+    QCOMPARE(m->vendor, real);
+    QCOMPARE(m->maxTextureWidth, maxSize);
     for (const char *vendor : {"Intel Corporation", "NVIDIA Corporation"}) {
         m->vendor = vendor;
         QCOMPARE(m->getAvailableMemory(), 0xFFFFFFFFu);
