@@ -38,7 +38,8 @@ static void expectRefused(const QByteArray &bytes, QDataStream::Status status)
     AllocationCounter allocations;
     QDataStream in(bytes);
     in >> &readBack;
-    QVERIFY(!readBack && !allocations.count);
+    QVERIFY(!readBack);
+    QCOMPARE(allocations.count, 0);
     QCOMPARE(in.status(), status);
 }
 
@@ -79,7 +80,10 @@ void TestVellChannel::channel()
     if (padded < 0) {
         AllocationCounter allocations;
         const VellChannel channel(width, height);
-        QVERIFY(channel.isNull() && !channel.getWidth() && !channel.getHeight() && !allocations.count);
+        QVERIFY(channel.isNull());
+        QCOMPARE(channel.getWidth(), 0);
+        QCOMPARE(channel.getHeight(), 0);
+        QCOMPARE(allocations.count, 0);
         return expectRefused(header + QByteArray(64, 'x'), QDataStream::ReadCorruptData);
     }
     {
@@ -104,7 +108,9 @@ void TestVellChannel::channel()
         VellChannel *readBack = nullptr;
         in >> &readBack;
         std::unique_ptr<VellChannel> owner(readBack);
-        QVERIFY(readBack && in.status() == QDataStream::Ok && in.atEnd());   // took exactly its bytes
+        QVERIFY(readBack);
+        QCOMPARE(in.status(), QDataStream::Ok);
+        QVERIFY(in.atEnd());   // took exactly its bytes
         QCOMPARE(QSize(readBack->getWidth(), readBack->getHeight()), QSize(width, height));
         QCOMPARE(bytesOf(*readBack), inverted);
 

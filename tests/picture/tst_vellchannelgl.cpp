@@ -46,7 +46,9 @@ void TestVellChannelGL::upload()
     glPixelStorei(GL_UNPACK_ALIGNMENT, 2);
     VellChannel channel(width, height);
     const VellGLTextureLuminance *texture = channel.getEntireTexture();
-    QVERIFY(texture && texture->getWidth() == width && texture->getHeight() == height);
+    QVERIFY(texture);
+    QCOMPARE(texture->getWidth(), width);
+    QCOMPARE(texture->getHeight(), height);
     auto texels = [&] {   // read without the channel's code; update() replaces the texture
         return VellGLTestContext::readTexture(channel.getEntireTexture()->getId(), width, height,
                                               GL_LUMINANCE, GL_UNSIGNED_BYTE, 1);
@@ -73,7 +75,8 @@ void TestVellChannelGL::upload()
     GLint alignment = 0, rowLength = -1;
     glGetIntegerv(GL_UNPACK_ALIGNMENT, &alignment);
     glGetIntegerv(GL_UNPACK_ROW_LENGTH, &rowLength);
-    QVERIFY(alignment == 2 && rowLength == 0);
+    QCOMPARE(alignment, 2);
+    QCOMPARE(rowLength, 0);
     QCOMPARE(VellGLTestContext::takeErrors(), QVector<GLenum>());
 }
 

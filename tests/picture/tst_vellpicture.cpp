@@ -58,7 +58,8 @@ private slots:
         draw(picture, drawn);
         picture.updateTexture();
         const QImage image = picture.toQImage();   // syncs
-        QVERIFY(picture.getLastestModified() == 0 && bytes(picture) == drawn);
+        QCOMPARE(picture.getLastestModified(), 0);
+        QCOMPARE(bytes(picture), drawn);
         QCOMPARE(QByteArray(reinterpret_cast<const char *>(image.constBits()), count), drawn);
 
         draw(picture, first);   // the stream must sync first
@@ -71,7 +72,8 @@ private slots:
         QDataStream in(stream);
         in >> &read;
         std::unique_ptr<VellPicture> owner(read);
-        QVERIFY(read && read->getWidth() == unsigned(size.width()));
+        QVERIFY(read);
+        QCOMPARE(read->getWidth(), unsigned(size.width()));
         QCOMPARE(texels(*read), first);
     }
 
@@ -101,7 +103,8 @@ private slots:
         VellPicture *read = stale.get();   // must be overwritten
         AllocationCounter allocations;
         in >> &read;
-        QVERIFY(!read && in.status() != QDataStream::Ok);
+        QVERIFY(!read);
+        QVERIFY(in.status() != QDataStream::Ok);
         if (!sequential)
             QCOMPARE(allocations.count, 0);   // refused before allocating
     }
@@ -117,7 +120,8 @@ private slots:
         QVERIFY(!std::unique_ptr<VellPicture>(reader.ReadPicture(dir.filePath("p.png"))));   // no current document
         VellPictureReader::setDocumentProbe([] { return VellPictureReader::Document(); });
         std::unique_ptr<VellPicture> picture(reader.ReadPicture(dir.filePath("p.png")));
-        QVERIFY(picture && picture->getTexture());
+        QVERIFY(picture);
+        QVERIFY(picture->getTexture());
         QCOMPARE(texels(*picture), QByteArray("\x03\x02\x01\x04\x09\x00\xfa\x80", 8));   // B, G, R, A
     }
 };

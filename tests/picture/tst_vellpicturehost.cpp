@@ -105,7 +105,8 @@ void TestVellPictureHost::host()
         walk(host.getData(), hostRect(host), pixelWidth, pattern(5), true);
         const QByteArray pixels = bytesOf(host);
         VellPictureHost copy(&host);
-        QVERIFY(copy.getData() != host.getData() && VellMemory::getInstance()->getUsed() == used + 2 * size);
+        QVERIFY(copy.getData() != host.getData());
+        QCOMPARE(VellMemory::getInstance()->getUsed(), used + 2 * size);
 
         QByteArray bytes;
         QDataStream out(&bytes, QIODevice::WriteOnly);
@@ -119,28 +120,37 @@ void TestVellPictureHost::host()
             quint32 marker = 0;
             *in >> &back >> marker;
             readBack[in == &piped].reset(back);
-            QVERIFY(in->status() == QDataStream::Ok && back && marker == 0xCAFEBABEu);   // took its own bytes
+            QCOMPARE(in->status(), QDataStream::Ok);
+            QVERIFY(back);
+            QCOMPARE(marker, 0xCAFEBABEu);   // took its own bytes
         }
         for (const VellPictureHost *h : {&host, &copy, readBack[0].get(), readBack[1].get()}) {
-            QVERIFY(!h->isNull() && h->getBlocksAcross() == 1 && h->getPixelWidth() == unsigned(pixelWidth));
-            QVERIFY(hostRect(*h) == QRect(0, 0, width, height) && h->getByteCount() == size);
+            QVERIFY(!h->isNull());
+            QCOMPARE(h->getBlocksAcross(), 1u);
+            QCOMPARE(h->getPixelWidth(), unsigned(pixelWidth));
+            QCOMPARE(hostRect(*h), QRect(0, 0, width, height));
+            QCOMPARE(h->getByteCount(), qint64(size));
             QCOMPARE(bytesOf(*h), pixels);
             const int bands = (width == 0 || height == 0) ? 0 : (height + kBand - 1) / kBand;
             QCOMPARE(h->getBlocksDown(), unsigned(bands));
-            QVERIFY(!h->getBlock(0, bands) && !h->getBlock(1, 0));
+            QVERIFY(!h->getBlock(0, bands));
+            QVERIFY(!h->getBlock(1, 0));
             for (int k = 0; k < bands; ++k) {
                 VellPictureBlock *band = h->getBlock(0, k);
                 const int top = k * kBand, bottom = qMin(top + kBand, height) - 1;
                 QCOMPARE(band->getRegion(), QRect(QPoint(0, top), QPoint(width - 1, bottom)));
-                QVERIFY(band->isBorrowed() && band->getPixelWidth() == unsigned(pixelWidth));
+                QVERIFY(band->isBorrowed());
+                QCOMPARE(band->getPixelWidth(), unsigned(pixelWidth));
                 QCOMPARE(band->getData(), h->getData() + size_t(top) * width * pixelWidth);
                 QCOMPARE(h->getBlockOfPoint(width - 1, top), band);
                 QCOMPARE(h->getBlockOfPoint(QPoint(0, bottom)), band);
                 QCOMPARE(h->getBlockOfPoint(QPointF(width - 0.5, bottom + 0.9)), band);
             }
             // -0.5: truncation alone would say column 0.
-            QVERIFY(!h->getBlockOfPoint(-1, 0) && !h->getBlockOfPoint(width, 0));
-            QVERIFY(!h->getBlockOfPoint(0, height) && !h->getBlockOfPoint(QPointF(-0.5, 0)));
+            QVERIFY(!h->getBlockOfPoint(-1, 0));
+            QVERIFY(!h->getBlockOfPoint(width, 0));
+            QVERIFY(!h->getBlockOfPoint(0, height));
+            QVERIFY(!h->getBlockOfPoint(QPointF(-0.5, 0)));
             QVERIFY(!h->getBlockOfPoint(QPointF(qQNaN(), 0)));
         }
         // Opaque white sets every byte to 0xFF, transparent black to 0, any other colour nothing.
@@ -165,8 +175,11 @@ void TestVellPictureHost::getPixel8bit()
         memset(host.getData(), 0xFF, size_t(host.getByteCount()));
         memcpy(host.getData() + 5 * pixel.size(), pixel.constData(), size_t(pixel.size()));
         QCOMPARE(host.getPixel8bit(2, 1), pixel.size() == 4 ? 0x44332211u : 0xDE9A5612u);
-        QVERIFY(host.getPixel8bit(0, 0) == ~0u && !host.getPixel8bit(-1, 0) && !host.getPixel8bit(3, 0)
-                && !host.getPixel8bit(0, -1) && !host.getPixel8bit(0, 2));
+        QCOMPARE(host.getPixel8bit(0, 0), ~0u);
+        QCOMPARE(host.getPixel8bit(-1, 0), 0u);
+        QCOMPARE(host.getPixel8bit(3, 0), 0u);
+        QCOMPARE(host.getPixel8bit(0, -1), 0u);
+        QCOMPARE(host.getPixel8bit(0, 2), 0u);
     }
 }
 
@@ -206,7 +219,8 @@ void TestVellPictureHost::regionCopy()
     QCOMPARE(walk(host.getData(), picture, pixelWidth, [&](int x, int y, int c) {
         return pattern(area.contains(x, y) ? 2 : 1)(x, y, c);
     }), QString());
-    QVERIFY(!host.write(nullptr, area) && !host.write(bits, QRect()));
+    QVERIFY(!host.write(nullptr, area));
+    QVERIFY(!host.write(bits, QRect()));
 }
 
 void TestVellPictureHost::blockSetRegion_data()
@@ -247,7 +261,8 @@ void TestVellPictureHost::blockSetRegion()
 
     block.initData();
     QCOMPARE(walk(block.getData(), newRegion, pw, [](int, int, int) { return 0; }), QString());
-    QVERIFY(!block.isBorrowed() && lender == lenderBefore);
+    QVERIFY(!block.isBorrowed());
+    QCOMPARE(lender, lenderBefore);
     QCOMPARE(VellPictureBlock(QRect(0, 0, 1, 1), 3, nullptr).getPixelWidth(), 4u);
 }
 
@@ -257,9 +272,11 @@ void TestVellPictureHost::adoptedBuffer()
     VellMemory *memory = VellMemory::getInstance();
     const int used = memory->getUsed(), records = memory->getRecordCount();
     auto host = std::make_unique<VellPictureHost>(6, 4, memory->alloc(6 * 4 * 4), 3);
-    QVERIFY(host->getPixelWidth() == 4 && memory->getUsed() == used + 6 * 4 * 4);
+    QCOMPARE(host->getPixelWidth(), 4u);
+    QCOMPARE(memory->getUsed(), used + 6 * 4 * 4);
     host = std::make_unique<VellPictureHost>(70000, 70000, memory->alloc(16), 4);
-    QVERIFY(host->isNull() && VellPictureHost(nullptr).isNull());
+    QVERIFY(host->isNull());
+    QVERIFY(VellPictureHost(nullptr).isNull());
     QCOMPARE(memory->getUsed(), used);
     QCOMPARE(memory->getRecordCount(), records);
 }
@@ -304,15 +321,20 @@ void TestVellPictureHost::badStreams()
     QDataStream file(bytes), piped(&pipe), &in = sequential ? piped : file;
     AllocationCounter allocations;
     in >> &host;
-    QVERIFY(!host && !allocations.count && VellMemory::getInstance()->getUsed() == used);
+    QVERIFY(!host);
+    QCOMPARE(allocations.count, 0);
+    QCOMPARE(VellMemory::getInstance()->getUsed(), used);
     QCOMPARE(int(in.status()), status);
 
     quint32 width = 0, height = 0, pixelWidth = 0;
     QDataStream(bytes) >> width >> height >> pixelWidth;
     if (status == QDataStream::ReadCorruptData && (pixelWidth == 4 || pixelWidth == 8)) {
         VellPictureHost refused(width, height, pixelWidth);
-        QVERIFY(refused.isNull() && !allocations.count && hostRect(refused).isNull());
-        QVERIFY(!refused.getBlocksDown() && !refused.getPixel8bit(0, 0));
+        QVERIFY(refused.isNull());
+        QCOMPARE(allocations.count, 0);
+        QVERIFY(hostRect(refused).isNull());
+        QCOMPARE(refused.getBlocksDown(), 0u);
+        QCOMPARE(refused.getPixel8bit(0, 0), 0u);
     }
 }
 

@@ -111,7 +111,8 @@ void TestVellPictureHostGL::transfers()
     host->writeEntireTexture(&reloaded);
     const auto entireBack = patternHost(size, pixelWidth, 3);
     entireBack->readEntireTexture(&reloaded);
-    QVERIFY(bytes(*entire, pixelWidth) == pixels && bytes(reloaded, pixelWidth) == pixels);
+    QCOMPARE(bytes(*entire, pixelWidth), pixels);
+    QCOMPARE(bytes(reloaded, pixelWidth), pixels);
     QCOMPARE(bytes(*entireBack), pixels);
 }
 
