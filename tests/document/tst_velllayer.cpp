@@ -1,4 +1,5 @@
 #include "document/velllayer.h"
+#include "foundation/vellcodes.h"
 #include "foundation/vellglobalsettings.h"
 #include "foundation/vellmemory.h"
 #include "gpu/vellgltexture2d.h"
@@ -117,7 +118,8 @@ private slots:
         VellLayer layer("L");
         layer.setVellPictureHost(patternHost(8, 6));
         layer.active();
-        QVERIFY(layer.getLatestPlace() == 2 && layer.getFboTextureList().size() == 1);
+        QCOMPARE(layer.getLatestPlace(), 2);
+        QCOMPARE(layer.getFboTextureList().size(), 1);
         if (inactive)
             layer.disactive(false);
         const QByteArray edited = VellGLTestContext::patternBytes(8 * 6 * 4, 9);
@@ -138,7 +140,7 @@ private slots:
     // Whether activating a layer makes the previous one drop its entire texture.
     void dropDecision()
     {
-        const auto drops = [](int w, int h, unsigned freeKiB, int type = 0) {
+        const auto drops = [](int w, int h, unsigned freeKiB, int type = VellLayerType::Raster) {
             VellGpuManager::setAvailableMemoryOverride([freeKiB] { return freeKiB; });
             VellLayer layer("incoming");
             layer.setVellPictureHost(new VellPictureHost(w, h, 4));   // never touched
@@ -146,11 +148,13 @@ private slots:
             return VellLayer::shouldDropFullTexture(&layer);
         };
         // 130 MiB free: the 128 MiB reserve leaves exactly 1024 x 512 x 4 bytes.
-        QVERIFY(!drops(1023, 512, 133120) && drops(1024, 512, 133120));
+        QVERIFY(!drops(1023, 512, 133120));
+        QVERIFY(drops(1024, 512, 133120));
         // 200 MiB free: a third is 69,905,066 bytes, less than the reserve leaves.
-        QVERIFY(!drops(4096, 4266, 204800) && drops(4096, 4268, 204800));
+        QVERIFY(!drops(4096, 4266, 204800));
+        QVERIFY(drops(4096, 4268, 204800));
         QVERIFY(!drops(64, 64, 0xFFFFFFFFu));   // the driver does not say
-        QVERIFY(!drops(1, 1, 0, 1));            // a text layer never makes it drop
+        QVERIFY(!drops(1, 1, 0, VellLayerType::Text));   // a text layer never makes it drop
         VellLayerBase manager("VellManager");   // a layer without pixels always does
         QVERIFY(VellLayer::shouldDropFullTexture(&manager));
     }
@@ -346,7 +350,7 @@ private slots:
         layer.setAlpha(0.25f);
         layer.setPosition(QPointF(-4, 7));
         layer.setPermanentIndex(3);
-        layer.setBlendMode(130);
+        layer.setBlendMode(VellBlend::SoftLight);
         layer.visible = false;
         layer.setLayerMaskVisible(true);   // reads and streams as false without a mask
         QVERIFY(!layer.needShaderBlending());
@@ -362,7 +366,7 @@ private slots:
         const QByteArray out = streamed(&layer, version);
         QByteArray want;   // the format, field by field
         QDataStream w(&want, QIODevice::WriteOnly);
-        w << 0.25f << QString("Ebene") << QPointF(-4, 7) << qint32(3) << layer.getPictureHost() << qint32(130) << false << withMask;
+        w << 0.25f << QString("Ebene") << QPointF(-4, 7) << qint32(3) << layer.getPictureHost() << qint32(VellBlend::SoftLight) << false << withMask;
         if (withMask)
             w << layer.getLayerMask();
         w << false << withMask;
@@ -371,7 +375,9 @@ private slots:
         QCOMPARE(out, want);
 
         QScopedPointer<VellLayer> back(readLayer(out, version));
-        QVERIFY(back && back->getLatestPlace() == 0 && back->getLayerName() == "Ebene");
+        QVERIFY(back);
+        QCOMPARE(back->getLatestPlace(), 0);
+        QCOMPARE(back->getLayerName(), QStringLiteral("Ebene"));
         QCOMPARE(streamed(back.data(), version), out);   // every field came back
         for (int n = 0; n < out.size(); ++n)
             QVERIFY2(!readLayer(out.left(n), version), qPrintable(QString("truncated at %1").arg(n)));
@@ -379,7 +385,9 @@ private slots:
             QVERIFY(!readLayer(out, 2));
         QScopedPointer<VellChannel> mask(back->getLayerMask());
         back->removeLayerMask();   // given up, not deleted: the history keeps it
-        QVERIFY(!back->hasLayerMask() && !back->isLayerMaskVisible() && (!mask || !mask->parent()));
+        QVERIFY(!back->hasLayerMask());
+        QVERIFY(!back->isLayerMaskVisible());
+        QVERIFY(!mask || !mask->parent());
     }
 
     // A damaged field gives null, never a big allocation.
@@ -405,7 +413,8 @@ private slots:
         });
         for (const auto &[what, stream] : damaged) {
             QDataStream::Status status = QDataStream::Ok;
-            QVERIFY2(!readLayer(stream, 2, &status) && status != QDataStream::Ok, what);
+            QVERIFY2(!readLayer(stream, 2, &status), what);
+            QVERIFY2(status != QDataStream::Ok, what);
         }
         VellMemory::getInstance()->setAllocator(nullptr);
         QVERIFY(largest <= size_t(good.size()));

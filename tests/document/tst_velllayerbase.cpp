@@ -1,4 +1,5 @@
 #include "document/velllayerbase.h"
+#include "foundation/vellcodes.h"
 
 #include <QtTest>
 
@@ -21,20 +22,25 @@ private slots:
     // names nothing and is stored as Normal, since the shader knows no other.
     void blendModes()
     {
-        QCOMPARE(VellLayerBase::getBlendModeList().size(), 25);
+        QCOMPARE(VellLayerBase::getBlendModeList().size(), VellBlend::Count);
         VellLayerBase layer("layer");
-        for (int code = -10; code <= 250; code += 5) {
-            const int listed = code >= 0 && code <= 240 && code % 10 == 0 ? code : -1;
+        for (int code = VellBlend::Normal - VellBlend::Step; code <= VellBlend::Luminosity + VellBlend::Step;
+             code += VellBlend::Step / 2) {
+            const int listed = code >= VellBlend::Normal && code <= VellBlend::Luminosity
+                                   && code % VellBlend::Step == 0 ? code : -1;
             const QString name = VellLayerBase::getBlendModeList().value(code);
+            const QByteArray at = QByteArray::number(code);
             layer.setBlendMode(code);
-            QVERIFY2(VellLayerBase::getBlendModeName(code) == name && name.isEmpty() == (listed < 0)
-                         && layer.getBlendMode() == qMax(listed, 0), qPrintable(QString::number(code)));
+            QVERIFY2(VellLayerBase::getBlendModeName(code) == name, at.constData());
+            QVERIFY2(name.isEmpty() == (listed < 0), at.constData());
+            QVERIFY2(layer.getBlendMode() == (listed < 0 ? VellBlend::Normal : listed), at.constData());
             QCOMPARE(VellLayerBase::getBlendModeCode(name), listed);
             QCOMPARE(VellLayerBase::blendModeFromUserName(name), listed);
         }
         // Typed names match ignoring case, blanks, "-" and "_"; the exact lookup stays exact.
-        const struct { const char *typed; int code; } cases[] = {{"color-burn", 40}, {"COLOR_BURN", 40},
-            {"  hard -_mix ", 180}, {"color", 230}, {"colorburn", -1}, {" -_ ", -1}};
+        const struct { const char *typed; int code; } cases[] = {{"color-burn", VellBlend::ColorBurn},
+            {"COLOR_BURN", VellBlend::ColorBurn}, {"  hard -_mix ", VellBlend::HardMix}, {"color", VellBlend::Color},
+            {"colorburn", -1}, {" -_ ", -1}};
         for (const auto &c : cases) {
             QVERIFY2(VellLayerBase::blendModeFromUserName(c.typed) == c.code, c.typed);
             QVERIFY2(VellLayerBase::getBlendModeCode(c.typed) == -1, c.typed);
@@ -65,8 +71,9 @@ private slots:
         layer.setPosition(position);
         layer.setAlpha(opacity);
         const QPointF got = layer.getPosition();   // exact: QPointF's == is fuzzy
-        QVERIFY2(got.x() == storedPosition.x() && got.y() == storedPosition.y(),
-                 qPrintable(QString("got %1, %2").arg(got.x(), 0, 'f', 1).arg(got.y(), 0, 'f', 1)));
+        const QByteArray gotText = QString("got %1, %2").arg(got.x(), 0, 'f', 1).arg(got.y(), 0, 'f', 1).toLatin1();
+        QVERIFY2(got.x() == storedPosition.x(), gotText.constData());
+        QVERIFY2(got.y() == storedPosition.y(), gotText.constData());
         QTEST(layer.getAlpha(), "storedOpacity");
     }
 
@@ -77,12 +84,13 @@ private slots:
         QTest::addColumn<bool>("mask");
         QTest::addColumn<std::optional<int>>("index");   // none: no current document
         QTest::addColumn<bool>("shader");
-        QTest::newRow("no document") << 30 << false << std::optional<int>() << false;
-        QTest::newRow("no document, mask") << 0 << true << std::optional<int>() << true;
-        QTest::newRow("Normal above bottom") << 0 << false << std::optional<int>(2) << false;
-        QTest::newRow("Multiply at bottom") << 30 << false << std::optional<int>(0) << false;
-        QTest::newRow("Multiply one up") << 30 << false << std::optional<int>(1) << true;
-        QTest::newRow("Multiply outside the list") << 30 << false << std::optional<int>(-1) << true;
+        const int normal = VellBlend::Normal, multiply = VellBlend::Multiply;
+        QTest::newRow("no document") << multiply << false << std::optional<int>() << false;
+        QTest::newRow("no document, mask") << normal << true << std::optional<int>() << true;
+        QTest::newRow("Normal above bottom") << normal << false << std::optional<int>(2) << false;
+        QTest::newRow("Multiply at bottom") << multiply << false << std::optional<int>(0) << false;
+        QTest::newRow("Multiply one up") << multiply << false << std::optional<int>(1) << true;
+        QTest::newRow("Multiply outside the list") << multiply << false << std::optional<int>(-1) << true;
     }
     void shaderRule()
     {

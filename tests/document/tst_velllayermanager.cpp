@@ -190,7 +190,8 @@ private slots:
             VellLayerManager m;
             VellLayer *first = raster("A", 8, 8);
             m.addLayer(first, false);
-            QVERIFY(first->getEntireTexture() && first->isActive());
+            QVERIFY(first->getEntireTexture());
+            QVERIFY(first->isActive());
             m.addLayer(raster("B", 64, 64), false);   // 16 KiB
             QVERIFY(!first->isActive());
             QCOMPARE(first->getEntireTexture() == nullptr, drop);
@@ -203,13 +204,18 @@ private slots:
         VellLayer *l[3] = { raster("A", 8, 8), raster("B", 6, 4), raster("C", 5, 5) };
         for (VellLayer *x : l)
             m.addLayer(x, false);
-        QVERIFY(l[0]->getEntireTexture() && l[1]->getEntireTexture());   // "unknown" video memory: kept
+        QVERIFY(l[0]->getEntireTexture());   // "unknown" video memory: kept
+        QVERIFY(l[1]->getEntireTexture());
         m.deleteFullTextureInDisactiveLayers();
-        QVERIFY(!l[0]->getEntireTexture() && !l[1]->getEntireTexture() && l[2]->getEntireTexture());
+        QVERIFY(!l[0]->getEntireTexture());
+        QVERIFY(!l[1]->getEntireTexture());
+        QVERIFY(l[2]->getEntireTexture());
         m.deleteLayer(l[2], false);
-        QVERIFY(!l[2]->getEntireTexture() && !l[2]->isActive());
+        QVERIFY(!l[2]->getEntireTexture());
+        QVERIFY(!l[2]->isActive());
         QCOMPARE(l[2]->getLatestPlace(), int(VellLayer::HostOnly));
-        QVERIFY(l[1]->isActive() && l[1]->getEntireTexture());
+        QVERIFY(l[1]->isActive());
+        QVERIFY(l[1]->getEntireTexture());
     }
 
     void streamRoundTrip()
@@ -224,7 +230,9 @@ private slots:
         m.moveLayer(b, 1, false);
         const QByteArray bytes = streamed(&m);
         QScopedPointer<VellLayerManager> back(readBack(bytes));
-        QVERIFY(back && names(back->getLayers()) == "AB" && back->getNextPermanentIndex() == 3);
+        QVERIFY(back);
+        QCOMPARE(names(back->getLayers()), QStringLiteral("AB"));
+        QCOMPARE(back->getNextPermanentIndex(), 3);
         QCOMPARE(back->getActiveLayer()->getLayerName(), QString("B"));
         QCOMPARE(static_cast<VellLayer *>(back->getLayer(1))->getLatestPlace(), int(VellLayer::HostOnly));
         QCOMPARE(streamed(back.data()), bytes);   // names, indices, pixels and mask all came back
@@ -233,7 +241,9 @@ private slots:
         out << qint32(9) << qint32(4) << QString("Foo") << QString("VellLayer")
             << static_cast<VellLayer *>(m.getLayer(0)) << QString("Bar") << QString("VellLayer") << b;
         back.reset(readBack(mixed));
-        QVERIFY(back && names(back->getLayers()) == "AB" && back->getNextPermanentIndex() == 9);
+        QVERIFY(back);
+        QCOMPARE(names(back->getLayers()), QStringLiteral("AB"));
+        QCOMPARE(back->getNextPermanentIndex(), 9);
     }
 
     void streamFailures_data()
