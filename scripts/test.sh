@@ -10,11 +10,11 @@ bash scripts/install-deps.sh
 jobs=$(nproc)
 start=$(date +%s)
 
-cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELL_WERROR=ON
 cmake --build build -j"$jobs"
 xvfb-run -a ctest --test-dir build --output-on-failure -j"$jobs"
 
-cmake -S . -B build-asan -DVELL_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug
+cmake -S . -B build-asan -DVELL_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug -DVELL_WERROR=ON
 cmake --build build-asan -j"$jobs"
 ctest --test-dir build-asan --output-on-failure -j"$jobs" -L nogl
 
