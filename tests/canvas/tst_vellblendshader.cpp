@@ -1,4 +1,6 @@
 #include "canvas/vellblendreference.h"
+#include "document/velllayerbase.h"
+#include "foundation/vellcodes.h"
 #include "foundation/vellendecodetool.h"
 #include "gpu/vellglframebufferobject.h"
 #include "gpu/vellgltexture2d.h"
@@ -115,17 +117,21 @@ private slots:
     void initTestCase()
     {
         QVERIFY(gl.isValid());
-        QVERIFY(getGLExtensionFunctions().glslSupported() && getGLExtensionFunctions().fboSupported());
+        QVERIFY(getGLExtensionFunctions().glslSupported());
+        QVERIFY(getGLExtensionFunctions().fboSupported());
         blending = build(":/Resources/layerBlending.glsl_");
         postProgram = build(":/Resources/postRender.glsl_");
-        QVERIFY(blending && postProgram);
+        QVERIFY(blending);
+        QVERIFY(postProgram);
         auto pixels = [](const QImage &i) { return reinterpret_cast<const unsigned int *>(i.constBits()); };
         sourceTexture = std::make_unique<VellGLTexture2D>(kSize, kSize, pixels(grid.source), GL_BGRA, false);
         backdropTexture = std::make_unique<VellGLTexture2D>(kSize, kSize, pixels(grid.backdrop), GL_BGRA, false);
         maskTexture = std::make_unique<VellGLTextureLuminance>(kSize, kSize, grid.mask.constBits(), false);
         target = std::make_unique<VellGLTexture2D>(kSize, kSize, GL_BGRA, false);
         framebuffer = std::make_unique<VellGLFramebufferObject>(kSize, kSize);
-        QVERIFY(!sourceTexture->failed() && !maskTexture->failed() && !target->failed());
+        QVERIFY(!sourceTexture->failed());
+        QVERIFY(!maskTexture->failed());
+        QVERIFY(!target->failed());
     }
 
     void cleanupTestCase()
@@ -144,13 +150,17 @@ private slots:
         QTest::addColumn<bool>("masked");
         QTest::addColumn<QPointF>("docOrigin");
         QTest::addColumn<float>("docScale");
-        for (int mode = -10; mode <= 240; mode += 10) {   // -10, and 55 below: unknown codes, Normal
-            QTest::addRow("%d, full opacity", mode) << mode << 1.0f << false << QPointF() << 1.0f;
-            QTest::addRow("%d, opacity 0.6 and mask", mode) << mode << 0.6f << true << QPointF() << 1.0f;
+        // One step below Normal, and 55 below: unknown codes, composited as Normal.
+        for (int mode = VellBlend::Normal - VellBlend::Step; mode <= VellBlend::Luminosity; mode += VellBlend::Step) {
+            const QByteArray name = VellLayerBase::isBlendModeCode(mode) ? VellLayerBase::getBlendModeName(mode).toLatin1()
+                                                                         : "code " + QByteArray::number(mode);
+            QTest::addRow("%s, full opacity", name.constData()) << mode << 1.0f << false << QPointF() << 1.0f;
+            QTest::addRow("%s, opacity 0.6 and mask", name.constData()) << mode << 0.6f << true << QPointF() << 1.0f;
         }
-        QTest::newRow("55, opacity 0.6 and mask") << 55 << 0.6f << true << QPointF() << 1.0f;
-        QTest::newRow("dissolve, reduced view of a shifted band") << 10 << 1.0f << true << QPointF(-37, 1000) << 2.0f;
-        QTest::newRow("dissolve, enlarged view") << 10 << 0.85f << false << QPointF(10.5, 3.25) << 0.25f;
+        const int dissolve = VellBlend::Dissolve;
+        QTest::newRow("code 55, opacity 0.6 and mask") << 55 << 0.6f << true << QPointF() << 1.0f;
+        QTest::newRow("dissolve, reduced view of a shifted band") << dissolve << 1.0f << true << QPointF(-37, 1000) << 2.0f;
+        QTest::newRow("dissolve, enlarged view") << dissolve << 0.85f << false << QPointF(10.5, 3.25) << 0.25f;
     }
 
     // Every output texel against the CPU compositor; Dissolve exactly, the rest within one level.
@@ -169,7 +179,7 @@ private slots:
         blending->setUniformValue("docScale", docScale);
         const QImage got = draw(blending.get(), { { "srcTex", sourceTexture->getId() }, { "dstTex", backdropTexture->getId() },
                                                   { "layerMaskTex", maskTexture->getId() } });
-        const QString bad = mismatch(grid, got, mode == 10 ? 0 : 1, [&](int x, int y) {
+        const QString bad = mismatch(grid, got, mode == VellBlend::Dissolve ? 0 : 1, [&](int x, int y) {
             uchar want[4];
             VellBlendReference::blendPixel(grid.source.constScanLine(y) + 4 * x, grid.backdrop.constScanLine(y) + 4 * x, want, mode,
                                            opacity, masked ? grid.mask.constScanLine(y)[x] / 255.0f : 1.0f,
@@ -180,21 +190,23 @@ private slots:
         QVERIFY2(bad.isEmpty(), qPrintable(bad));
     }
 
-    // Channel codes as bits 1 red, 2 green, 4 blue, worked out per texel of the grid.
+    // Every set of channel bits, the empty one and one with a bit outside All, worked out per
+    // texel of the grid.
     void postRender()
     {
-        for (int channels : { 1, 2, 4, 3, 5, 6, 7, 0, 9 }) {
+        using namespace VellChannelBits;
+        for (int channels : { int(Red), int(Green), int(Blue), Red | Green, Red | Blue, Green | Blue, int(All), 0, 9 }) {
             postProgram->bind();
             postProgram->setUniformValue("displayingChannel", channels);
             const QImage got = draw(postProgram.get(), { { "srcTex", sourceTexture->getId() }, { "layerMaskTex", maskTexture->getId() } });
             const QString bad = mismatch(grid, got, 1, [&](int x, int y) {
                 const QRgb s = grid.source.pixel(x, y);
-                const int r = qRed(s), g = qGreen(s), b = qBlue(s), v = channels == 1 ? r : channels == 2 ? g : b;
-                if (channels == 1 || channels == 2 || channels == 4)   // one channel as grey
+                const int r = qRed(s), g = qGreen(s), b = qBlue(s), v = channels == Red ? r : channels == Green ? g : b;
+                if (channels == Red || channels == Green || channels == Blue)   // one channel as grey
                     return qRgba(v, v, v, qAlpha(s));
-                if (channels < 7)
-                    return qRgba(channels & 1 ? r : 0, channels & 2 ? g : 0, channels & 4 ? b : 0, qAlpha(s));
-                if (channels > 7)   // not a channel set: unchanged
+                if (channels < All)
+                    return qRgba(channels & Red ? r : 0, channels & Green ? g : 0, channels & Blue ? b : 0, qAlpha(s));
+                if (channels > All)   // not a channel set: unchanged
                     return s;
                 // All three: red at half strength over what the mask hides.
                 const double k = 0.5 * (1.0 - grid.mask.constScanLine(y)[x] / 255.0), a = qAlpha(s) / 255.0, ao = k + a * (1 - k);

@@ -5,6 +5,7 @@
 #include "document/vellcontextmanager.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "foundation/vellcodes.h"
 #include "foundation/vellglobalsettings.h"
 #include "picture/vellpicturehost.h"
 
@@ -85,9 +86,10 @@ private slots:
         canvas->resize(160, 120);
         canvas->show();
         QVERIFY(QTest::qWaitForWindowExposed(canvas));
-        QVERIFY(canvas->isValid() && canvas->getLayerBlendingProgram()
-                && canvas->getLayerBlendingProgram()->isLinked()
-                && canvas->getPostRenderProgram()->isLinked());
+        QVERIFY(canvas->isValid());
+        QVERIFY(canvas->getLayerBlendingProgram());
+        QVERIFY(canvas->getLayerBlendingProgram()->isLinked());
+        QVERIFY(canvas->getPostRenderProgram()->isLinked());
     }
     void cleanup() { document.reset(); }
     void cleanupTestCase() { delete canvas; }
@@ -97,8 +99,8 @@ private slots:
     void renderToImageMatchesTheCpuCompositor_data()
     {
         QTest::addColumn<int>("mode");
-        for (int mode = 0; mode <= 240; mode += 10)
-            QTest::newRow(qPrintable(QString::number(mode))) << mode;
+        for (int mode = VellBlend::Normal; mode < VellBlend::Count * VellBlend::Step; mode += VellBlend::Step)
+            QTest::newRow(qPrintable(VellLayerBase::getBlendModeName(mode))) << mode;
     }
     void renderToImageMatchesTheCpuCompositor()
     {
@@ -112,7 +114,7 @@ private slots:
         layers()->addLayer(middle, false);
         VellLayer *top = patternLayer(30, 16, 3, 200);
         top->setPosition(QPointF(12, 3));
-        top->setBlendMode(mode == 0 ? 120 : mode);
+        top->setBlendMode(mode == VellBlend::Normal ? VellBlend::Overlay : mode);
         top->createLayerMask();
         uchar *mask = top->getLayerMask()->getData();
         for (int y = 0; y < 16; ++y)
@@ -124,7 +126,8 @@ private slots:
 
         std::unique_ptr<QImage> gpu(canvas->renderToImage(nullptr));
         std::unique_ptr<QImage> cpu(VellBlendReference::renderToImage(document.get(), 40, 30));
-        QVERIFY(gpu && cpu);
+        QVERIFY(gpu);
+        QVERIFY(cpu);
         QCOMPARE(gpu->size(), QSize(40, 30));
         QVERIFY2(maxDifference(*gpu, *cpu) <= 1, qPrintable(QString::number(maxDifference(*gpu, *cpu))));
         QVERIFY(gpu->constBits() != layers()->getLayer(0)->getPictureHost()->getData());
@@ -169,10 +172,13 @@ private slots:
         QTest::addColumn<int>("bottomMode");
         QTest::addColumn<bool>("mask");
         QTest::addColumn<int>("channels");
-        QTest::newRow("bottom multiply is normal") << 30 << false << 7;
-        QTest::newRow("mask in normal mode") << 0 << true << 7;
-        QTest::newRow("red channel") << 0 << false << 1;
-        QTest::newRow("green and blue") << 0 << false << 6;
+        const int normal = VellBlend::Normal, multiply = VellBlend::Multiply;
+        const int all = VellChannelBits::All, red = VellChannelBits::Red;
+        const int greenAndBlue = VellChannelBits::Green | VellChannelBits::Blue;
+        QTest::newRow("bottom multiply is normal") << multiply << false << all;
+        QTest::newRow("mask in normal mode") << normal << true << all;
+        QTest::newRow("red channel") << normal << false << red;
+        QTest::newRow("green and blue") << normal << false << greenAndBlue;
     }
     void displayComposite()
     {
@@ -198,19 +204,24 @@ private slots:
         for (int y = 0; y < 24; y += 3)
             for (int x = 0; x < 32; x += 5) {
                 const QRgb s = source.pixel(x, y), d = shown.pixel(x, y);
+                const QByteArray at = QStringLiteral("%1,%2: %3 vs %4").arg(x).arg(y).arg(d, 0, 16).arg(s, 0, 16).toLatin1();
                 if (mask && y < 12) {   // the checkerboard shows through
-                    QVERIFY(qRed(d) == qGreen(d) && qGreen(d) == qBlue(d));
+                    QVERIFY2(qRed(d) == qGreen(d), at.constData());
+                    QVERIFY2(qGreen(d) == qBlue(d), at.constData());
                     continue;
                 }
-                const int expected[3] = {channels & 1 ? qRed(s) : 0, channels & 2 ? qGreen(s) : 0,
-                                         channels & 4 ? qBlue(s) : 0};
-                if (channels == 1) {   // one channel shows as grey
-                    QVERIFY(qAbs(qRed(d) - qRed(s)) <= 1 && qGreen(d) == qRed(d) && qBlue(d) == qRed(d));
+                const int expected[3] = {channels & VellChannelBits::Red ? qRed(s) : 0,
+                                         channels & VellChannelBits::Green ? qGreen(s) : 0,
+                                         channels & VellChannelBits::Blue ? qBlue(s) : 0};
+                if (channels == VellChannelBits::Red) {   // one channel shows as grey
+                    QVERIFY2(qAbs(qRed(d) - qRed(s)) <= 1, at.constData());
+                    QVERIFY2(qGreen(d) == qRed(d), at.constData());
+                    QVERIFY2(qBlue(d) == qRed(d), at.constData());
                     continue;
                 }
-                QVERIFY2(qAbs(qRed(d) - expected[0]) <= 1 && qAbs(qGreen(d) - expected[1]) <= 1
-                             && qAbs(qBlue(d) - expected[2]) <= 1,
-                         qPrintable(QStringLiteral("%1,%2: %3 vs %4").arg(x).arg(y).arg(d, 0, 16).arg(s, 0, 16)));
+                QVERIFY2(qAbs(qRed(d) - expected[0]) <= 1, at.constData());
+                QVERIFY2(qAbs(qGreen(d) - expected[1]) <= 1, at.constData());
+                QVERIFY2(qAbs(qBlue(d) - expected[2]) <= 1, at.constData());
             }
     }
 
@@ -221,13 +232,14 @@ private slots:
         newDocument(32, 24);
         layers()->addLayer(patternLayer(32, 24, 7, 255), false);
         VellLayer *top = patternLayer(32, 24, 8, 255);
-        top->setBlendMode(30);   // Multiply
+        top->setBlendMode(VellBlend::Multiply);
         layers()->addLayer(top, false);
         show();
         const QImage full = canvas->toQimage();
         const QRectF rect(8, 4, 10, 6);
         canvas->Render(nullptr, rect);
-        QVERIFY(canvas->isPartialRender() && canvas->getUpdateRect() == rect);
+        QVERIFY(canvas->isPartialRender());
+        QCOMPARE(canvas->getUpdateRect(), rect);
         const QImage partial = canvas->toQimage();
         const QImage source(top->getPictureHost()->getData(), 32, 24, QImage::Format_ARGB32);
         for (int y = 0; y < 24; y += 2)
@@ -286,7 +298,8 @@ private slots:
         const QImage source(layer->getPictureHost()->getData(), 32, 24, QImage::Format_ARGB32);
         QImage actual = canvas->grabFrameBuffer();
         const QPoint corner = canvas->canvasCoordtoUI(QPointF(0, 0)).toPoint();
-        QVERIFY(corner.x() > 0 && corner.y() > 0);   // centred in the 160 x 120 window
+        QVERIFY(corner.x() > 0);   // centred in the 160 x 120 window
+        QVERIFY(corner.y() > 0);
         for (int y = 0; y < 24; y += 5)
             for (int x = 0; x < 32; x += 7)
                 QCOMPARE(actual.pixel(corner + QPoint(x, y)) & 0xFFFFFF, source.pixel(x, y) & 0xFFFFFF);

@@ -44,8 +44,9 @@ private slots:
         h.updateData(pixels.data(), width, height);
         for (int which = 0; which < 5; ++which) {
             const int *got = h.getGrayHistogram() + 256 * which;
-            QVERIFY2(got[bins[which]] == n && std::count(got, got + 256, 0) == 255,
-                     qPrintable(QString("histogram %1: %2").arg(which).arg(got[bins[which]])));
+            const QByteArray at = QString("histogram %1: %2").arg(which).arg(got[bins[which]]).toLatin1();
+            QVERIFY2(got[bins[which]] == n, at.constData());
+            QVERIFY2(std::count(got, got + 256, 0) == 255, at.constData());
         }
         // Counting again adds to the bins; clear() empties all of them.
         h.updateData(pixels.data(), width, height);
@@ -64,8 +65,10 @@ private slots:
             VellHistogram h;
             h.setAr(3.0);
             h.updateData(c.pixels, c.width, c.height);
-            QVERIFY2(h.getCountedPixels() + h.getMaxValue() == 0 && h.getAr() == 0.0
-                         && h.clipGray(0.5f) == 255, qPrintable(QString("%1x%2").arg(c.width).arg(c.height)));
+            const QByteArray size = QString("%1x%2").arg(c.width).arg(c.height).toLatin1();
+            QVERIFY2(h.getCountedPixels() + h.getMaxValue() == 0, size.constData());
+            QVERIFY2(h.getAr() == 0.0, size.constData());
+            QVERIFY2(h.clipGray(0.5f) == 255, size.constData());
         }
     }
 
