@@ -1,5 +1,6 @@
 #include "canvas/vellblendreference.h"
 
+#include "canvas/velllayerwalk.h"
 #include "document/vellcontext.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
@@ -402,32 +403,25 @@ QImage *VellBlendReference::renderToImage(VellContext *document, int width, int 
     }
     image->fill(0u);
 
-    const QVector<VellLayerBase *> &layers = document->getLayerManager()->getLayers();
-    for (int i = 0; i < layers.size(); ++i) {
-        auto *layer = qobject_cast<VellLayer *>(layers[i]);
-        if (!layer || !layer->visible || layer->excluded || layer->getType() != VellLayerType::Raster)
-            continue;
+    for (const VellDrawnLayer &drawn : VellLayerWalk::drawnLayers(document, VellLayerWalk::Export)) {
+        VellLayer *layer = drawn.raster;
         // Reading back needs the context that holds the texture.
         if (layer->getLatestPlace() == VellLayer::GpuNewer && QOpenGLContext::currentContext())
             layer->fboTextureToHost(true);
-        const VellPictureHost *host = layer->getPictureHost();
-        if (!host || host->isNull() || host->getWidth() == 0 || host->getHeight() == 0)
-            continue;
         const QPointF position = layer->getPosition();
         const double limit = 1 << 30;   // far outside any image, and safe to round to int
         if (!(std::fabs(position.x()) < limit && std::fabs(position.y()) < limit))
             continue;
-        const QImage pixels = hostImage(host);
+        const QImage pixels = hostImage(layer->getPictureHost());
         if (pixels.isNull())
             continue;
         QImage mask;
-        const VellChannel *channel = layer->hasLayerMask() ? layer->getLayerMask() : nullptr;
+        const VellChannel *channel = drawn.masked ? layer->getLayerMask() : nullptr;
         if (channel && channel->getData())
             mask = QImage(channel->getData(), channel->getWidth(), channel->getHeight(),
                           channel->getPaddedWidth(), QImage::Format_Grayscale8);
-        const int mode = i == 0 ? VellBlend::Normal : layer->getBlendMode();
-        compositeLayer(image, pixels, QPoint(qRound(position.x()), qRound(position.y())), mode,
-                       layer->getAlpha(), mask.isNull() ? nullptr : &mask);
+        compositeLayer(image, pixels, QPoint(qRound(position.x()), qRound(position.y())),
+                       drawn.mode, drawn.opacity, mask.isNull() ? nullptr : &mask);
     }
     return image;
 }

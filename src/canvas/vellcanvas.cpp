@@ -1,24 +1,24 @@
 #include "canvas/vellcanvas.h"
 
 #include "canvas/vellhistogram.h"
+#include "canvas/velllayerwalk.h"
 #include "document/vellcontext.h"
 #include "document/vellcontextmanager.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
 #include "foundation/vellglobalsettings.h"
-#include "foundation/vellendecodetool.h"
 #include "foundation/velllog.h"
 #include "gpu/glextensionfunctions.h"
 #include "gpu/vellglframebufferobject.h"
 #include "gpu/vellgltexture2d.h"
 #include "gpu/vellgltextureluminance.h"
 #include "gpu/vellgpumanager.h"
+#include "gpu/vellrenderpass.h"
+#include "gpu/vellshaderbuilder.h"
 #include "picture/vellpicturehost.h"
-#include "tools/velltoolutil.h"
 
 #include <QCursor>
 #include <QGLFramebufferObject>
-#include <QGLShader>
 #include <QGLShaderProgram>
 #include <QPaintEvent>
 #include <QPainter>
@@ -113,7 +113,7 @@ VellCanvas::VellCanvas(int width, int height, QWidget *parent)
     setAutoBufferSwap(false);
     setMouseTracking(true);
     setAcceptDrops(true);
-    histogram = new VellHistogram;
+    histogram = std::make_unique<VellHistogram>();
     initShader();
     initView();
     calcHistogramThumbScale();
@@ -126,20 +126,18 @@ VellCanvas::VellCanvas(int width, int height, QWidget *parent)
     VellGlobalSettings::getInstance()->setCanvas(this);
 }
 
+// Every GL name goes while the canvas's context is current, programs and
+// framebuffers first; members are destroyed in the same state.
 VellCanvas::~VellCanvas()
 {
     makeCurrent();
     deleteFramebuffers();
-    qDeleteAll(modePrograms);   // each owns its shader
-    delete blendProgram;   // programs before the shaders they hold
-    delete postProgram;
-    delete blendShader;
-    delete postShader;
-    delete histogramFbo;
-    delete histogramTexture;
-    delete histogram;
-    if (backgroundTexture)
-        glDeleteTextures(1, &backgroundTexture);
+    modePrograms.clear();
+    blendProgram.reset();
+    postProgram.reset();
+    histogramFbo.reset();
+    histogramTexture.reset();
+    backgroundTexture.reset();
     if (resolvedContext == context())
         resolvedContext = nullptr;
     VellGlobalSettings *settings = VellGlobalSettings::getInstance();
@@ -164,49 +162,43 @@ void VellCanvas::makeCurrent()
 void VellCanvas::initShader()
 {
     makeCurrent();
+    if (!isValid())
+        return;
     if (!blendProgram)
-        VellToolUtil::initShaderProgram(blendShaderPath, blendShader, blendProgram, nullptr,
-                                        QStringLiteral("renderer"));
+        blendProgram = VellShaderBuilder::build(blendShaderPath, QStringLiteral("renderer"));
     if (!postProgram)
-        VellToolUtil::initShaderProgram(postShaderPath, postShader, postProgram, nullptr,
-                                        QStringLiteral("post renderer"));
+        postProgram = VellShaderBuilder::build(postShaderPath, QStringLiteral("post renderer"));
 }
 
 QGLShaderProgram *VellCanvas::blendProgramFor(int mode)
 {
-    if (QGLShaderProgram *program = modePrograms.value(mode))
-        return program;
-    // The blending source with the mode defined as a constant after its
-    // #version line: the compiler then drops every other mode's code, which a
-    // software rasteriser would otherwise run for each fragment.
-    QString source = VellEnDecodeTool::loadShaderSource(blendShaderPath);
-    const int firstLine = source.indexOf(QLatin1Char('\n'));
-    if (!source.startsWith(QLatin1String("#version")) || firstLine < 0)
-        return blendProgram;
-    source.insert(firstLine + 1, QStringLiteral("#define VELL_MODE %1\n").arg(mode));
-    auto program = std::make_unique<QGLShaderProgram>();
-    auto *shader = new QGLShader(QGLShader::Fragment, program.get());
-    if (!shader->compileSourceCode(source) || !program->addShader(shader) || !program->link())
-        return blendProgram;   // the general program, whose log was shown
-    modePrograms.insert(mode, program.get());
-    return program.release();
+    const auto built = modePrograms.find(mode);
+    if (built != modePrograms.end())
+        return built->second.get();
+    // The mode defined as a constant: the compiler then drops every other
+    // mode's code, which a software rasteriser would otherwise run for each
+    // fragment. Its log, if any, was the general program's to show.
+    std::unique_ptr<QGLShaderProgram> program = VellShaderBuilder::build(
+        blendShaderPath, QString(), {QStringLiteral("VELL_MODE %1").arg(mode)});
+    if (!program || !program->isLinked())
+        return blendProgram.get();
+    return modePrograms.emplace(mode, std::move(program)).first->second.get();
 }
 
 void VellCanvas::initBackground()
 {
     makeCurrent();
-    const QImage tile = QGLWidget::convertToGLFormat(QImage(QString::fromLatin1(kBackgroundPath)));
+    const QImage tile(QString::fromLatin1(kBackgroundPath));
     if (tile.isNull() || !isValid())
         return;
-    if (!backgroundTexture)
-        glGenTextures(1, &backgroundTexture);
-    glBindTexture(GL_TEXTURE_2D, backgroundTexture);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGB, tile.width(), tile.height(), 0, GL_RGBA,
-                 GL_UNSIGNED_BYTE, tile.constBits());
+    backgroundTexture = std::make_unique<VellGLTexture2D>(tile, GL_BGRA, false);
+    if (backgroundTexture->failed()) {
+        backgroundTexture.reset();
+        return;
+    }
+    glBindTexture(GL_TEXTURE_2D, backgroundTexture->getId());
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
     glBindTexture(GL_TEXTURE_2D, 0);
 }
 
@@ -214,7 +206,7 @@ void VellCanvas::drawBackground()
 {
     const double w = fboRegionWidth;
     const double h = fboRegionHeight;
-    glBindTexture(GL_TEXTURE_2D, backgroundTexture);
+    glBindTexture(GL_TEXTURE_2D, backgroundTexture ? backgroundTexture->getId() : 0);
     glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
     drawQuad(QRectF(0.0, 0.0, w, h), QRectF(0.0, 0.0, w * 0.0625, h * 0.0625), nullptr, nullptr);
     glBindTexture(GL_TEXTURE_2D, 0);
@@ -223,7 +215,7 @@ void VellCanvas::drawBackground()
 void VellCanvas::drawBackground(const QRectF &rect)
 {
     const QRectF target = getScaledFboRegion(rect);
-    glBindTexture(GL_TEXTURE_2D, backgroundTexture);
+    glBindTexture(GL_TEXTURE_2D, backgroundTexture ? backgroundTexture->getId() : 0);
     glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
     drawQuad(target, QRectF(target.x() * 0.0625, target.y() * 0.0625, target.width() * 0.0625,
                             target.height() * 0.0625),
@@ -255,15 +247,12 @@ float VellCanvas::getFboScale() const
 
 void VellCanvas::deleteFramebuffers()
 {
-    if (!canvasFbo && !selectionFbo)
+    if (!canvasFbo && !selectionFbo && !backdrop)
         return;
     glFinish();
-    if (canvasFbo)
-        canvasFbo->release();
-    delete canvasFbo;
-    delete selectionFbo;
-    canvasFbo = nullptr;
-    selectionFbo = nullptr;
+    canvasFbo.reset();
+    selectionFbo.reset();
+    backdrop.reset();
 }
 
 void VellCanvas::buildFBO()
@@ -278,10 +267,11 @@ void VellCanvas::buildFBO()
                      qMax(1, int(std::ceil(fboRegionHeight))));
     if (!canvasFbo || canvasFbo->size() != size) {
         deleteFramebuffers();
-        canvasFbo = new QGLFramebufferObject(size, QGLFramebufferObject::NoAttachment,
-                                             GL_TEXTURE_2D, GL_RGBA8);
-        selectionFbo = new QGLFramebufferObject(size, QGLFramebufferObject::NoAttachment,
-                                                GL_TEXTURE_2D, GL_RGBA8);
+        canvasFbo = std::make_unique<QGLFramebufferObject>(
+            size, QGLFramebufferObject::NoAttachment, GL_TEXTURE_2D, GL_RGBA8);
+        selectionFbo = std::make_unique<QGLFramebufferObject>(
+            size, QGLFramebufferObject::NoAttachment, GL_TEXTURE_2D, GL_RGBA8);
+        backdrop = std::make_unique<VellGLTexture2D>(size.width(), size.height(), GL_BGRA, false);
     }
     const GLint filter = mosaic ? GL_NEAREST : GL_LINEAR;
     glBindTexture(GL_TEXTURE_2D, canvasFbo->texture());
@@ -313,15 +303,7 @@ void VellCanvas::setPreviewWhenApply(bool show)
     emit previewSwitched();
 }
 
-void VellCanvas::setupProjection(int width, int height)
-{
-    glViewport(0, 0, width, height);
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    gluOrtho2D(0.0, width, 0.0, height);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
-}
+
 
 void VellCanvas::setupWindowProjection()
 {
@@ -365,54 +347,39 @@ void VellCanvas::drawQuad(const QRectF &quad, const QRectF &coord0, const QRectF
     glEnd();
 }
 
-GLuint VellCanvas::copyBackdrop(int targetWidth, int targetHeight, const QRectF &quad,
-                                QRectF *coord, GLuint scratch)
+QRectF VellCanvas::copyBackdrop(VellGLTexture2D *into, int targetWidth, int targetHeight,
+                                const QRectF &quad)
 {
     const int left = int(std::floor(quad.left()));
     const int top = int(std::floor(quad.top()));
     const QRect box(left, top, int(std::ceil(quad.right())) + 1 - left,
                     int(std::ceil(quad.bottom())) + 1 - top);
-    const QSize size = scratch ? QSize(targetWidth, targetHeight) : box.size();
-    *coord = QRectF((quad.x() - left) / size.width(), (quad.y() - top) / size.height(),
-                    quad.width() / size.width(), quad.height() / size.height());
-
-    GLuint copy = scratch;
+    const double w = into->getWidth();
+    const double h = into->getHeight();
     getGLExtensionFunctions().glActiveTexture(GL_TEXTURE0);
-    if (!copy) {
-        glGenTextures(1, &copy);
-        glBindTexture(GL_TEXTURE_2D, copy);
-        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, size.width(), size.height(), 0, GL_BGRA,
-                     GL_UNSIGNED_BYTE, nullptr);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-    } else {
-        glBindTexture(GL_TEXTURE_2D, copy);
-    }
+    glBindTexture(GL_TEXTURE_2D, into->getId());
     // Straight from the bound target: only the part of the box inside it.
     const QRect inside = box.intersected(QRect(0, 0, targetWidth, targetHeight));
     if (!inside.isEmpty())
         glCopyTexSubImage2D(GL_TEXTURE_2D, 0, inside.x() - left, inside.y() - top, inside.x(),
                             inside.y(), inside.width(), inside.height());
     glBindTexture(GL_TEXTURE_2D, 0);
-    return copy;
+    return QRectF((quad.x() - left) / w, (quad.y() - top) / h, quad.width() / w, quad.height() / h);
 }
 
-void VellCanvas::blendThroughShader(int targetWidth, int targetHeight, GLuint sourceTexture,
-                                    const QRectF &quad, const QRectF &srcCoord,
-                                    GLuint maskTexture, const QRectF &maskCoord, int mode,
-                                    float opacity, const QPointF &docCorner, float docScale,
-                                    GLuint scratch)
+void VellCanvas::blendThroughShader(VellGLTexture2D *backdropCopy, int targetWidth,
+                                    int targetHeight, GLuint sourceTexture, const QRectF &quad,
+                                    const QRectF &srcCoord, GLuint maskTexture,
+                                    const QRectF &maskCoord, int mode, float opacity,
+                                    const QPointF &docCorner, float docScale)
 {
-    if (!blendProgram)
+    if (!blendProgram || !backdropCopy)
         return;
     glDisable(GL_BLEND);
-    QRectF backdropCoord;
-    const GLuint backdrop = copyBackdrop(targetWidth, targetHeight, quad, &backdropCoord, scratch);
+    const QRectF backdropCoord = copyBackdrop(backdropCopy, targetWidth, targetHeight, quad);
 
     bindUnit(GL_TEXTURE0, sourceTexture);
-    bindUnit(GL_TEXTURE1, backdrop);
+    bindUnit(GL_TEXTURE1, backdropCopy->getId());
     if (maskTexture)
         bindUnit(GL_TEXTURE2, maskTexture);
 
@@ -435,8 +402,6 @@ void VellCanvas::blendThroughShader(int targetWidth, int targetHeight, GLuint so
     bindUnit(GL_TEXTURE0, 0);
     program->release();
     glFinish();
-    if (backdrop != scratch)
-        glDeleteTextures(1, &backdrop);
 }
 
 VellLayer *VellCanvas::activeRasterLayer() const
@@ -455,94 +420,87 @@ void VellCanvas::Render(VellContext *document)
         return;
     makeCurrent();
     partialRender = false;
-    const int fw = canvasFbo->width();
-    const int fh = canvasFbo->height();
     const float fboScale = getFboScale();
-
-    canvasFbo->bind();
-    glEnable(GL_BLEND);
-    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-    glPushAttrib(GL_VIEWPORT_BIT);
-    glEnable(GL_TEXTURE_2D);
-    setupProjection(fw, fh);
-    glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    drawBackground();
-
-    VellLayerManager *manager = document->getLayerManager();
-    VellLayerBase *active = manager->getActiveLayer();
-    for (int i = 0; i < manager->getLayerCount(); ++i) {
-        VellLayerBase *layer = manager->getLayer(i);
-        if (!layer || !layer->visible || layer->excluded)
-            continue;
-        const VellGLTexture2D *thumb = layer->getThumbTexture();
-        VellLayer *raster = layer->getType() == VellLayerType::Raster ? qobject_cast<VellLayer *>(layer) : nullptr;
-        if (layer->getType() == VellLayerType::Raster && (!raster || !raster->getPictureHost()))
-            continue;
-        if (!thumb)
-            continue;
-
-        GLuint source = thumb->getId();
-        QRectF srcCoord = validCoord(thumb);
-        if (raster && raster == active && raster->getEntireTexture() && !showPreview) {
-            source = raster->getEntireTexture()->getId();
-            const QRectF part = visibleRect.translated(-raster->getPosition())
-                                & QRectF(0.0, 0.0, raster->getWidth(), raster->getHeight());
-            srcCoord = raster->getBoundedTexCoord(part);
-        }
-        const QPolygonF polygon = layer->getThumbQuadOnFbo(fboCorner, fboScale);
-        if (polygon.size() < 3)
-            continue;
-        const QRectF quad = QRectF(polygon.at(0), polygon.at(2));
-
-        if (!layer->needShaderBlending()) {
-            glBindTexture(GL_TEXTURE_2D, source);
-            glColor4f(1.0f, 1.0f, 1.0f, layer->getAlpha());
-            unsigned int srcFactor = GL_SRC_ALPHA, dstFactor = GL_ONE_MINUS_SRC_ALPHA;
-            layer->getGLBlendMode(srcFactor, dstFactor);
-            glBlendFunc(srcFactor, dstFactor);
-            drawQuad(quad, srcCoord, nullptr, nullptr);
-            glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-            glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
-            glBindTexture(GL_TEXTURE_2D, 0);
-            continue;
-        }
-        GLuint maskTexture = 0;
-        QRectF maskCoord;
-        if (raster && raster->hasLayerMask() && raster->getLayerMaskTexture()) {
-            maskTexture = raster->getLayerMaskTexture()->getId();
-            maskCoord = raster->getLayerMaskTexCoord();
-        }
-        blendThroughShader(fw, fh, source, quad, srcCoord, maskTexture, maskCoord,
-                           i == 0 ? VellBlend::Normal : layer->getBlendMode(), layer->getAlpha(), fboCorner,
-                           fboScale);
+    // Display and entire textures are kept current by the layers themselves:
+    // there is nothing to prepare before the pass.
+    const QVector<VellDrawnLayer> layers =
+        VellLayerWalk::drawnLayers(document, VellLayerWalk::Display, showPreview);
+    {
+        VellRenderPass pass(canvasFbo.get());
+        if (!pass.isOpen())
+            return;
         glEnable(GL_BLEND);
-    }
+        glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+        glEnable(GL_TEXTURE_2D);
+        glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
+        glClear(GL_COLOR_BUFFER_BIT);
+        drawBackground();
 
-    glPopAttrib();
-    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
-    canvasFbo->release();
+        for (const VellDrawnLayer &drawn : layers) {
+            VellLayerBase *layer = drawn.layer;
+            VellLayer *raster = drawn.raster;
+            const VellGLTexture2D *thumb = layer->getThumbTexture();
+            GLuint source = thumb->getId();
+            QRectF srcCoord = validCoord(thumb);
+            if (drawn.source == VellDrawnLayer::EntireTexture) {
+                source = raster->getEntireTexture()->getId();
+                const QRectF part = visibleRect.translated(-raster->getPosition())
+                                    & QRectF(0.0, 0.0, raster->getWidth(), raster->getHeight());
+                srcCoord = raster->getBoundedTexCoord(part);
+            }
+            const QPolygonF polygon = layer->getThumbQuadOnFbo(fboCorner, fboScale);
+            if (polygon.size() < 3)
+                continue;
+            const QRectF quad = QRectF(polygon.at(0), polygon.at(2));
+
+            if (drawn.program == VellDrawnLayer::PlainOver) {
+                glBindTexture(GL_TEXTURE_2D, source);
+                glColor4f(1.0f, 1.0f, 1.0f, drawn.opacity);
+                unsigned int srcFactor = GL_SRC_ALPHA, dstFactor = GL_ONE_MINUS_SRC_ALPHA;
+                layer->getGLBlendMode(srcFactor, dstFactor);
+                glBlendFunc(srcFactor, dstFactor);
+                drawQuad(quad, srcCoord, nullptr, nullptr);
+                glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+                glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
+                glBindTexture(GL_TEXTURE_2D, 0);
+                continue;
+            }
+            GLuint maskTexture = 0;
+            QRectF maskCoord;
+            if (drawn.masked && raster->getLayerMaskTexture()) {
+                maskTexture = raster->getLayerMaskTexture()->getId();
+                maskCoord = raster->getLayerMaskTexCoord();
+            }
+            blendThroughShader(backdrop.get(), pass.width(), pass.height(), source, quad,
+                               srcCoord, maskTexture, maskCoord, drawn.mode, drawn.opacity,
+                               fboCorner, fboScale);
+            glEnable(GL_BLEND);
+        }
+    }
     postRender(document);
 }
 
 void VellCanvas::postRender(VellContext *document)
 {
     document = resolveDocument(document);
-    if (!document || !canvasFbo || !postProgram)
+    if (!document || !canvasFbo || !postProgram || !backdrop)
         return;
     makeCurrent();
-    const int fw = canvasFbo->width();
-    const int fh = canvasFbo->height();
-    canvasFbo->bind();
+    const bool channelView = document->displayingChannel != VellChannelBits::All;
+    const QVector<VellLayer *> overlays = VellLayerWalk::maskOverlays(document);
+    if (!channelView && overlays.isEmpty())
+        return;
+    VellRenderPass pass(canvasFbo.get());
+    if (!pass.isOpen())
+        return;
+    const int fw = pass.width();
+    const int fh = pass.height();
     glDisable(GL_BLEND);
-    glPushAttrib(GL_VIEWPORT_BIT);
-    setupProjection(fw, fh);
 
-    if (document->displayingChannel != VellChannelBits::All) {
+    if (channelView) {
         const QRectF whole(0.0, 0.0, fw, fh);
-        QRectF coord;
-        const GLuint copy = copyBackdrop(fw, fh, whole, &coord);
-        bindUnit(GL_TEXTURE0, copy);
+        const QRectF coord = copyBackdrop(backdrop.get(), fw, fh, whole);
+        bindUnit(GL_TEXTURE0, backdrop->getId());
         postProgram->bind();
         postProgram->setUniformValue("srcTex", GLint(0));
         postProgram->setUniformValue("displayingChannel", GLint(document->displayingChannel));
@@ -550,25 +508,17 @@ void VellCanvas::postRender(VellContext *document)
         postProgram->release();
         bindUnit(GL_TEXTURE0, 0);
         glFinish();
-        glDeleteTextures(1, &copy);
     }
 
     // Masks shown over their layers.
-    VellLayerManager *manager = document->getLayerManager();
-    for (int i = 0; i < manager->getLayerCount(); ++i) {
-        VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(i));
-        if (!layer || layer->getType() != VellLayerType::Raster || !layer->getPictureHost()
-            || !layer->getThumbTexture() || !layer->getLayerMaskTexture()
-            || !layer->isLayerMaskVisible())
-            continue;
+    for (VellLayer *layer : overlays) {
         const QPolygonF polygon = layer->getThumbQuadOnFbo(fboCorner, getFboScale());
         if (polygon.size() < 3)
             continue;
         const QRectF quad(polygon.at(0), polygon.at(2));
-        QRectF coord;
-        const GLuint copy = copyBackdrop(fw, fh, quad, &coord);
+        const QRectF coord = copyBackdrop(backdrop.get(), fw, fh, quad);
         const QRectF maskCoord = layer->getLayerMaskTexCoord();
-        bindUnit(GL_TEXTURE0, copy);
+        bindUnit(GL_TEXTURE0, backdrop->getId());
         bindUnit(GL_TEXTURE1, layer->getLayerMaskTexture()->getId());
         postProgram->bind();
         postProgram->setUniformValue("srcTex", GLint(0));
@@ -579,12 +529,7 @@ void VellCanvas::postRender(VellContext *document)
         bindUnit(GL_TEXTURE1, 0);
         bindUnit(GL_TEXTURE0, 0);
         glFinish();
-        glDeleteTextures(1, &copy);
     }
-
-    glPopAttrib();
-    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
-    canvasFbo->release();
 }
 
 void VellCanvas::Render(VellContext *document, QRectF rect)
@@ -595,33 +540,26 @@ void VellCanvas::Render(VellContext *document, QRectF rect)
     makeCurrent();
     partialRender = true;
     updateRect = rect;
-    const int fw = canvasFbo->width();
-    const int fh = canvasFbo->height();
-    canvasFbo->bind();
+    const QVector<VellDrawnLayer> layers =
+        VellLayerWalk::drawnLayers(document, VellLayerWalk::DisplayPart);
+    VellRenderPass pass(canvasFbo.get());
+    if (!pass.isOpen())
+        return;
     glEnable(GL_BLEND);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-    glPushAttrib(GL_VIEWPORT_BIT);
     glEnable(GL_TEXTURE_2D);
     glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
-    setupProjection(fw, fh);
     drawBackground(rect);
 
     const QRectF target = getScaledFboRegion(rect);
-    VellLayerManager *manager = document->getLayerManager();
-    for (int i = 0; i < manager->getLayerCount(); ++i) {
-        VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(i));
-        if (!layer || layer->getType() != VellLayerType::Raster || !layer->visible || layer->excluded
-            || !layer->getThumbTexture())
-            continue;
-        const QRectF coord = layer->getThumbRegionCoord(rect.translated(-layer->getPosition()));
-        glBindTexture(GL_TEXTURE_2D, layer->getThumbTexture()->getId());
-        glColor4f(1.0f, 1.0f, 1.0f, layer->getAlpha());
+    for (const VellDrawnLayer &drawn : layers) {
+        const QRectF coord =
+            drawn.raster->getThumbRegionCoord(rect.translated(-drawn.raster->getPosition()));
+        glBindTexture(GL_TEXTURE_2D, drawn.raster->getThumbTexture()->getId());
+        glColor4f(1.0f, 1.0f, 1.0f, drawn.opacity);
         drawQuad(target, coord, nullptr, nullptr);
     }
     glBindTexture(GL_TEXTURE_2D, 0);
-    glPopAttrib();
-    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
-    canvasFbo->release();
 }
 
 void VellCanvas::initializeGL()
@@ -759,14 +697,13 @@ QImage *VellCanvas::renderToImage(VellContext *document)
     makeCurrent();
     const int width = canvasWidth;
     const int height = canvasHeight;
-    VellLayerManager *manager = document->getLayerManager();
+    const QVector<VellDrawnLayer> layers = VellLayerWalk::drawnLayers(document, VellLayerWalk::Export);
 
     // One plain layer covering the document: its host already is the image.
-    if (manager->getLayerCount() == 1) {
-        VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(0));
-        VellPictureHost *host = layer ? layer->getPictureHost() : nullptr;
-        if (layer && layer->getType() == VellLayerType::Raster && layer->visible && host && !host->isNull()
-            && std::abs(layer->getPosition().x()) < 1e-12
+    if (document->getLayerManager()->getLayerCount() == 1 && layers.size() == 1) {
+        VellLayer *layer = layers.first().raster;
+        VellPictureHost *host = layer->getPictureHost();
+        if (std::abs(layer->getPosition().x()) < 1e-12
             && std::abs(layer->getPosition().y()) < 1e-12 && layer->getAlpha() == 1.0f
             && host->getPixelWidth() == 4 && int(host->getWidth()) == width
             && int(host->getHeight()) == height && !layer->hasLayerMask()) {
@@ -791,22 +728,20 @@ QImage *VellCanvas::renderToImage(VellContext *document)
     VellGLTexture2D target(width, height, GL_BGRA, false);
     VellGLTexture2D scratch(width, height, GL_BGRA, false);   // every layer's backdrop copy
     VellGLFramebufferObject framebuffer(width, height);
-    framebuffer.begin(target.getId());
-    glEnable(GL_BLEND);
-    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-    glPushAttrib(GL_VIEWPORT_BIT);
-    setupProjection(width, height);
-    glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
-    glClear(GL_COLOR_BUFFER_BIT);
+    {
+        VellRenderPass pass(&framebuffer, target.getId());
+        if (!pass.isOpen())
+            return nullptr;
+        glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
+        glClear(GL_COLOR_BUFFER_BIT);
+    }
 
+    // A pass per layer, opened once the layer's sources are on the GPU:
+    // uploading a host or a mask may run passes of its own, and only one
+    // inactive layer's full-size upload is held at a time.
     const QRectF documentRect(0.0, 0.0, width, height);
-    for (int i = 0; i < manager->getLayerCount(); ++i) {
-        VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(i));
-        if (!layer || layer->getType() != VellLayerType::Raster || !layer->visible || layer->excluded)
-            continue;
-        VellPictureHost *host = layer->getPictureHost();
-        if (!host || host->isNull())
-            continue;
+    for (const VellDrawnLayer &drawn : layers) {
+        VellLayer *layer = drawn.raster;
         const QRectF layerRect(layer->getPosition(), QSizeF(layer->getWidth(), layer->getHeight()));
         const QRectF rect = layerRect & documentRect;
         if (rect.isEmpty())
@@ -814,7 +749,9 @@ QImage *VellCanvas::renderToImage(VellContext *document)
         std::unique_ptr<VellGLTexture2D> temporary;
         GLuint source = 0;
         if (!layer->getEntireTexture()) {
-            temporary.reset(host->getEntireTexture());
+            temporary.reset(layer->getPictureHost()->getEntireTexture());
+            if (!temporary)
+                continue;
             source = temporary->getId();
         } else {
             if (layer->getLatestPlace() == VellLayer::HostOnly)
@@ -824,7 +761,7 @@ QImage *VellCanvas::renderToImage(VellContext *document)
         const QRectF local = rect.translated(-layer->getPosition());
         GLuint maskTexture = 0;
         QRectF maskCoord;
-        if (VellLayerMask *mask = layer->getLayerMask()) {
+        if (VellLayerMask *mask = drawn.masked ? layer->getLayerMask() : nullptr) {
             if (!mask->getEntireTexture())
                 mask->initTexture();
             if (mask->getEntireTexture()) {
@@ -832,12 +769,13 @@ QImage *VellCanvas::renderToImage(VellContext *document)
                 maskCoord = mask->getTexCoord(local.translated(-layer->getLayerMaskPosition()));
             }
         }
-        blendThroughShader(width, height, source, rect, layer->getBoundedTexCoord(local),
-                           maskTexture, maskCoord, i == 0 ? VellBlend::Normal : layer->getBlendMode(),
-                           layer->getAlpha(), QPointF(0.0, 0.0), 1.0f, scratch.getId());
+        VellRenderPass pass(&framebuffer, target.getId());
+        if (!pass.isOpen())
+            break;
+        blendThroughShader(&scratch, width, height, source, rect,
+                           layer->getBoundedTexCoord(local), maskTexture, maskCoord, drawn.mode,
+                           drawn.opacity, QPointF(0.0, 0.0), 1.0f);
     }
-    glPopAttrib();
-    framebuffer.end();
 
     auto image = std::make_unique<QImage>(width, height, QImage::Format_ARGB32);
     if (!image->isNull()) {

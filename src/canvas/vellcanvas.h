@@ -15,9 +15,10 @@
 #include <QTime>
 
 #include <functional>
+#include <map>
+#include <memory>
 
 class QGLFramebufferObject;
-class QGLShader;
 class QGLShaderProgram;
 class QPainter;
 class QTimer;
@@ -105,10 +106,10 @@ public:
     QRectF getScaledFboRegion(const QRectF &rect) const;
     float getFboScale() const;
     QPointF getFboCorner() const { return fboCorner; }
-    QGLFramebufferObject *getCanvasFbo() const { return canvasFbo; }
-    QGLFramebufferObject *getSelectionFbo() const { return selectionFbo; }
-    QGLShaderProgram *getLayerBlendingProgram() const { return blendProgram; }
-    QGLShaderProgram *getPostRenderProgram() const { return postProgram; }
+    QGLFramebufferObject *getCanvasFbo() const { return canvasFbo.get(); }
+    QGLFramebufferObject *getSelectionFbo() const { return selectionFbo.get(); }
+    QGLShaderProgram *getLayerBlendingProgram() const { return blendProgram.get(); }
+    QGLShaderProgram *getPostRenderProgram() const { return postProgram.get(); }
 
     void enableMosaic(bool on);
     void switchMosaic();
@@ -128,7 +129,7 @@ public:
 
     // ---- Histogram (vellcanvashistogram.cpp) ----
     void calcHistogramThumbScale();
-    VellHistogram *getHistogram() const { return histogram; }
+    VellHistogram *getHistogram() const { return histogram.get(); }
     QImage getHistogramThumbImage();
     float getHistogramThumbScale() const { return histogramThumbScale; }
 
@@ -281,25 +282,23 @@ private:
     // The blending program for `mode`: one built with the mode as a
     // constant (made on first use), or the general program when that fails.
     QGLShaderProgram *blendProgramFor(int mode);
-    void setupProjection(int width, int height);   // a target's pixels, y up
     void setupWindowProjection();                   // the window in document pixels, y down
-    // Composites one layer through the blending program into the bound
-    // target (targetWidth x targetHeight): copies the target box under
-    // `quad` as the backdrop and draws `quad` with the source coordinates
-    // `srcCoord`; `maskTexture` (0: none) is read at `maskCoord`. The
-    // target's texel (0, 0) shows document point docCorner, and one texel
-    // covers docScale document pixels. `scratch`, when not 0, is a texture
-    // of the target's size that takes the backdrop copy instead of a new one.
-    void blendThroughShader(int targetWidth, int targetHeight, GLuint sourceTexture,
-                            const QRectF &quad, const QRectF &srcCoord, GLuint maskTexture,
-                            const QRectF &maskCoord, int mode, float opacity,
-                            const QPointF &docCorner, float docScale, GLuint scratch = 0);
-    // Copies the target box under `quad` (framebuffer pixels) to texel (0, 0)
-    // of `scratch` (of the target's size) or, when it is 0, of a new texture
-    // of the box's size that the caller deletes. Returns the texture and the
-    // coordinates of `quad` in it.
-    GLuint copyBackdrop(int targetWidth, int targetHeight, const QRectF &quad, QRectF *coord,
-                        GLuint scratch = 0);
+    // Composites one layer through the blending program into the target of
+    // the open pass (targetWidth x targetHeight): copies the target box
+    // under `quad` into `backdropCopy` (a texture of the target's size) and
+    // draws `quad` with the source coordinates `srcCoord`; `maskTexture`
+    // (0: none) is read at `maskCoord`. The target's texel (0, 0) shows
+    // document point docCorner, and one texel covers docScale document
+    // pixels.
+    void blendThroughShader(VellGLTexture2D *backdropCopy, int targetWidth, int targetHeight,
+                            GLuint sourceTexture, const QRectF &quad, const QRectF &srcCoord,
+                            GLuint maskTexture, const QRectF &maskCoord, int mode,
+                            float opacity, const QPointF &docCorner, float docScale);
+    // Copies the box of the bound target under `quad` (framebuffer pixels)
+    // to texel (0, 0) of `into`, a texture at least the box's size, and
+    // returns the coordinates of `quad` in it.
+    QRectF copyBackdrop(VellGLTexture2D *into, int targetWidth, int targetHeight,
+                        const QRectF &quad);
     void drawQuad(const QRectF &quad, const QRectF &coord0, const QRectF *coord1,
                   const QRectF *coord2);
     void deleteFramebuffers();
@@ -326,19 +325,20 @@ private:
     float scale = 1.0f;
     QPointF origin;
     QPointF fboCorner;
-    QGLFramebufferObject *canvasFbo = nullptr;       // owned
-    QGLFramebufferObject *selectionFbo = nullptr;    // owned
+    std::unique_ptr<QGLFramebufferObject> canvasFbo;
+    std::unique_ptr<QGLFramebufferObject> selectionFbo;
+    // What lies under each shader-blended layer, copied for the shader to
+    // read: the canvas framebuffer's size, made and dropped with it.
+    std::unique_ptr<VellGLTexture2D> backdrop;
     double fboRegionWidth = 0.0, fboRegionHeight = 0.0;
     QRectF visibleRect;
     QRectF updateRect;
     QRect dirtyWindowRect;
     bool partialRender = false;
-    GLuint backgroundTexture = 0;                    // owned
-    QGLShaderProgram *blendProgram = nullptr;        // owned
-    QHash<int, QGLShaderProgram *> modePrograms;     // owned; see blendProgramFor
-    QGLShaderProgram *postProgram = nullptr;         // owned
-    QGLShader *blendShader = nullptr;                // owned
-    QGLShader *postShader = nullptr;                 // owned
+    std::unique_ptr<VellGLTexture2D> backgroundTexture;   // the checkerboard tile
+    std::unique_ptr<QGLShaderProgram> blendProgram;       // mode as a uniform
+    std::map<int, std::unique_ptr<QGLShaderProgram>> modePrograms;   // see blendProgramFor
+    std::unique_ptr<QGLShaderProgram> postProgram;
     QString blendShaderPath;
     QString postShaderPath;
     bool mosaic = true;
@@ -348,11 +348,11 @@ private:
     bool skipGLPaint = false, skipCPUPaint = false;
 
     // Histogram.
-    VellHistogram *histogram = nullptr;              // owned
+    std::unique_ptr<VellHistogram> histogram;
     float histogramThumbScale = 1.0f;
     float histogramThumbWidth = 0.0f, histogramThumbHeight = 0.0f;
-    VellGLTexture2D *histogramTexture = nullptr;     // owned
-    VellGLFramebufferObject *histogramFbo = nullptr; // owned
+    std::unique_ptr<VellGLTexture2D> histogramTexture;
+    std::unique_ptr<VellGLFramebufferObject> histogramFbo;
 
     // View state.
     int zoomIndex = 16;

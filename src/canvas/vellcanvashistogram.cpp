@@ -3,6 +3,7 @@
 #include "canvas/vellcanvas.h"
 
 #include "canvas/vellhistogram.h"
+#include "canvas/velllayerwalk.h"
 #include "document/vellcontext.h"
 #include "document/vellcontextmanager.h"
 #include "document/velllayer.h"
@@ -11,6 +12,7 @@
 #include "gpu/glextensionfunctions.h"
 #include "gpu/vellglframebufferobject.h"
 #include "gpu/vellgltexture2d.h"
+#include "gpu/vellrenderpass.h"
 
 #include <cmath>
 
@@ -34,13 +36,11 @@ void VellCanvas::calcHistogramThumbScale()
     if (histogramTexture && histogramTexture->getWidth() == w && histogramTexture->getHeight() == h
         && histogramFbo && histogramFbo->getWidth() == w && histogramFbo->getHeight() == h)
         return;
-    delete histogramFbo;
-    histogramFbo = nullptr;
-    delete histogramTexture;
-    histogramTexture = nullptr;
+    histogramFbo.reset();
+    histogramTexture.reset();
     if (w > 0 && h > 0) {
-        histogramTexture = new VellGLTexture2D(w, h, GL_RGBA8, false);
-        histogramFbo = new VellGLFramebufferObject(w, h);
+        histogramTexture = std::make_unique<VellGLTexture2D>(w, h, GL_RGBA8, false);
+        histogramFbo = std::make_unique<VellGLFramebufferObject>(w, h);
     }
 
     if (VellContext *document = VellContextManager::getInstance()->getCurrentContext()) {
@@ -62,16 +62,13 @@ void VellCanvas::RenderHistogramThumb(VellContext *document)
         || !isValid())
         return;
     makeCurrent();
-    const int w = histogramTexture->getWidth();
-    const int h = histogramTexture->getHeight();
 
-    // Thumbs that are missing or sized for another scale are made first:
-    // filling one runs a pass of its own, which would end ours.
+    // Thumbs that are missing or sized for another scale are made before the
+    // pass: filling one runs a pass of its own.
     QVector<VellLayer *> layers;
-    for (VellLayerBase *base : document->getLayerManager()->getLayers()) {
-        VellLayer *layer = qobject_cast<VellLayer *>(base);
-        if (!layer || !layer->visible || layer->getType() != VellLayerType::Raster)
-            continue;
+    for (const VellDrawnLayer &drawn :
+         VellLayerWalk::drawnLayers(document, VellLayerWalk::Histogram)) {
+        VellLayer *layer = drawn.raster;
         const QSize size = layer->getHistogramSize();
         const VellGLTexture2D *thumb = layer->getHistogramThumb();
         if (!thumb || thumb->getWidth() != size.width() || thumb->getHeight() != size.height())
@@ -80,24 +77,15 @@ void VellCanvas::RenderHistogramThumb(VellContext *document)
             layers.append(layer);
     }
 
-    histogramFbo->begin(histogramTexture->getId());
-    if (!histogramFbo->isComplete()) {
-        histogramFbo->end();
+    VellRenderPass pass(histogramFbo.get(), histogramTexture->getId());
+    if (!pass.isOpen())
         return;
-    }
-    glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_TEXTURE_BIT
-                 | GL_TRANSFORM_BIT);
-    glMatrixMode(GL_PROJECTION);
-    glPushMatrix();
-    glMatrixMode(GL_MODELVIEW);
-    glPushMatrix();
     glDisable(GL_DEPTH_TEST);
     glDisable(GL_SCISSOR_TEST);
     glEnable(GL_BLEND);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
     glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
     glClear(GL_COLOR_BUFFER_BIT);
-    setupProjection(w, h);
     if (getGLExtensionFunctions().glActiveTexture)   // a pass before may have left another unit
         getGLExtensionFunctions().glActiveTexture(GL_TEXTURE0);
     glEnable(GL_TEXTURE_2D);
@@ -113,13 +101,6 @@ void VellCanvas::RenderHistogramThumb(VellContext *document)
                  QRectF(0.0, 0.0, 1.0, 1.0), nullptr, nullptr);
     }
     glBindTexture(GL_TEXTURE_2D, 0);
-
-    glMatrixMode(GL_PROJECTION);
-    glPopMatrix();
-    glMatrixMode(GL_MODELVIEW);
-    glPopMatrix();
-    glPopAttrib();
-    histogramFbo->end();
 }
 
 QImage VellCanvas::getHistogramThumbImage()

@@ -2,6 +2,7 @@
 
 #include "foundation/velllog.h"
 #include "gpu/glextensionfunctions.h"
+#include "gpu/vellrenderpass.h"
 
 #include <QOpenGLContext>
 
@@ -53,6 +54,8 @@ void VellGLFramebufferObject::begin(GLuint texture)
         return;
     if (active)
         leave(true);
+    if (!VellRenderPass::claim(this))
+        return;
     const GLExtensionFunctions &gl = getGLExtensionFunctions();
     gl.glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, framebuffer);
     glPushAttrib(GL_VIEWPORT_BIT);
@@ -81,6 +84,8 @@ void VellGLFramebufferObject::setAsRenderTarget(bool on)
     }
     if (active)
         leave(true);
+    if (!VellRenderPass::claim(this))
+        return;
     getGLExtensionFunctions().glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, framebuffer);
     glPushAttrib(GL_VIEWPORT_BIT);
     glViewport(0, 0, width, height);
@@ -99,6 +104,7 @@ void VellGLFramebufferObject::leave(bool detach)
     glPopAttrib();
     gl.glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
     active = false;
+    VellRenderPass::release(this);
 }
 
 bool VellGLFramebufferObject::isComplete() const

@@ -8,8 +8,10 @@
 // renderbuffer of a fixed size. A pass attaches the destination texture with
 // begin(texture), draws, and calls end(), which detaches everything and
 // restores the viewport, so deleting the texture afterwards cannot leave a
-// dangling attachment. Passes do not nest: begin() inside a pass ends the
-// first one.
+// dangling attachment. Passes do not nest: begin() inside this object's own
+// pass ends that one first, and begin() while another pass is open (another
+// framebuffer object's, or a VellRenderPass) is refused and leaves the
+// object inactive, so nothing is drawn into the wrong target.
 //
 // Owns both names (made in the constructor, deleted in the destructor).
 // Needs the framebuffer-object group of the extension table and a current

@@ -1,11 +1,10 @@
 #include "tools/velltoolutil.h"
 
-#include "foundation/vellendecodetool.h"
 #include "foundation/velllog.h"
-#include "foundation/vellmessagebox.h"
 #include "gpu/glextensionfunctions.h"
 #include "gpu/vellglframebufferobject.h"
 #include "gpu/vellgltexture.h"
+#include "gpu/vellshaderbuilder.h"
 
 #include <QGLShader>
 #include <QGLShaderProgram>
@@ -16,7 +15,6 @@
 
 #include <cmath>
 
-QGLShader *VellToolUtil::resizeShader = nullptr;
 QGLShaderProgram *VellToolUtil::resizeProgram = nullptr;
 VellGLFramebufferObject *VellToolUtil::framebuffer = nullptr;
 
@@ -235,8 +233,6 @@ VellToolUtil::~VellToolUtil()
 {
     delete resizeProgram;
     resizeProgram = nullptr;
-    delete resizeShader;
-    resizeShader = nullptr;
 }
 
 qint64 VellToolUtil::setLargeTextureTexels(qint64 texelCount)
@@ -422,18 +418,16 @@ bool VellToolUtil::initShaderProgram(const QString &path, QGLShader *&shader,
                                      QGLShaderProgram *&program, QObject *parent,
                                      const QString &logTitle)
 {
-    delete program;   // before the shader it holds
-    program = nullptr;
-    delete shader;
-    shader = new QGLShader(QGLShader::Fragment, parent);
-    program = new QGLShaderProgram(parent);
-    shader->compileSourceCode(VellEnDecodeTool::loadShaderSource(path));
-    const QString log = shader->log();
-    if (!log.trimmed().isEmpty())
-        VellMessageBox::about(logTitle, log);
-    program->addShader(shader);
-    if (!program->isLinked())
-        program->link();
+    // A shader that its program owns goes with the program.
+    if (shader && shader->parent() != program)
+        delete shader;
+    shader = nullptr;
+    delete program;
+    program = VellShaderBuilder::build(path, logTitle).release();
+    if (!program)
+        return false;
+    program->setParent(parent);
+    shader = program->findChild<QGLShader *>();
     return program->isLinked();
 }
 
@@ -441,16 +435,11 @@ bool VellToolUtil::buildResizeProgram()
 {
     if (resizeProgram)
         return resizeProgram->isLinked();
-    resizeShader = new QGLShader(QGLShader::Fragment);
-    resizeProgram = new QGLShaderProgram;
-    resizeShader->compileSourceCode(VellEnDecodeTool::loadShaderSource(
-        QString::fromLatin1(kResizeShaderPath)));
-    const QString log = resizeShader->log();
-    if (!log.trimmed().isEmpty())
-        VellMessageBox::about(QStringLiteral("resize shader"), log);
-    resizeProgram->addShader(resizeShader);
-    if (!resizeProgram->isLinked())
-        resizeProgram->link();
+    resizeProgram = VellShaderBuilder::build(QString::fromLatin1(kResizeShaderPath),
+                                             QStringLiteral("resize shader"))
+                        .release();
+    if (!resizeProgram)
+        return false;
     if (!resizeProgram->isLinked())
         VellLog::Instance()->Log("VellToolUtil: resize program did not link\n");
     return resizeProgram->isLinked();

@@ -100,12 +100,14 @@ public:
                                       const QRectF &dstRect, const QRectF &srcRect,
                                       float opacity);
 
-    // Builds a fragment program from an enciphered shader resource at `path`.
-    // Deletes the objects it is given (when non-null) and hands the new ones
-    // back through the same pointers; `parent` (the document, a VellContext,
-    // or null) owns them when given, otherwise the caller does. A non-empty
-    // compile log is shown in a message box titled `logTitle` ("util shader"
-    // unless the caller names its own). Returns whether the program linked.
+    // Builds a fragment program from an enciphered shader resource at `path`
+    // (through VellShaderBuilder). Deletes the objects it is given (when
+    // non-null) and hands the new ones back through the same pointers: the
+    // program owns the shader, and `parent` (the document, a VellContext, or
+    // null) owns the program when given, otherwise the caller does. A
+    // non-empty compile log is shown in a message box titled `logTitle`
+    // ("util shader" unless the caller names its own). Returns whether the
+    // program linked.
     static bool initShaderProgram(const QString &path, QGLShader *&shader,
                                   QGLShaderProgram *&program, QObject *parent,
                                   const QString &logTitle = QStringLiteral("util shader"));
@@ -133,8 +135,7 @@ private:
     static void bindResizeProgram(const VellGLTexture *dst, const VellGLTexture *src, int filter,
                                   int sampleAlpha);
 
-    static QGLShader *resizeShader;              // owned; null until built
-    static QGLShaderProgram *resizeProgram;      // owned; null means not built
+    static QGLShaderProgram *resizeProgram;      // owned, with its shader; null until built
     static VellGLFramebufferObject *framebuffer; // owned; null between operations
 };
 

@@ -79,7 +79,10 @@ private slots:
         QFETCH(QByteArray, bytes);
         QTemporaryDir dir;
         QFile file(dir.filePath("camera.raw"));
-        QVERIFY(bytes.isNull() || (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size()));
+        if (!bytes.isNull()) {   // null: a file that cannot be opened
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            QCOMPARE(file.write(bytes), qint64(bytes.size()));
+        }
         file.close();
         QTEST(VellColorProfileConverter::extractCameraProfile(file.fileName()), "expected");
     }
