@@ -129,8 +129,10 @@ private slots:
     {
         QFETCH(QString, language);
         QTranslator translator;
-        if (!language.isEmpty())
-            QVERIFY(translator.load(":/Resources/vellcore_" + language + ".qm") && QCoreApplication::installTranslator(&translator));
+        if (!language.isEmpty()) {
+            QVERIFY(translator.load(":/Resources/vellcore_" + language + ".qm"));
+            QVERIFY(QCoreApplication::installTranslator(&translator));
+        }
         VellInputDialog input;
         VellReadImageResizeWidget resize;
         VellPixelateTextLayerWidget pixelate;
