@@ -31,7 +31,9 @@ private:
 QString TestVellActionManager::writeFile(const QString &name, const QByteArray &body, bool wrap)
 {
     QFile file(m_dir.filePath(name));
-    if (!file.open(QIODevice::WriteOnly) || file.write(wrap ? "<c>" + body + "</c>" : body) < 0)
+    if (!file.open(QIODevice::WriteOnly))
+        qFatal("cannot open %s for writing", qPrintable(file.fileName()));
+    if (file.write(wrap ? "<c>" + body + "</c>" : body) < 0)
         qFatal("cannot write %s", qPrintable(file.fileName()));
     return file.fileName();
 }
@@ -49,7 +51,8 @@ void TestVellActionManager::commandFile()
 {
     QFile source(QStringLiteral(VELL_TEST_DATA_DIR "/commands.xml"));
     QDomDocument document;
-    QVERIFY(source.open(QIODevice::ReadOnly) && document.setContent(&source));
+    QVERIFY(source.open(QIODevice::ReadOnly));
+    QVERIFY(document.setContent(&source));
     VellActionManager manager;
     manager.loadContext(source.fileName());
     QVERIFY(m_boxes.isEmpty());
@@ -59,7 +62,8 @@ void TestVellActionManager::commandFile()
          e = e.nextSiblingElement(), ++entries) {
         const QString name = e.attribute("name"), guid = e.attribute("guid");
         QAction *action = manager.getAction(guid);
-        QVERIFY2(action && !guid.isEmpty(), qPrintable(name));
+        QVERIFY2(action, qPrintable(name));
+        QVERIFY2(!guid.isEmpty(), qPrintable(name));
         QCOMPARE(manager.getActionByName(name), action);
         QCOMPARE(action->text(), name);
         QCOMPARE(action->data().toString(), guid);
@@ -67,16 +71,20 @@ void TestVellActionManager::commandFile()
         QCOMPARE(manager.getNameByGuid(guid), name);
     }
     QCOMPARE(manager.findChildren<QAction *>().size(), entries);
-    QVERIFY(!manager.getAction("{x}") && !manager.getActionByName("X"));
-    QVERIFY(manager.getNameByGuid("{x}").isEmpty() && manager.getGuidByName("X").isEmpty());
+    QVERIFY(!manager.getAction("{x}"));
+    QVERIFY(!manager.getActionByName("X"));
+    QVERIFY(manager.getNameByGuid("{x}").isEmpty());
+    QVERIFY(manager.getGuidByName("X").isEmpty());
 
     for (int pass = 0; pass < 2; ++pass) {
         for (int group = -1; group <= 8; ++group) {
             const QStringList names = group < 0 ? QStringList{"New", "Open", "Paste", "Exit", "About"}
                                                 : VellActionManager::getActionNames(group);
-            for (const QString &name : names)
-                QVERIFY2(manager.getActionByName(name) && manager.getActionByName(name)->isEnabled()
-                             == (group < 0 || group > 5), qPrintable(name + QString::number(pass)));
+            for (const QString &name : names) {
+                const QByteArray at = (name + QString::number(pass)).toLatin1();
+                QVERIFY2(manager.getActionByName(name), at.constData());
+                QVERIFY2(manager.getActionByName(name)->isEnabled() == (group < 0 || group > 5), at.constData());
+            }
         }
         for (int group = 0; group <= 8; ++group)
             manager.setEnabled(group, true);
@@ -113,12 +121,15 @@ void TestVellActionManager::replacement()
     for (const QString &e : expect.split(' ')) {
         const QString key = e.mid(2).section('=', 0, 0), value = e.section('=', 1);
         const QAction *action = manager.getAction(key);
-        if (e.startsWith("n:"))
+        if (e.startsWith("n:")) {
             QCOMPARE(manager.getGuidByName(key), value);
-        else if (e.startsWith("g:"))
+        } else if (e.startsWith("g:")) {
             QCOMPARE(manager.getNameByGuid(key), value);
-        else
-            QVERIFY2(action && action->text() == value && action->data() == key, qPrintable(e));
+        } else {
+            QVERIFY2(action, qPrintable(e));
+            QVERIFY2(action->text() == value, qPrintable(e));
+            QVERIFY2(action->data() == key, qPrintable(e));
+        }
     }
 }
 
@@ -149,28 +160,36 @@ void TestVellActionManager::badFiles()
 
     QStringList shown;
     for (const VellMessageBox::Message &box : qAsConst(m_boxes)) {
-        QVERIFY(box.kind == VellMessageBox::Critical && box.title == QStringLiteral("Critical Error"));
+        QCOMPARE(box.kind, VellMessageBox::Critical);
+        QCOMPARE(box.title, QStringLiteral("Critical Error"));
         shown << box.text;
     }
     QCOMPARE(shown, texts.replaceInStrings("%1", path));
     QCOMPARE(manager.findChildren<QAction *>().size(), readSoFar.size());
     for (const QString &name : qAsConst(readSoFar)) {
         const QAction *action = manager.getActionByName(name);
-        QVERIFY2(action && !action->isEnabled(), qPrintable(name));
+        QVERIFY2(action, qPrintable(name));
+        QVERIFY2(!action->isEnabled(), qPrintable(name));
         QVERIFY(!manager.setEnabled(name.toLower(), true));   // names match exactly
-        QVERIFY(manager.setEnabled(name, true) && action->isEnabled());
+        QVERIFY(manager.setEnabled(name, true));
+        QVERIFY(action->isEnabled());
     }
-    QVERIFY(!manager.setEnabled(QStringLiteral("Exit"), true) && !manager.setEnabled(QString(), true));
-    QVERIFY(manager.setEnabled(0, true) && manager.setEnabled(42, false));   // absent ones skipped
+    QVERIFY(!manager.setEnabled(QStringLiteral("Exit"), true));
+    QVERIFY(!manager.setEnabled(QString(), true));
+    QVERIFY(manager.setEnabled(0, true));   // absent ones skipped
+    QVERIFY(manager.setEnabled(42, false));
 }
 
 void TestVellActionManager::sharedInstanceLoadsOnce()
 {
     VellActionManager *manager = VellActionManager::getInstance(writeFile("a.xml", "<Action name='Save'/>"));
-    QVERIFY(manager && !manager->parent() && manager->getActionByName("Save"));
+    QVERIFY(manager);
+    QVERIFY(!manager->parent());
+    QVERIFY(manager->getActionByName("Save"));
     QCOMPARE(VellActionManager::getInstance(writeFile("b.xml", "<Action name='Open'/>")), manager);
     QCOMPARE(VellActionManager::getInstance(QString()), manager);
-    QVERIFY(m_boxes.isEmpty() && !manager->getActionByName("Open"));
+    QVERIFY(m_boxes.isEmpty());
+    QVERIFY(!manager->getActionByName("Open"));
 }
 
 QTEST_MAIN(TestVellActionManager)
