@@ -1,4 +1,6 @@
+// vell cipher: runs the library's resource cipher over a file.
 #include "vellcommandline.h"
+#include "vellhost.h"
 
 #include "foundation/vellendecodetool.h"
 
@@ -7,6 +9,14 @@
 namespace {
 
 const char *const kCipherUsage = "Usage: vell cipher encrypt|decrypt KEYFILE IN OUT";
+
+struct CipherJob
+{
+    bool encrypt = true;
+    QString keyPath, inputPath, outputPath;
+    QByteArray key, input;   // built
+    QByteArray output;       // the work's result
+};
 
 bool readFile(const QString &path, QByteArray *bytes)
 {
@@ -19,9 +29,7 @@ bool readFile(const QString &path, QByteArray *bytes)
     return true;
 }
 
-} // namespace
-
-int vellCipherCommand(const QStringList &args)
+int parse(const QStringList &args, CipherJob *job)
 {
     if (!args.isEmpty() && (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h"))) {
         vellPrint(QString::fromLatin1(kCipherUsage));
@@ -33,32 +41,61 @@ int vellCipherCommand(const QStringList &args)
         return ExitUsage;
     }
     const QString &mode = args.at(0);
-    const bool encrypt = mode == QLatin1String("encrypt");
-    if (!encrypt && mode != QLatin1String("decrypt")) {
+    job->encrypt = mode == QLatin1String("encrypt");
+    if (!job->encrypt && mode != QLatin1String("decrypt")) {
         vellError(QStringLiteral("unknown cipher mode '%1': use encrypt or decrypt").arg(mode));
         return ExitUsage;
     }
+    job->keyPath = args.at(1);
+    job->inputPath = args.at(2);
+    job->outputPath = args.at(3);
+    return kProceed;
+}
 
-    QByteArray key;
-    QByteArray input;
-    if (!readFile(args.at(1), &key) || !readFile(args.at(2), &input))
-        return ExitFailure;
+bool build(CipherJob *job)
+{
+    return readFile(job->keyPath, &job->key) && readFile(job->inputPath, &job->input);
+}
 
+// The key is the first 8 bytes of the key file's text.
+void work(CipherJob *job)
+{
     QString result;
-    const QString keyText = QString::fromLatin1(key);
-    if (encrypt)
-        VellEnDecodeTool::DES_Encrypt(input, keyText, result);
+    const QString keyText = QString::fromLatin1(job->key);
+    if (job->encrypt)
+        VellEnDecodeTool::DES_Encrypt(job->input, keyText, result);
     else
-        VellEnDecodeTool::DES_Decrypt(input, keyText, result);
+        VellEnDecodeTool::DES_Decrypt(job->input, keyText, result);
+    job->output = result.toLatin1();
+}
 
-    QFile out(args.at(3));
-    const QByteArray bytes = result.toLatin1();
-    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size()) {
-        vellError(QStringLiteral("cannot write '%1': %2").arg(args.at(3), out.errorString()));
-        return ExitFailure;
+bool write(const CipherJob &job)
+{
+    QFile out(job.outputPath);
+    if (!out.open(QIODevice::WriteOnly) || out.write(job.output) != job.output.size()) {
+        vellError(QStringLiteral("cannot write '%1': %2").arg(job.outputPath, out.errorString()));
+        return false;
     }
+    return true;
+}
+
+} // namespace
+
+int vellCipherCommand(VellHost &host, const QStringList &args)
+{
+    CipherJob job;
+    const int parsed = parse(args, &job);
+    if (parsed != kProceed)
+        return parsed;
+    host.setUp(VellHost::Headless);
+
+    if (!build(&job))
+        return ExitFailure;
+    work(&job);
+    if (!write(job))
+        return ExitFailure;
     vellNote(QStringLiteral("%1 %2 bytes into %3 bytes")
-                 .arg(encrypt ? QStringLiteral("enciphered") : QStringLiteral("deciphered"))
-                 .arg(input.size()).arg(bytes.size()));
+                 .arg(job.encrypt ? QStringLiteral("enciphered") : QStringLiteral("deciphered"))
+                 .arg(job.input.size()).arg(job.output.size()));
     return ExitOk;
 }

@@ -1,6 +1,7 @@
 // vell compose: builds a document from image files (or reads a saved one),
 // composites it at full resolution and writes the result as an image.
 #include "vellcommandline.h"
+#include "vellhost.h"
 
 #include "canvas/vellblendreference.h"
 #include "canvas/vellcanvas.h"
@@ -8,18 +9,13 @@
 #include "document/vellcontextmanager.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
-#include "foundation/vellconfig.h"
 #include "foundation/vellglobalsettings.h"
 #include "gpu/vellgpumanager.h"
 #include "picture/vellpicturehost.h"
 #include "picture/vellpicturereader.h"
 
-#include <QApplication>
-#include <QDataStream>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QFileInfo>
-#include <QGLWidget>
 #include <QImage>
 #include <QImageReader>
 #include <QImageWriter>
@@ -81,6 +77,7 @@ struct ComposeArguments
     bool cpu = false;
     bool gpu = false;
     QVector<LayerInput> layers;
+    bool isDocument = false;   // the sole LAYER is a saved document (checkInputs)
 };
 
 int usageError(const QString &message)
@@ -126,10 +123,15 @@ bool parseOffset(const QString &text, QPoint *offset)
     return true;
 }
 
-// Fills *parsed; returns -1 when the arguments are sound, else the exit code
-// (usage errors reported).
+// Fills *parsed from the arguments alone (no Qt application exists yet);
+// kProceed when they are sound, else the exit code (help printed, usage
+// errors reported).
 int parseArguments(const QStringList &args, ComposeArguments *parsed)
 {
+    if (args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
+        vellPrint(QString::fromLatin1(kUsageLine) + QLatin1Char('\n') + QString::fromLatin1(kHelp));
+        return ExitOk;
+    }
     const QStringList withValue = {QStringLiteral("-o"), QStringLiteral("--output"),
                                    QStringLiteral("--size"), QStringLiteral("--save"),
                                    QStringLiteral("--mode"), QStringLiteral("--opacity"),
@@ -208,16 +210,37 @@ int parseArguments(const QStringList &args, ComposeArguments *parsed)
         return usageError(QStringLiteral("no output given (-o OUT.png)"));
     if (parsed->layers.isEmpty())
         return usageError(QStringLiteral("no LAYER given"));
+    return kProceed;
+}
+
+// What the arguments say that only the image plug-ins can judge, so after the
+// host's set-up: the output's format, and whether a sole LAYER is a document
+// written by --save (one that no image reader takes). Documents stand alone:
+// their layers keep the settings they were saved with, so they take no
+// options. kProceed, or the exit code with the problem reported.
+int checkInputs(ComposeArguments *parsed)
+{
     const QByteArray suffix = QFileInfo(parsed->output).suffix().toLower().toLatin1();
     if (!QImageWriter::supportedImageFormats().contains(suffix))
         return usageError(QStringLiteral("cannot tell an image format from '%1' (use a suffix such as .png)")
                               .arg(parsed->output));
-    return -1;
+    for (const LayerInput &input : parsed->layers) {
+        if (!QFileInfo(input.path).isFile()) {
+            vellError(QStringLiteral("cannot read '%1': no such file").arg(input.path));
+            return ExitFailure;
+        }
+    }
+    const LayerInput &bottom = parsed->layers.first();
+    parsed->isDocument = parsed->layers.size() == 1 && !QImageReader(bottom.path).canRead();
+    if (parsed->isDocument && !bottom.options.isEmpty())
+        return usageError(QStringLiteral("%1 cannot follow '%2': it is not an image, so it is read "
+                                         "as a document, whose layers keep their own settings")
+                              .arg(bottom.options.first(), bottom.path));
+    return kProceed;
 }
 
-// Owns what the command builds and takes it down in the order GL needs: the
-// document's layers delete their textures with the canvas's context current,
-// then the canvas goes.
+// Owns the document the command builds and takes it down while the
+// canvas's context is current, since its layers delete their textures then.
 class ComposeSession
 {
 public:
@@ -227,7 +250,6 @@ public:
         if (canvas)
             canvas->makeCurrent();
         delete document;   // takes itself off the context manager's list
-        delete canvas;
     }
     Q_DISABLE_COPY(ComposeSession)
 
@@ -244,35 +266,9 @@ public:
         contexts->setCurrentContext(contexts->indexOfContext(document));
     }
 
-    VellCanvas *canvas = nullptr;      // owned
+    VellCanvas *canvas = nullptr;      // the host's; null on the CPU path
     VellContext *document = nullptr;   // owned
 };
-
-// A hidden canvas when this process has a window system and the driver gives
-// a valid GL context; null with *why set otherwise. A plain QGLWidget is asked
-// first, so the canvas is never built without a context for its programs.
-VellCanvas *makeCanvas(int width, int height, QString *why)
-{
-    if (!qobject_cast<QApplication *>(QCoreApplication::instance())) {
-        *why = QStringLiteral("no display reachable");
-        return nullptr;
-    }
-    *why = QStringLiteral("the window system gave no valid GL context");
-    {
-        QGLWidget probe;
-        if (!probe.isValid())
-            return nullptr;
-    }
-    VellCanvas *canvas = VellCanvas::getInstance(width, height);
-    if (!canvas->isValid()) {
-        delete canvas;
-        return nullptr;
-    }
-    canvas->reSizeCanvas(width, height, false);
-    canvas->makeCurrent();
-    VellGpuManager::getInstance();
-    return canvas;
-}
 
 QString describe(const VellLayer *layer)
 {
@@ -392,75 +388,37 @@ VellContext *readDocument(const QString &path)
         path, QStringLiteral("'%1' is neither an image nor a vell document"));
 }
 
-bool saveDocument(VellContext *document, const QString &path)
+struct ComposeJob
 {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        vellError(QStringLiteral("cannot write '%1': %2").arg(path, file.errorString()));
-        return false;
-    }
-    QDataStream out(&file);
-    out.setVersion(QDataStream::Qt_4_8);
-    out << document;
-    file.close();
-    if (out.status() != QDataStream::Ok || file.error() != QFileDevice::NoError) {
-        vellError(QStringLiteral("writing the document to '%1' failed: %2").arg(path, file.errorString()));
-        return false;
-    }
-    return true;
-}
+    ComposeArguments args;
+    ComposeSession session;
+    QSize size;            // the document's, once built
+    int layerCount = 0;
+    QImage result;         // the composite
+    qint64 elapsed = 0;    // ms the compositing took
+};
 
-} // namespace
-
-int vellComposeCommand(const QStringList &args)
+// The document from the LAYERs (or the saved document), announced layer by
+// layer, and the canvas sized to it. kProceed, or the exit code with the
+// problem reported.
+int build(const VellHost &host, ComposeJob *job)
 {
-    if (args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
-        vellPrint(QString::fromLatin1(kUsageLine) + QLatin1Char('\n') + QString::fromLatin1(kHelp));
-        return ExitOk;
-    }
-    ComposeArguments parsed;
-    const int parseCode = parseArguments(args, &parsed);
-    if (parseCode >= 0)
-        return parseCode;
-
-    // One LAYER that no image reader takes is a document written by --save.
-    // Documents stand alone: their layers keep the settings they were saved with.
-    for (const LayerInput &input : parsed.layers) {
-        if (!QFileInfo(input.path).isFile()) {
-            vellError(QStringLiteral("cannot read '%1': no such file").arg(input.path));
+    const ComposeArguments &args = job->args;
+    ComposeSession &session = job->session;
+    session.canvas = host.canvas();
+    if (!args.cpu && !session.canvas) {
+        if (args.gpu) {
+            vellError(QStringLiteral("--gpu: no GL context (%1)").arg(host.noGlReason()));
             return ExitFailure;
         }
+        vellNote(QStringLiteral("no GL context (%1): compositing on the CPU").arg(host.noGlReason()));
     }
-    const LayerInput &bottom = parsed.layers.first();
-    const bool isDocument = parsed.layers.size() == 1 && !QImageReader(bottom.path).canRead();
-    if (isDocument && !bottom.options.isEmpty())
-        return usageError(QStringLiteral("%1 cannot follow '%2': it is not an image, so it is read "
-                                         "as a document, whose layers keep their own settings")
-                              .arg(bottom.options.first(), bottom.path));
-
-    QElapsedTimer total;
-    total.start();
     VellGlobalSettings *settings = VellGlobalSettings::getInstance();
     settings->streamReadVersion = 2;    // documents carry the masks' lock and position
     settings->streamWriteVersion = 2;
-    VellConfig::getInstance();
 
-    ComposeSession session;
-    if (!parsed.cpu) {
-        const QSize first = parsed.size.isValid() ? parsed.size : QSize(1, 1);
-        QString why;
-        session.canvas = makeCanvas(first.width(), first.height(), &why);
-        if (!session.canvas) {
-            if (parsed.gpu) {
-                vellError(QStringLiteral("--gpu: no GL context (%1)").arg(why));
-                return ExitFailure;
-            }
-            vellNote(QStringLiteral("no GL context (%1): compositing on the CPU").arg(why));
-        }
-    }
-
-    if (isDocument) {
-        VellContext *document = readDocument(parsed.layers.first().path);
+    if (args.isDocument) {
+        VellContext *document = readDocument(args.layers.first().path);
         if (!document)
             return ExitFailure;
         session.adopt(document);
@@ -473,20 +431,20 @@ int vellComposeCommand(const QStringList &args)
         if (const VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(index)))
             vellNote(QStringLiteral("layer %1/%2: %3").arg(index + 1).arg(count).arg(describe(layer)));
     };
-    for (int i = 0; !isDocument && i < parsed.layers.size(); ++i) {
-        if (!addImageLayer(session.document, parsed.layers.at(i)))
+    for (int i = 0; !args.isDocument && i < args.layers.size(); ++i) {
+        if (!addImageLayer(session.document, args.layers.at(i)))
             return ExitFailure;
-        announce(i, parsed.layers.size());
+        announce(i, args.layers.size());
     }
     const int count = manager->getLayerCount();
     if (count == 0) {
-        vellError(QStringLiteral("'%1' holds no layers").arg(parsed.layers.first().path));
+        vellError(QStringLiteral("'%1' holds no layers").arg(args.layers.first().path));
         return ExitFailure;
     }
-    for (int i = 0; isDocument && i < count; ++i)
+    for (int i = 0; args.isDocument && i < count; ++i)
         announce(i, count);
 
-    QSize size = parsed.size;
+    QSize size = args.size;
     if (!size.isValid())
         size = QSize(manager->getLayer(0)->getWidth(), manager->getLayer(0)->getHeight());
     if (size.isEmpty() || !withinImageLimits(size)) {
@@ -506,47 +464,86 @@ int vellComposeCommand(const QStringList &args)
         session.canvas->reSizeCanvas(size.width(), size.height(), false);
         session.canvas->makeCurrent();
     }
+    job->size = size;
+    job->layerCount = count;
+    return kProceed;
+}
 
+// Composites the document at full resolution on the canvas, or on the CPU.
+bool work(ComposeJob *job)
+{
+    const ComposeSession &session = job->session;
     QElapsedTimer timer;
     timer.start();
-    QImage result;
     if (session.canvas) {
         // The canvas may hand back an image that borrows the bottom layer's
         // pixels: copy it while the document is alive.
         std::unique_ptr<QImage> image(session.canvas->renderToImage(session.document));
         if (image)
-            result = image->convertToFormat(QImage::Format_ARGB32).copy();
+            job->result = image->convertToFormat(QImage::Format_ARGB32).copy();
     } else {
         std::unique_ptr<QImage> image(
-            VellBlendReference::renderToImage(session.document, size.width(), size.height()));
+            VellBlendReference::renderToImage(session.document, job->size.width(), job->size.height()));
         if (image)
-            result = *image;
+            job->result = *image;
     }
-    const qint64 elapsed = timer.elapsed();
-    if (result.isNull()) {
-        vellError(QStringLiteral("compositing %1x%2 failed (out of memory?)").arg(size.width())
-                      .arg(size.height()));
-        return ExitFailure;
+    job->elapsed = timer.elapsed();
+    if (job->result.isNull()) {
+        vellError(QStringLiteral("compositing %1x%2 failed (out of memory?)").arg(job->size.width())
+                      .arg(job->size.height()));
+        return false;
     }
+    return true;
+}
 
-    QImageWriter writer(parsed.output);
-    if (!writer.write(result)) {
-        vellError(QStringLiteral("cannot write '%1': %2").arg(parsed.output, writer.errorString()));
-        return ExitFailure;
+// The composite, then the document when --save asks for it.
+bool write(const ComposeJob &job)
+{
+    QImageWriter writer(job.args.output);
+    if (!writer.write(job.result)) {
+        vellError(QStringLiteral("cannot write '%1': %2").arg(job.args.output, writer.errorString()));
+        return false;
     }
-    if (!parsed.save.isEmpty()) {
-        if (session.canvas)
-            session.canvas->makeCurrent();   // layers read newer GPU pixels back to write them
-        if (!saveDocument(session.document, parsed.save))
-            return ExitFailure;
-    }
+    if (job.args.save.isEmpty())
+        return true;
+    if (job.session.canvas)
+        job.session.canvas->makeCurrent();   // layers read newer GPU pixels back to write them
+    return vellWriteStreamFile(job.args.save, job.session.document,
+                               QStringLiteral("writing the document to '%1' failed: %2"));
+}
 
+void report(const ComposeJob &job)
+{
+    const int count = job.layerCount;
     vellPrint(QStringLiteral("composed %1 layer%2, %3x%4, on the %5 in %6 ms")
-                  .arg(count).arg(count == 1 ? "" : "s").arg(size.width()).arg(size.height())
-                  .arg(session.canvas ? QStringLiteral("GPU") : QStringLiteral("CPU")).arg(elapsed));
-    vellPrint(QStringLiteral("wrote %1").arg(parsed.output));
-    if (!parsed.save.isEmpty())
-        vellPrint(QStringLiteral("saved the document to %1").arg(parsed.save));
+                  .arg(count).arg(count == 1 ? "" : "s").arg(job.size.width()).arg(job.size.height())
+                  .arg(job.session.canvas ? QStringLiteral("GPU") : QStringLiteral("CPU")).arg(job.elapsed));
+    vellPrint(QStringLiteral("wrote %1").arg(job.args.output));
+    if (!job.args.save.isEmpty())
+        vellPrint(QStringLiteral("saved the document to %1").arg(job.args.save));
+}
+
+} // namespace
+
+int vellComposeCommand(VellHost &host, const QStringList &args)
+{
+    ComposeJob job;   // destroyed before the host, which owns the canvas
+    const int parsed = parseArguments(args, &job.args);
+    if (parsed != kProceed)
+        return parsed;
+    QElapsedTimer total;
+    total.start();
+    // The GPU unless the CPU is asked for; build() says what came of it.
+    host.setUp(job.args.cpu ? VellHost::Headless : VellHost::Gl);
+
+    int code = checkInputs(&job.args);
+    if (code == kProceed)
+        code = build(host, &job);
+    if (code != kProceed)
+        return code;
+    if (!work(&job) || !write(job))
+        return ExitFailure;
+    report(job);
     vellNote(QStringLiteral("%1 ms in all").arg(total.elapsed()));
     return ExitOk;
 }

@@ -1,10 +1,11 @@
+// vell icc, and the colour step of every command that opens an image.
 #include "vellcommandline.h"
+#include "vellhost.h"
 
 #include "color/vellcolorprofileconverter.h"
 #include "foundation/velllog.h"
 #include "picture/vellpicturehost.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -31,20 +32,12 @@ bool isCanonical(const QString &name)
     return name == QLatin1String(kSRGB) || !VellColorProfileConverter::profileFile(name).isEmpty();
 }
 
-// The library reads "./data/iccprofiles/..." relative to the working folder.
-// The folders that may hold data/, in order: the working folder (so a user
-// can put profiles of their own first), the folder of the vell binary (the
-// build tree) and the installed data folder.
-QStringList profileRoots()
-{
-    const QString binaryDir = QCoreApplication::applicationDirPath();
-    return {QDir::currentPath(), binaryDir, QStringLiteral(VELL_DATA_DIR)};
-}
-
+// The library reads "./data/iccprofiles/..." relative to the working folder,
+// so the colour step enters the first data root that holds the profile.
 QString profileRoot(const QString &name)
 {
     const QString file = VellColorProfileConverter::profileFile(name);
-    for (const QString &root : profileRoots())
+    for (const QString &root : vellDataRoots())
         if (QFileInfo(QDir(root).filePath(file)).isFile())
             return root;
     return QString();
@@ -72,6 +65,96 @@ bool wantsHelp(const QStringList &args)
     return !args.isEmpty() && (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h"));
 }
 
+struct IccJob
+{
+    QString inputPath, outputPath;
+    QString from;                            // empty: the one the metadata names
+    bool alpha = true;                       // the input has an alpha channel
+    std::unique_ptr<VellPictureHost> host;   // built from the image, then converted
+    QImage result;
+};
+
+int parse(const QStringList &arguments, IccJob *job)
+{
+    if (wantsHelp(arguments)) {
+        vellPrint(QStringLiteral(
+            "Usage: vell icc IN OUT [--from NAME]\n"
+            "Converts image IN to sRGB and saves it as OUT (format from OUT's suffix);\n"
+            "16-bit images stay 16-bit. The colour space is the one IN's metadata names\n"
+            "(sRGB when none), or NAME, one of\n  %1.\n"
+            "Profiles are read from data/iccprofiles in the working folder, else beside\n"
+            "the vell binary, else from %2.")
+                      .arg(nameList(), QStringLiteral(VELL_DATA_DIR "/data/iccprofiles")));
+        return ExitOk;
+    }
+    QStringList args = arguments;
+    const int option = args.indexOf(QStringLiteral("--from"));
+    if (option >= 0) {
+        if (option + 1 >= args.size()) {
+            vellError(QStringLiteral("--from needs a colour space name"));
+            return ExitUsage;
+        }
+        job->from = args.takeAt(option + 1);
+        args.removeAt(option);
+        if (!isCanonical(job->from)) {
+            vellError(QStringLiteral("unknown colour space '%1' (one of %2)").arg(job->from, nameList()));
+            return ExitUsage;
+        }
+    }
+    if (args.size() != 2) {
+        vellError(QStringLiteral("icc needs IN and OUT (got %1 arguments)").arg(args.size()));
+        return ExitUsage;
+    }
+    job->inputPath = args.at(0);
+    job->outputPath = args.at(1);
+    return kProceed;
+}
+
+bool build(IccJob *job)
+{
+    QImageReader reader(job->inputPath);
+    const QImage image = reader.read();
+    if (image.isNull()) {
+        vellError(QStringLiteral("cannot read image '%1': %2").arg(job->inputPath, reader.errorString()));
+        return false;
+    }
+    job->alpha = image.hasAlphaChannel();
+    job->host.reset(vellImageToHost(image, true));
+    if (!job->host) {
+        vellError(QStringLiteral("no memory for a %1 x %2 picture").arg(image.width()).arg(image.height()));
+        return false;
+    }
+    return true;
+}
+
+bool work(IccJob *job)
+{
+    VellPictureHost *picture = job->host.release();
+    const bool converted = vellColourStep(&picture, job->inputPath, job->from);
+    job->host.reset(picture);
+    if (!converted)
+        return false;
+    job->result = vellHostToImage(job->host.get());
+    if (job->result.isNull()) {
+        vellError(QStringLiteral("no memory for a %1 x %2 image").arg(job->host->getWidth())
+                      .arg(job->host->getHeight()));
+        return false;
+    }
+    const bool deep = job->host->getPixelWidth() == 8;
+    if (!job->alpha)
+        job->result = job->result.convertToFormat(deep ? QImage::Format_RGBX64 : QImage::Format_RGB32);
+    return true;
+}
+
+bool write(const IccJob &job)
+{
+    if (!job.result.save(job.outputPath)) {
+        vellError(QStringLiteral("cannot save '%1' (unknown suffix or unwritable)").arg(job.outputPath));
+        return false;
+    }
+    return true;
+}
+
 } // namespace
 
 bool vellColourStep(VellPictureHost **host, const QString &imagePath, const QString &from)
@@ -86,7 +169,7 @@ bool vellColourStep(VellPictureHost **host, const QString &imagePath, const QStr
         vellError(QStringLiteral("no ICC profile for colour space '%1': %2 is in none of %3 "
                                  "(convert nothing with --no-colour)")
                       .arg(name, VellColorProfileConverter::profileFile(name),
-                           profileRoots().join(QStringLiteral(", "))));
+                           vellDataRoots().join(QStringLiteral(", "))));
         return false;
     }
     // Opens the log in the user's working folder before it changes: the log
@@ -108,68 +191,21 @@ bool vellColourStep(VellPictureHost **host, const QString &imagePath, const QStr
     return true;
 }
 
-int vellIccCommand(const QStringList &arguments)
+int vellIccCommand(VellHost &host, const QStringList &args)
 {
-    if (wantsHelp(arguments)) {
-        vellPrint(QStringLiteral(
-            "Usage: vell icc IN OUT [--from NAME]\n"
-            "Converts image IN to sRGB and saves it as OUT (format from OUT's suffix);\n"
-            "16-bit images stay 16-bit. The colour space is the one IN's metadata names\n"
-            "(sRGB when none), or NAME, one of\n  %1.\n"
-            "Profiles are read from data/iccprofiles in the working folder, else beside\n"
-            "the vell binary, else from %2.")
-                      .arg(nameList(), QStringLiteral(VELL_DATA_DIR "/data/iccprofiles")));
-        return ExitOk;
-    }
-    QStringList args = arguments;
-    QString from;
-    const int option = args.indexOf(QStringLiteral("--from"));
-    if (option >= 0) {
-        if (option + 1 >= args.size()) {
-            vellError(QStringLiteral("--from needs a colour space name"));
-            return ExitUsage;
-        }
-        from = args.takeAt(option + 1);
-        args.removeAt(option);
-        if (!isCanonical(from)) {
-            vellError(QStringLiteral("unknown colour space '%1' (one of %2)").arg(from, nameList()));
-            return ExitUsage;
-        }
-    }
-    if (args.size() != 2) {
-        vellError(QStringLiteral("icc needs IN and OUT (got %1 arguments)").arg(args.size()));
-        return ExitUsage;
-    }
+    IccJob job;
+    const int parsed = parse(args, &job);
+    if (parsed != kProceed)
+        return parsed;
+    host.setUp(VellHost::Headless);
+
     QElapsedTimer timer;
     timer.start();
-
-    QImageReader reader(args.at(0));
-    const QImage image = reader.read();
-    if (image.isNull()) {
-        vellError(QStringLiteral("cannot read image '%1': %2").arg(args.at(0), reader.errorString()));
+    if (!build(&job) || !work(&job) || !write(job))
         return ExitFailure;
-    }
-    std::unique_ptr<VellPictureHost> host(vellImageToHost(image, true));
-    if (!host) {
-        vellError(QStringLiteral("no memory for a %1 x %2 picture").arg(image.width()).arg(image.height()));
-        return ExitFailure;
-    }
-    VellPictureHost *picture = host.release();
-    const bool converted = vellColourStep(&picture, args.at(0), from);
-    host.reset(picture);
-    if (!converted)
-        return ExitFailure;
-
-    QImage result = vellHostToImage(host.get());
-    const bool deep = host->getPixelWidth() == 8;
-    if (!image.hasAlphaChannel())
-        result = result.convertToFormat(deep ? QImage::Format_RGBX64 : QImage::Format_RGB32);
-    if (!result.save(args.at(1))) {
-        vellError(QStringLiteral("cannot save '%1' (unknown suffix or unwritable)").arg(args.at(1)));
-        return ExitFailure;
-    }
     vellPrint(QStringLiteral("wrote %1 (%2 x %3, %4 bits per channel)")
-                  .arg(args.at(1)).arg(result.width()).arg(result.height()).arg(deep ? 16 : 8));
+                  .arg(job.outputPath).arg(job.result.width()).arg(job.result.height())
+                  .arg(job.host->getPixelWidth() == 8 ? 16 : 8));
     vellNote(QStringLiteral("%1 ms").arg(timer.elapsed()));
     return ExitOk;
 }

@@ -1,4 +1,5 @@
 #include "vellcommandline.h"
+#include "vellhost.h"
 
 #include "foundation/vellconfig.h"
 #include "foundation/velldatalocation.h"
@@ -6,11 +7,6 @@
 #include "foundation/vellmemory.h"
 #include "gpu/glextensionfunctions.h"
 #include "gpu/vellgpumanager.h"
-
-#include <QApplication>
-#include <QGLWidget>
-
-#include <memory>
 
 namespace {
 
@@ -22,58 +18,17 @@ QString yesNo(bool value)
 QString kilobytes(unsigned int figure)
 {
     return figure == VellGpuManager::kUnknownMemory ? QStringLiteral("unknown (-1)")
-                                 : QStringLiteral("%1 KiB").arg(figure);
+                                                    : QStringLiteral("%1 KiB").arg(figure);
 }
 
-// The GPU part of the report. A context needs a QApplication on a display;
-// without one there is nothing to ask.
-void printGpu()
+bool wantsHelp(const QStringList &args)
 {
-    vellPrint(QStringLiteral("GPU"));
-    std::unique_ptr<QGLWidget> widget;
-    if (qobject_cast<QApplication *>(QCoreApplication::instance()))
-        widget.reset(new QGLWidget);
-    if (!widget || !widget->isValid()) {
-        vellPrint(QStringLiteral("  no GL context"));
-        return;
-    }
-    widget->makeCurrent();
-    GLExtensionFunctions &gl = getGLExtensionFunctions();
-    gl.resolve(widget->context());
-    const VellGpuManager *gpu = VellGpuManager::getInstance();
-
-    vellPrint(QStringLiteral("  vendor:             %1").arg(gpu->vendor));
-    vellPrint(QStringLiteral("  renderer:           %1").arg(gpu->renderer));
-    vellPrint(QStringLiteral("  GL version:         %1 (%2)").arg(gpu->version).arg(gpu->versionNumber));
-    vellPrint(QStringLiteral("  GLSL version:       %1 (%2)")
-                  .arg(gpu->glslVersion).arg(gpu->glslVersionNumber));
-    vellPrint(QStringLiteral("  max texture size:   %1 x %2")
-                  .arg(gpu->maxTextureWidth).arg(gpu->maxTextureHeight));
-    vellPrint(QStringLiteral("  video memory:       free %1, total %2")
-                  .arg(kilobytes(gpu->getAvailableMemory()), kilobytes(gpu->getTotalMemory())));
-    vellPrint(QStringLiteral("  extension groups:   shader objects %1, framebuffer objects %2, OpenGL 1.5 %3")
-                  .arg(yesNo(gl.glslSupported()), yesNo(gl.fboSupported()),
-                       yesNo(gl.openGL15Supported())));
-    widget->doneCurrent();
+    return !args.isEmpty() && (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h"));
 }
 
-} // namespace
-
-int vellInfoCommand(const QStringList &args)
+void printFolders()
 {
-    if (!args.isEmpty()) {
-        if (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h")) {
-            vellPrint(QStringLiteral("Usage: vell info\nPrints the data folders, the settings in force and the GPU."));
-            return ExitOk;
-        }
-        vellError(QStringLiteral("info takes no arguments (got '%1')").arg(args.first()));
-        return ExitUsage;
-    }
-
-    VellGlobalSettings *settings = VellGlobalSettings::getInstance();
-    VellConfig *config = VellConfig::getInstance();
-    VellMemory *memory = VellMemory::getInstance();
-
+    const VellConfig *config = VellConfig::getInstance();
     vellPrint(QStringLiteral("Data folders"));
     vellPrint(QStringLiteral("  data location:      %1").arg(VellDataLocation::path()));
     vellPrint(QStringLiteral("  application data:   %1").arg(config->appDataPath));
@@ -86,7 +41,13 @@ int vellInfoCommand(const QStringList &args)
     vellPrint(QStringLiteral("  raw:                %1").arg(config->rawPath));
     vellPrint(QStringLiteral("  temporary files:    %1").arg(config->tempPath));
     vellPrint(QStringLiteral("  brushes, cursors:   %1, %2").arg(config->brushPath, config->cursorPath));
+}
 
+void printSettings()
+{
+    const VellGlobalSettings *settings = VellGlobalSettings::getInstance();
+    const VellConfig *config = VellConfig::getInstance();
+    const VellMemory *memory = VellMemory::getInstance();
     vellPrint(QStringLiteral("Settings (%1)").arg(VellGlobalSettings::configFileName()));
     vellPrint(QStringLiteral("  style:              %1").arg(config->style));
     vellPrint(QStringLiteral("  image size limit:   %1 x %2 pixels, %3 Mpixels")
@@ -109,7 +70,50 @@ int vellInfoCommand(const QStringList &args)
                   .arg(memory->getLimit() / (1024 * 1024)).arg(memory->getUsed()));
     vellPrint(QStringLiteral("  history limits:     %1 full memos, chains of %2")
                   .arg(config->fullMemoLimit).arg(config->chainLimit));
+}
 
-    printGpu();
+// What the GPU manager learnt from the driver through the host's canvas;
+// without a canvas there was nothing to ask.
+void printGpu(const VellHost &host)
+{
+    vellPrint(QStringLiteral("GPU"));
+    if (!host.canvas()) {
+        vellPrint(QStringLiteral("  no GL context"));
+        return;
+    }
+    const GLExtensionFunctions &gl = getGLExtensionFunctions();   // resolved for the canvas
+    const VellGpuManager *gpu = VellGpuManager::getInstance();
+    vellPrint(QStringLiteral("  vendor:             %1").arg(gpu->vendor));
+    vellPrint(QStringLiteral("  renderer:           %1").arg(gpu->renderer));
+    vellPrint(QStringLiteral("  GL version:         %1 (%2)").arg(gpu->version).arg(gpu->versionNumber));
+    vellPrint(QStringLiteral("  GLSL version:       %1 (%2)")
+                  .arg(gpu->glslVersion).arg(gpu->glslVersionNumber));
+    vellPrint(QStringLiteral("  max texture size:   %1 x %2")
+                  .arg(gpu->maxTextureWidth).arg(gpu->maxTextureHeight));
+    vellPrint(QStringLiteral("  video memory:       free %1, total %2")
+                  .arg(kilobytes(gpu->getAvailableMemory()), kilobytes(gpu->getTotalMemory())));
+    vellPrint(QStringLiteral("  extension groups:   shader objects %1, framebuffer objects %2, OpenGL 1.5 %3")
+                  .arg(yesNo(gl.glslSupported()), yesNo(gl.fboSupported()),
+                       yesNo(gl.openGL15Supported())));
+}
+
+} // namespace
+
+// info has no inputs or outputs of its own: it reports what the set-up found.
+int vellInfoCommand(VellHost &host, const QStringList &args)
+{
+    if (wantsHelp(args)) {
+        vellPrint(QStringLiteral("Usage: vell info\nPrints the data folders, the settings in force and the GPU."));
+        return ExitOk;
+    }
+    if (!args.isEmpty()) {
+        vellError(QStringLiteral("info takes no arguments (got '%1')").arg(args.first()));
+        return ExitUsage;
+    }
+    host.setUp(VellHost::Gl);   // the driver is only reachable through a GL context
+
+    printFolders();
+    printSettings();
+    printGpu(host);
     return ExitOk;
 }

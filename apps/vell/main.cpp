@@ -1,11 +1,10 @@
 // vell: the command-line host of libVellCore.
 #include "vellcommandline.h"
+#include "vellhost.h"
 
-#include <QApplication>
-#include <QFile>
+#include <QStringList>
 
 #include <cstdio>
-#include <memory>
 
 namespace {
 
@@ -43,79 +42,47 @@ const char *const kUsage =
     "\n"
     "Exit status: 0 on success, 1 on failure, 2 on a usage error.\n";
 
-// Whether an X server looks reachable. Qt aborts when it cannot connect, so
-// a local display (":N", "unix:N") must have its socket; other forms are
-// trusted.
-bool displayAvailable()
+struct Command
 {
-    const QByteArray display = qgetenv("DISPLAY");
-    if (display.isEmpty())
-        return false;
-    const int colon = display.lastIndexOf(':');
-    if (colon < 0)
-        return false;   // not a display name
-    const QByteArray host = display.left(colon);
-    if (!host.isEmpty() && host != "unix")
-        return true;
-    const QByteArray number = display.mid(colon + 1).split('.').value(0);
-    return QFile::exists(QStringLiteral("/tmp/.X11-unix/X") + QString::fromLatin1(number));
-}
+    const char *name;
+    int (*run)(VellHost &host, const QStringList &args);
+};
 
-// "compose" unless it is asked for the CPU or for its help.
-bool wantsGpuCompose(int argc, char *argv[])
-{
-    if (argc < 2 || qstrcmp(argv[1], "compose") != 0)
-        return false;
-    for (int i = 2; i < argc; ++i)
-        if (qstrcmp(argv[i], "--cpu") == 0 || qstrcmp(argv[i], "--help") == 0
-            || qstrcmp(argv[i], "-h") == 0)
-            return false;
-    return true;
-}
+const Command kCommands[] = {
+    {"info", vellInfoCommand},     {"cipher", vellCipherCommand}, {"pack", vellPackCommand},
+    {"unpack", vellUnpackCommand}, {"icc", vellIccCommand},       {"compose", vellComposeCommand},
+};
 
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    // Only "info" and "compose" open the window system, for a GL context (to ask
-    // the driver, to composite); without a display, and for every other command,
-    // vell stays headless and works with no display at all.
-    const bool gui = argc > 1 && (qstrcmp(argv[1], "info") == 0 || wantsGpuCompose(argc, argv))
-        && displayAvailable();
-    std::unique_ptr<QCoreApplication> application(gui ? new QApplication(argc, argv)
-                                                      : new QCoreApplication(argc, argv));
-    QCoreApplication &app = *application;
-    QCoreApplication::setApplicationName(QStringLiteral("vell"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(VELL_VERSION));
-
-    QStringList args = app.arguments().mid(1);
+    // vell reads its arguments before any Qt application exists: which one it
+    // needs (with the window system or without) is for the command to say once
+    // it has parsed its own. Decoded the way QCoreApplication::arguments()
+    // decodes them.
+    QStringList args;
+    for (int i = 1; i < argc; ++i)
+        args << QString::fromLocal8Bit(argv[i]);
     if (args.isEmpty()) {
         std::fputs(kUsage, stderr);
         return ExitUsage;
     }
-    const QString command = args.takeFirst();
-    if (command == QLatin1String("-h") || command == QLatin1String("--help")
-        || command == QLatin1String("help")) {
+    const QString name = args.takeFirst();
+    if (name == QLatin1String("-h") || name == QLatin1String("--help") || name == QLatin1String("help")) {
         std::fputs(kUsage, stdout);
         return ExitOk;
     }
-    if (command == QLatin1String("--version")) {
-        vellPrint(QStringLiteral("vell ") + QCoreApplication::applicationVersion());
+    if (name == QLatin1String("--version")) {
+        vellPrint(QStringLiteral("vell " VELL_VERSION));
         return ExitOk;
     }
-    if (command == QLatin1String("info"))
-        return vellInfoCommand(args);
-    if (command == QLatin1String("cipher"))
-        return vellCipherCommand(args);
-    if (command == QLatin1String("pack"))
-        return vellPackCommand(args);
-    if (command == QLatin1String("unpack"))
-        return vellUnpackCommand(args);
-    if (command == QLatin1String("icc"))
-        return vellIccCommand(args);
-    if (command == QLatin1String("compose"))
-        return vellComposeCommand(args);
-
-    vellError(QStringLiteral("unknown command '%1' (try 'vell --help')").arg(command));
+    for (const Command &command : kCommands) {
+        if (name == QLatin1String(command.name)) {
+            VellHost host(argv[0]);   // outlives everything the command builds
+            return command.run(host, args);
+        }
+    }
+    vellError(QStringLiteral("unknown command '%1' (try 'vell --help')").arg(name));
     return ExitUsage;
 }

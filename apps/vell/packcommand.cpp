@@ -1,9 +1,10 @@
+// vell pack and unpack: an image into a picture host's stream file and back.
 #include "vellcommandline.h"
+#include "vellhost.h"
 
 #include "foundation/vellmemory.h"
 #include "picture/vellpicturehost.h"
 
-#include <QDataStream>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QImage>
@@ -14,11 +15,7 @@
 
 namespace {
 
-struct HostDeleter
-{
-    void operator()(VellPictureHost *host) const { delete host; }
-};
-using HostPointer = std::unique_ptr<VellPictureHost, HostDeleter>;
+using HostPointer = std::unique_ptr<VellPictureHost>;
 
 bool wantsHelp(const QStringList &args)
 {
@@ -31,9 +28,17 @@ HostPointer readHostFile(const QString &path)
         path, QStringLiteral("'%1' is not a valid picture host stream")));
 }
 
-} // namespace
+// ---- pack ----
 
-int vellPackCommand(const QStringList &arguments)
+struct PackJob
+{
+    QString imagePath, outputPath;
+    bool colour = true;
+    HostPointer host;       // built from the image, then converted to sRGB
+    HostPointer readBack;   // the written file, read back to check it
+};
+
+int parsePack(const QStringList &arguments, PackJob *job)
 {
     if (wantsHelp(arguments)) {
         vellPrint(QStringLiteral("Usage: vell pack IMAGE OUT [--no-colour]\n"
@@ -43,70 +48,71 @@ int vellPackCommand(const QStringList &arguments)
         return ExitOk;
     }
     QStringList args = arguments;
-    const bool colour = args.removeAll(QStringLiteral("--no-colour")) == 0;
+    job->colour = args.removeAll(QStringLiteral("--no-colour")) == 0;
     if (args.size() != 2) {
         vellError(QStringLiteral("pack needs IMAGE and OUT (got %1 arguments)").arg(args.size()));
         return ExitUsage;
     }
-    QElapsedTimer timer;
-    timer.start();
-
-    QImageReader reader(args.at(0));
-    QImage image = reader.read();
-    if (image.isNull()) {
-        vellError(QStringLiteral("cannot read image '%1': %2").arg(args.at(0), reader.errorString()));
-        return ExitFailure;
-    }
-    HostPointer host(vellImageToHost(image, false));
-    if (!host) {
-        vellError(QStringLiteral("no memory for a %1 x %2 picture").arg(image.width()).arg(image.height()));
-        return ExitFailure;
-    }
-    if (colour) {
-        VellPictureHost *picture = host.release();
-        const bool ok = vellColourStep(&picture, args.at(0), QString());
-        host.reset(picture);
-        if (!ok)
-            return ExitFailure;
-    }
-    const unsigned w = host->getWidth();
-    const unsigned h = host->getHeight();
-
-    QFile out(args.at(1));
-    if (!out.open(QIODevice::WriteOnly)) {
-        vellError(QStringLiteral("cannot write '%1': %2").arg(args.at(1), out.errorString()));
-        return ExitFailure;
-    }
-    QDataStream stream(&out);
-    stream.setVersion(QDataStream::Qt_4_8);
-    stream << host.get();
-    out.close();
-    if (stream.status() != QDataStream::Ok || out.error() != QFileDevice::NoError) {
-        vellError(QStringLiteral("writing '%1' failed: %2").arg(args.at(1), out.errorString()));
-        return ExitFailure;
-    }
-
-    // Read the stream back, so a user knows the file is sound.
-    HostPointer check = readHostFile(args.at(1));
-    if (!check)
-        return ExitFailure;
-    const size_t bytes = size_t(w) * h * 4;
-    if (check->getWidth() != w || check->getHeight() != h
-        || std::memcmp(check->getData(), host->getData(), bytes) != 0) {
-        vellError(QStringLiteral("'%1' does not read back as written").arg(args.at(1)));
-        return ExitFailure;
-    }
-
-    vellPrint(QStringLiteral("packed %1 (%2 x %3, %4 bands of up to 2048 rows) into %5: %6 bytes, verified")
-                  .arg(args.at(0)).arg(w).arg(h).arg((h + 2047) / 2048).arg(args.at(1))
-                  .arg(QFile(args.at(1)).size()));
-    vellNote(QStringLiteral("memory budget: %1 of %2 bytes booked; %3 ms")
-                 .arg(VellMemory::getInstance()->getUsed()).arg(VellMemory::getInstance()->getLimit())
-                 .arg(timer.elapsed()));
-    return ExitOk;
+    job->imagePath = args.at(0);
+    job->outputPath = args.at(1);
+    return kProceed;
 }
 
-int vellUnpackCommand(const QStringList &args)
+bool buildPack(PackJob *job)
+{
+    QImageReader reader(job->imagePath);
+    const QImage image = reader.read();
+    if (image.isNull()) {
+        vellError(QStringLiteral("cannot read image '%1': %2").arg(job->imagePath, reader.errorString()));
+        return false;
+    }
+    job->host.reset(vellImageToHost(image, false));
+    if (!job->host) {
+        vellError(QStringLiteral("no memory for a %1 x %2 picture").arg(image.width()).arg(image.height()));
+        return false;
+    }
+    return true;
+}
+
+bool workPack(PackJob *job)
+{
+    if (!job->colour)
+        return true;
+    VellPictureHost *picture = job->host.release();
+    const bool ok = vellColourStep(&picture, job->imagePath, QString());
+    job->host.reset(picture);
+    return ok;
+}
+
+// Writes the stream, then reads it back, so a user knows the file is sound.
+bool writePack(PackJob *job)
+{
+    if (!vellWriteStreamFile(job->outputPath, job->host.get(), QStringLiteral("writing '%1' failed: %2")))
+        return false;
+    job->readBack = readHostFile(job->outputPath);
+    const VellPictureHost *check = job->readBack.get();
+    if (!check)
+        return false;
+    const VellPictureHost &host = *job->host;
+    if (check->getWidth() != host.getWidth() || check->getHeight() != host.getHeight()
+        || check->getPixelWidth() != host.getPixelWidth()
+        || std::memcmp(check->getData(), host.getData(), size_t(host.getByteCount())) != 0) {
+        vellError(QStringLiteral("'%1' does not read back as written").arg(job->outputPath));
+        return false;
+    }
+    return true;
+}
+
+// ---- unpack ----
+
+struct UnpackJob
+{
+    QString inputPath, outputPath;
+    HostPointer host;   // read from the stream
+    QImage image;       // the host's pixels
+};
+
+int parseUnpack(const QStringList &args, UnpackJob *job)
 {
     if (wantsHelp(args)) {
         vellPrint(QStringLiteral("Usage: vell unpack IN OUT\nReads a picture host stream and saves it as an image (format from OUT's suffix)."));
@@ -116,19 +122,83 @@ int vellUnpackCommand(const QStringList &args)
         vellError(QStringLiteral("unpack needs IN and OUT (got %1 arguments)").arg(args.size()));
         return ExitUsage;
     }
+    job->inputPath = args.at(0);
+    job->outputPath = args.at(1);
+    return kProceed;
+}
+
+bool buildUnpack(UnpackJob *job)
+{
+    job->host = readHostFile(job->inputPath);
+    return job->host != nullptr;
+}
+
+bool workUnpack(UnpackJob *job)
+{
+    const VellPictureHost &host = *job->host;
+    if (host.getWidth() == 0 || host.getHeight() == 0) {
+        // A valid stream, but no image format holds an empty picture.
+        vellError(QStringLiteral("'%1' holds an empty picture (%2 x %3): there is no image to save")
+                      .arg(job->inputPath).arg(host.getWidth()).arg(host.getHeight()));
+        return false;
+    }
+    job->image = vellHostToImage(&host);
+    if (job->image.isNull()) {
+        vellError(QStringLiteral("no memory for a %1 x %2 image").arg(host.getWidth()).arg(host.getHeight()));
+        return false;
+    }
+    return true;
+}
+
+bool writeUnpack(const UnpackJob &job)
+{
+    if (!job.image.save(job.outputPath)) {
+        vellError(QStringLiteral("cannot save '%1' (unknown suffix or unwritable)").arg(job.outputPath));
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+int vellPackCommand(VellHost &host, const QStringList &args)
+{
+    PackJob job;
+    const int parsed = parsePack(args, &job);
+    if (parsed != kProceed)
+        return parsed;
+    host.setUp(VellHost::Headless);
+
     QElapsedTimer timer;
     timer.start();
-    HostPointer host = readHostFile(args.at(0));
-    if (!host)
+    if (!buildPack(&job) || !workPack(&job) || !writePack(&job))
         return ExitFailure;
-    const QImage image = vellHostToImage(host.get());
-    if (!image.save(args.at(1))) {
-        vellError(QStringLiteral("cannot save '%1' (unknown suffix or unwritable)").arg(args.at(1)));
+    const unsigned h = job.host->getHeight();
+    vellPrint(QStringLiteral("packed %1 (%2 x %3, %4 bands of up to %5 rows) into %6: %7 bytes, verified")
+                  .arg(job.imagePath).arg(job.host->getWidth()).arg(h)
+                  .arg((h + VellPictureHost::kBandRows - 1) / VellPictureHost::kBandRows)
+                  .arg(VellPictureHost::kBandRows).arg(job.outputPath).arg(QFile(job.outputPath).size()));
+    vellNote(QStringLiteral("memory budget: %1 of %2 bytes booked; %3 ms")
+                 .arg(VellMemory::getInstance()->getUsed()).arg(VellMemory::getInstance()->getLimit())
+                 .arg(timer.elapsed()));
+    return ExitOk;
+}
+
+int vellUnpackCommand(VellHost &host, const QStringList &args)
+{
+    UnpackJob job;
+    const int parsed = parseUnpack(args, &job);
+    if (parsed != kProceed)
+        return parsed;
+    host.setUp(VellHost::Headless);
+
+    QElapsedTimer timer;
+    timer.start();
+    if (!buildUnpack(&job) || !workUnpack(&job) || !writeUnpack(job))
         return ExitFailure;
-    }
     vellPrint(QStringLiteral("unpacked %1 (%2 x %3, %4 bytes per pixel) into %5")
-                  .arg(args.at(0)).arg(host->getWidth()).arg(host->getHeight())
-                  .arg(host->getPixelWidth()).arg(args.at(1)));
+                  .arg(job.inputPath).arg(job.host->getWidth()).arg(job.host->getHeight())
+                  .arg(job.host->getPixelWidth()).arg(job.outputPath));
     vellNote(QStringLiteral("%1 ms").arg(timer.elapsed()));
     return ExitOk;
 }

@@ -1,6 +1,7 @@
 // vell compose end to end on the bundled sample: the built binary's output, on
 // the GPU and on the CPU, from the layer files and from a saved document,
 // against the CPU compositor run here on a document built from the same files.
+// Also vell unpack on streams that hold a valid but empty picture.
 #include "canvas/vellblendreference.h"
 #include "document/vellcontext.h"
 #include "document/vellcontextmanager.h"
@@ -135,6 +136,37 @@ private slots:
         const QImage background(kSamples + "background.png");
         for (const QPoint p : {QPoint(0, 0), QPoint(160, 100), QPoint(300, 230)})
             QVERIFY(!got.rect().contains(p) || got.pixel(p) == background.pixel(p));
+    }
+
+    // A picture host stream may hold a picture with no pixels; no image
+    // format can, so unpack refuses it by name and writes nothing.
+    void unpackEmpty_data()
+    {
+        QTest::addColumn<quint32>("width");
+        QTest::addColumn<quint32>("height");
+        QTest::addColumn<quint32>("pixelWidth");
+        QTest::newRow("no columns, 8-bit") << 0u << 5u << 4u;
+        QTest::newRow("no rows, 16-bit") << 3u << 0u << 8u;
+        QTest::newRow("nothing") << 0u << 0u << 4u;
+    }
+    void unpackEmpty()
+    {
+        QFETCH(quint32, width);
+        QFETCH(quint32, height);
+        QFETCH(quint32, pixelWidth);
+        const QString in = dir.filePath("empty.vph");
+        const QString out = dir.filePath("empty.png");
+        QFile file(in);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QDataStream stream(&file);
+        stream.setVersion(QDataStream::Qt_4_8);
+        stream << width << height << pixelWidth;   // the header; no pixel bytes follow
+        file.close();
+        QString output;
+        QCOMPARE(vell({"unpack", in, out}, &output), 1);
+        const QString said = QString("holds an empty picture (%1 x %2)").arg(width).arg(height);
+        QVERIFY2(output.contains(said), qPrintable(output));
+        QVERIFY(!QFile::exists(out));
     }
 };
 

@@ -1,0 +1,128 @@
+#include "vellhost.h"
+
+#include "vellcommandline.h"
+
+#include "canvas/vellcanvas.h"
+#include "foundation/vellconfig.h"
+#include "foundation/vellglobalsettings.h"
+#include "gpu/vellgpumanager.h"
+#include "presets/vellactionmanager.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QGLWidget>
+
+VellHost::VellHost(const char *program)
+{
+    m_argv[0] = const_cast<char *>(program);
+}
+
+VellHost::~VellHost()
+{
+    delete m_canvas;   // makes its context current to delete its GL names
+    if (m_ownsActions)
+        delete VellActionManager::getInstance(QString());
+    m_application.reset();
+}
+
+void VellHost::setUp(Graphics graphics)
+{
+    Q_ASSERT(!m_application);
+    // Only a GL canvas needs the window system, and Qt aborts when it cannot
+    // reach one: everything else runs without a display.
+    if (graphics == Gl && displayReachable())
+        m_application.reset(new QApplication(m_argc, m_argv));
+    else
+        m_application.reset(new QCoreApplication(m_argc, m_argv));
+    // The data folders are named after the application.
+    QCoreApplication::setApplicationName(QStringLiteral("vell"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(VELL_VERSION));
+
+    VellGlobalSettings::getInstance();   // loads config.ini and lastrun.ini
+    VellConfig::getInstance();           // creates the data folders
+
+    const QString commands = commandFile();
+    if (commands.isEmpty()) {
+        vellNote(QStringLiteral("no command file: data/commands.xml is in none of %1; "
+                                "no commands are registered")
+                     .arg(commandRoots().join(QStringLiteral(", "))));
+    } else {
+        VellActionManager::getInstance(commands);
+        m_ownsActions = true;
+    }
+
+    if (graphics == Gl)
+        openCanvas();
+    // Without a canvas this is the CPU path: there is no context for the GPU
+    // manager to ask, so it is not created.
+    if (m_canvas)
+        VellGpuManager::getInstance();
+}
+
+// A hidden canvas when this process has a window system and the driver gives
+// a valid GL context, left current with the extension table resolved for it.
+// A plain QGLWidget is asked first, so the canvas is never built without a
+// context for its programs. Its size is the document's business: 1 x 1 here.
+void VellHost::openCanvas()
+{
+    if (!qobject_cast<QApplication *>(QCoreApplication::instance())) {
+        m_noGlReason = QStringLiteral("no display reachable");
+        return;
+    }
+    m_noGlReason = QStringLiteral("the window system gave no valid GL context");
+    {
+        QGLWidget probe;
+        if (!probe.isValid())
+            return;
+    }
+    VellCanvas *canvas = VellCanvas::getInstance(1, 1);
+    if (!canvas->isValid()) {
+        delete canvas;
+        return;
+    }
+    canvas->makeCurrent();
+    m_canvas = canvas;
+    m_noGlReason.clear();
+}
+
+// Whether an X server looks reachable. Qt aborts when it cannot connect, so
+// a local display (":N", "unix:N") must have its socket; other forms are
+// trusted.
+bool VellHost::displayReachable()
+{
+    const QByteArray display = qgetenv("DISPLAY");
+    if (display.isEmpty())
+        return false;
+    const int colon = display.lastIndexOf(':');
+    if (colon < 0)
+        return false;   // not a display name
+    const QByteArray host = display.left(colon);
+    if (!host.isEmpty() && host != "unix")
+        return true;
+    const QByteArray number = display.mid(colon + 1).split('.').value(0);
+    return QFile::exists(QStringLiteral("/tmp/.X11-unix/X") + QString::fromLatin1(number));
+}
+
+// The folders whose data/commands.xml is the command XML, in order: those
+// that may hold the ICC profiles (the working folder, beside the binary, the
+// installed data folder), then the source tree this file was compiled from.
+// A binary run from its build tree finds the file there: the build puts the
+// profiles beside the binary, but not this file.
+QStringList VellHost::commandRoots()
+{
+    const QDir sourceDir = QFileInfo(QStringLiteral(__FILE__)).absoluteDir();   // apps/vell
+    return vellDataRoots() << QDir::cleanPath(sourceDir.filePath(QStringLiteral("../..")));
+}
+
+// Empty when no root has it.
+QString VellHost::commandFile()
+{
+    for (const QString &root : commandRoots()) {
+        const QString path = QDir(root).filePath(QStringLiteral("data/commands.xml"));
+        if (QFileInfo(path).isFile())
+            return path;
+    }
+    return QString();
+}

@@ -1,0 +1,65 @@
+#ifndef VELLHOST_H
+#define VELLHOST_H
+
+#include <QString>
+#include <QStringList>
+#include <QtGlobal>
+
+#include <memory>
+
+class QCoreApplication;
+class VellCanvas;
+
+// The library's start-up for one run of vell, done the same way for every
+// command and in the order the library needs: the Qt application, the global
+// settings, the config (data folders), the action manager with the command
+// XML, then either the canvas (the GL path) or nothing (the CPU path), then
+// the GPU manager, which asks the driver through the canvas's context.
+//
+// A command parses its own arguments first and then calls setUp() once with
+// what it needs; documents and everything else it builds are its own and
+// must be gone before the host is. Owns the application, the canvas and the
+// action manager and takes them down in reverse order. GUI thread only.
+//
+// vell changes no setting that outlives the run, so it never calls
+// VellGlobalSettings::save(): that would write the user's INI files on
+// every run.
+class VellHost
+{
+public:
+    enum Graphics {
+        Headless,   // never opens the window system
+        Gl          // a GL canvas when a display is reachable and the driver gives a context
+    };
+
+    // program: argv[0]. vell's arguments are its own; the Qt application
+    // sees none of them.
+    explicit VellHost(const char *program);
+    ~VellHost();
+    Q_DISABLE_COPY(VellHost)
+
+    // Starts the library; call once, before the command touches any image or
+    // library object. Says nothing about GL: a command that asked for Gl
+    // finds out from canvas() and noGlReason() and says what it makes of it.
+    // A missing command XML is noted, and the command goes on without it.
+    void setUp(Graphics graphics);
+
+    VellCanvas *canvas() const { return m_canvas; }   // owned; null on the CPU path
+    // Why canvas() is null after asking for Gl; empty otherwise.
+    const QString &noGlReason() const { return m_noGlReason; }
+
+private:
+    static bool displayReachable();
+    static QStringList commandRoots();
+    static QString commandFile();
+    void openCanvas();
+
+    int m_argc = 1;
+    char *m_argv[2] = {nullptr, nullptr};   // argv[0] only; Qt keeps a reference to both
+    std::unique_ptr<QCoreApplication> m_application;
+    bool m_ownsActions = false;             // setUp created the shared action manager
+    VellCanvas *m_canvas = nullptr;         // owned
+    QString m_noGlReason;
+};
+
+#endif // VELLHOST_H
