@@ -51,13 +51,6 @@ inline bool transparent(const unsigned char *p, int pixelWidth)
     return pixelWidth == 8 ? (p[6] | p[7]) == 0 : p[3] == 0;
 }
 
-template <typename T>
-void deleteAndClear(T *&p)
-{
-    delete p;
-    p = nullptr;
-}
-
 } // namespace
 
 void VellLayer::setViewProbe(ViewProbe probe)
@@ -81,9 +74,10 @@ VellLayer::~VellLayer()
     destroyFboTextureList();
     deleteThumbTextures();
     deleteReducedTextures();
-    deleteAndClear(entireTexture);
-    deleteAndClear(pictureHost);
-    deleteAndClear(layerMask);
+    entireTexture.reset();
+    pictureHost.reset();
+    delete layerMask;   // a QObject child: deleting it now detaches it
+    layerMask = nullptr;
 }
 
 int VellLayer::getWidth() const
@@ -110,7 +104,8 @@ QSizeF VellLayer::getThumbValidSize() const
 void VellLayer::setVellPictureHost(VellPictureHost *host)
 {
     const bool first = !hostSeen && host;
-    pictureHost = host;
+    if (host != pictureHost.get())
+        pictureHost.reset(host);
     if (first) {
         hostSeen = true;
         thumbRegion = layerRect();
@@ -125,6 +120,11 @@ void VellLayer::setVellPictureHost(VellPictureHost *host)
     deleteReducedTextures();
     recomputeCenter();
     calcHistogramSize();
+}
+
+std::unique_ptr<VellPictureHost> VellLayer::takePictureHost()
+{
+    return std::move(pictureHost);
 }
 
 void VellLayer::recomputeCenter()
@@ -174,21 +174,21 @@ void VellLayer::destroyFboTextureList()
 
 void VellLayer::deleteReducedTextures()
 {
-    deleteAndClear(halfTexture);
-    deleteAndClear(quarterTexture);
-    deleteAndClear(ocativeTexture);
+    halfTexture.reset();
+    quarterTexture.reset();
+    ocativeTexture.reset();
 }
 
 void VellLayer::deleteThumbTextures()
 {
-    deleteAndClear(thumbTexture);
-    deleteAndClear(histogramThumb);
+    thumbTexture.reset();
+    histogramThumb.reset();
 }
 
 void VellLayer::readBackIfNewer()
 {
     if (latestPlace == GpuNewer && entireTexture && pictureHost) {
-        pictureHost->readEntireTexture(entireTexture);
+        pictureHost->readEntireTexture(entireTexture.get());
         latestPlace = BothAgree;
     }
 }
@@ -197,7 +197,7 @@ void VellLayer::deleteTextures()
 {
     readBackIfNewer();
     deleteReducedTextures();
-    deleteAndClear(entireTexture);
+    entireTexture.reset();
     latestPlace = HostOnly;
 }
 
@@ -207,7 +207,7 @@ void VellLayer::deleteFullTexture()
         return;
     readBackIfNewer();
     latestPlace = HostOnly;
-    deleteAndClear(entireTexture);
+    entireTexture.reset();
 }
 
 void VellLayer::active()
@@ -237,7 +237,7 @@ void VellLayer::disactive(bool dropFullTexture)
         return;
     readBackIfNewer();
     if (dropFullTexture) {
-        deleteAndClear(entireTexture);
+        entireTexture.reset();
         latestPlace = HostOnly;
     }
     destroyFboTextureList();
@@ -251,9 +251,9 @@ void VellLayer::refresh()
     deleteReducedTextures();
     // An inactive layer's entire texture is kept only while it is current.
     if (activeFlag || latestPlace == HostOnly)
-        deleteAndClear(entireTexture);
+        entireTexture.reset();
     if (activeFlag && pictureHost) {
-        entireTexture = pictureHost->getEntireTexture();
+        entireTexture.reset(pictureHost->getEntireTexture());
         latestPlace = BothAgree;
         initFboTextureList();
         updateMipmaps();
@@ -281,11 +281,11 @@ void VellLayer::hostToEntireTexture()
     if (!pictureHost || pictureHost->isNull())
         return;
     if (entireTexture && entireTexture->is16Bit() != (pictureHost->getPixelWidth() == 8))
-        deleteAndClear(entireTexture);
+        entireTexture.reset();
     if (entireTexture)
-        pictureHost->writeEntireTexture(entireTexture);
+        pictureHost->writeEntireTexture(entireTexture.get());
     else
-        entireTexture = pictureHost->getEntireTexture();
+        entireTexture.reset(pictureHost->getEntireTexture());
     latestPlace = BothAgree;
 }
 
@@ -293,7 +293,7 @@ void VellLayer::fboTextureToHost(bool markAgreed)
 {
     if (!pictureHost || !entireTexture)
         return;
-    pictureHost->readEntireTexture(entireTexture);
+    pictureHost->readEntireTexture(entireTexture.get());
     if (markAgreed)
         latestPlace = BothAgree;
 }
@@ -303,7 +303,7 @@ void VellLayer::fboToEntireTexture()
     if (!entireTexture)
         return;
     for (const FboTexture &tile : qAsConst(fboTextureList))
-        VellToolUtil::copyTextureToTexture(entireTexture, tile.first, QRectF(tile.second),
+        VellToolUtil::copyTextureToTexture(entireTexture.get(), tile.first, QRectF(tile.second),
                                            QRectF(0, 0, tile.second.width(),
                                                   tile.second.height()));
     latestPlace = GpuNewer;
@@ -315,34 +315,34 @@ bool VellLayer::gpuCopyIsCurrent() const
     return entireTexture && !entireTexture->failed() && latestPlace != HostOnly;
 }
 
-void VellLayer::updateReducedLevel(VellGLTexture2D *&level, int factor, bool on)
+void VellLayer::updateReducedLevel(std::unique_ptr<VellGLTexture2D> &level, int factor, bool on)
 {
     if (!on) {
-        deleteAndClear(level);
+        level.reset();
         return;
     }
     if (!gpuCopyIsCurrent())
         return;
     // The next larger level present is the source, so each step is 2:1 and
     // linear filtering averages 2 x 2 texels.
-    VellGLTexture2D *source = entireTexture;
+    VellGLTexture2D *source = entireTexture.get();
     int sourceFactor = 1;
     if (factor == 8 && quarterTexture) {
-        source = quarterTexture;
+        source = quarterTexture.get();
         sourceFactor = 4;
     } else if (factor >= 4 && halfTexture) {
-        source = halfTexture;
+        source = halfTexture.get();
         sourceFactor = 2;
     }
     const int w = (getWidth() + factor - 1) / factor;
     const int h = (getHeight() + factor - 1) / factor;
     if (level && (level->getWidth() != w || level->getHeight() != h))
-        deleteAndClear(level);
+        level.reset();
     if (!level)
-        level = new VellGLTexture2D(w, h, GL_RGBA8, true);
+        level = std::make_unique<VellGLTexture2D>(w, h, GL_RGBA8, true);
     // For an odd source side the last texel pairs with itself (clamp to edge).
     const int ratio = factor / sourceFactor;
-    VellToolUtil::copyTextureToTexture(level, source, QRectF(0, 0, w, h),
+    VellToolUtil::copyTextureToTexture(level.get(), source, QRectF(0, 0, w, h),
                                        QRectF(0, 0, w * ratio, h * ratio));
 }
 
@@ -378,18 +378,18 @@ VellGLTexture2D *VellLayer::sourceForScale(double scale, int *factor) const
 {
     if (ocativeTexture && scale >= 8.0) {
         *factor = 8;
-        return ocativeTexture;
+        return ocativeTexture.get();
     }
     if (quarterTexture && scale >= 4.0) {
         *factor = 4;
-        return quarterTexture;
+        return quarterTexture.get();
     }
     if (halfTexture && scale >= 2.0) {
         *factor = 2;
-        return halfTexture;
+        return halfTexture.get();
     }
     *factor = 1;
-    return gpuCopyIsCurrent() ? entireTexture : nullptr;
+    return gpuCopyIsCurrent() ? entireTexture.get() : nullptr;
 }
 
 VellGLTexture2D *VellLayer::makeThumb(const QRectF &region, double scale) const
@@ -428,17 +428,17 @@ void VellLayer::updateThumb()
         return;
     thumbRegion &= layerRect();
     if (thumbRegion.isEmpty() || !(thumbScale > 0.0)) {
-        deleteAndClear(thumbTexture);   // nothing of the layer is shown
+        thumbTexture.reset();   // nothing of the layer is shown
         recomputeCenter();
         return;
     }
     const int w = texelsFor(thumbRegion.width() / thumbScale);
     const int h = texelsFor(thumbRegion.height() / thumbScale);
     if (thumbTexture && (thumbTexture->getWidth() != w || thumbTexture->getHeight() != h))
-        deleteAndClear(thumbTexture);
+        thumbTexture.reset();
     if (!thumbTexture)
-        thumbTexture = makeThumb(thumbRegion, thumbScale);
-    fillThumb(thumbTexture, thumbRegion, thumbScale, thumbRegion);
+        thumbTexture.reset(makeThumb(thumbRegion, thumbScale));
+    fillThumb(thumbTexture.get(), thumbRegion, thumbScale, thumbRegion);
     recomputeCenter();
 }
 
@@ -461,27 +461,27 @@ void VellLayer::updateThumb(const QRectF &previousRegion, const QRectF &newRegio
     thumbRegion = region;
     thumbScale = scale;
     if (region.isEmpty()) {
-        deleteAndClear(thumbTexture);
+        thumbTexture.reset();
         recomputeCenter();
         return;
     }
-    std::unique_ptr<VellGLTexture2D> old(thumbTexture);
-    thumbTexture = makeThumb(region, scale);
+    std::unique_ptr<VellGLTexture2D> old = std::move(thumbTexture);
+    thumbTexture.reset(makeThumb(region, scale));
     int factor = 1;
     if (sourceForScale(scale, &factor)) {
-        fillThumb(thumbTexture, region, scale, region);
+        fillThumb(thumbTexture.get(), region, scale, region);
     } else if (scale >= oldScale || oldScale <= 1.0f) {
         // From the host alone: show the old thumb at once and draw only what
         // it lacks. Zooming in from below full detail the old one has it all.
         VellToolUtil::copyTextureToTexture(
-            thumbTexture, old.get(),
+            thumbTexture.get(), old.get(),
             QRectF((oldRegion.x() - region.x()) / scale, (oldRegion.y() - region.y()) / scale,
                    oldRegion.width() / scale, oldRegion.height() / scale),
             QRectF(0, 0, old->getWidthF(), old->getHeightF()));
         for (const QRectF &strip : getCompRegions(oldRegion, region))
-            fillThumb(thumbTexture, region, scale, strip);
+            fillThumb(thumbTexture.get(), region, scale, strip);
     } else {
-        fillThumb(thumbTexture, region, scale, region);
+        fillThumb(thumbTexture.get(), region, scale, region);
     }
     recomputeCenter();
 }
@@ -490,7 +490,7 @@ void VellLayer::updateThumbRegion(const QRect &rect)
 {
     if (!pictureHost || !thumbTexture)
         return;
-    fillThumb(thumbTexture, thumbRegion, thumbScale, QRectF(rect) & thumbRegion);
+    fillThumb(thumbTexture.get(), thumbRegion, thumbScale, QRectF(rect) & thumbRegion);
 }
 
 void VellLayer::updateFullThumb()
@@ -500,18 +500,18 @@ void VellLayer::updateFullThumb()
     if (histogramThumb
         && (histogramThumb->getWidth() != histogramWidth
             || histogramThumb->getHeight() != histogramHeight))
-        deleteAndClear(histogramThumb);
+        histogramThumb.reset();
     if (!histogramThumb)
-        histogramThumb = new VellGLTexture2D(histogramWidth, histogramHeight, GL_RGBA8, true);
+        histogramThumb.reset(new VellGLTexture2D(histogramWidth, histogramHeight, GL_RGBA8, true));
     const double sx = double(getWidth()) / histogramWidth;
     const double sy = double(getHeight()) / histogramHeight;
     int factor = 1;
     if (VellGLTexture2D *source = sourceForScale(qMin(sx, sy), &factor))
-        VellToolUtil::copyTextureToTexture(histogramThumb, source,
+        VellToolUtil::copyTextureToTexture(histogramThumb.get(), source,
                                            QRectF(0, 0, histogramWidth, histogramHeight),
                                            QRectF(QPointF(0, 0), layerRect().size() / factor));
     else
-        pictureHost->writeThumbTexture(histogramThumb, layerRect().toRect(), sx, sy,
+        pictureHost->writeThumbTexture(histogramThumb.get(), layerRect().toRect(), sx, sy,
                                        QPointF(0, 0));
 }
 
@@ -713,7 +713,7 @@ void VellLayer::fixTransparentBlackEdge()
     if (!pictureHost || pictureHost->isNull())
         return;
     readBackIfNewer();
-    const std::unique_ptr<VellPictureHost> copy(new VellPictureHost(pictureHost));
+    const std::unique_ptr<VellPictureHost> copy(new VellPictureHost(pictureHost.get()));
     if (copy->isNull() && pictureHost->getByteCount() > 0) {
         VellLog::Instance()->Log("fixTransparentBlackEdge: no memory for a copy\n");
         return;

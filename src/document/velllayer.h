@@ -11,6 +11,7 @@
 #include <QVector>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 class QDataStream;
@@ -68,24 +69,31 @@ public:
     ~VellLayer() override;
     Q_DISABLE_COPY(VellLayer)
 
-    // Takes ownership of `host`. The previous host is NOT deleted: whoever
-    // replaces it (an undo memo, a geometry step) takes it over and must read
-    // it with getPictureHost() first. The first host makes the thumb region
-    // the whole layer and the thumb scale the canvas's scale (at least 1.0).
-    // Every time: latest place 0, the reduced textures (now stale) dropped,
-    // center and histogram size recomputed.
+    // The host hand-over. The layer owns exactly one host at a time:
+    // takePictureHost() gives the present one to the caller (who owns it
+    // from then on; the layer holds none until the next set), and
+    // setVellPictureHost() takes ownership of `host`, deleting a previous
+    // host that nobody took. So whoever replaces the pixels and keeps the old
+    // ones (an undo memo, a geometry step) takes them first, then sets the
+    // new host.
+    // Setting a host: the first one makes the thumb region the whole layer
+    // and the thumb scale the canvas's scale (at least 1.0). Every time:
+    // latest place 0, the reduced textures (now stale) dropped, center and
+    // histogram size recomputed. Setting the host the layer already holds
+    // changes nothing but those.
     void setVellPictureHost(VellPictureHost *host);
-    VellPictureHost *getPictureHost() const override { return pictureHost; }
+    std::unique_ptr<VellPictureHost> takePictureHost();
+    VellPictureHost *getPictureHost() const override { return pictureHost.get(); }
     int getWidth() const override;
     int getHeight() const override;
 
     // Textures, all owned by the layer; null when absent.
-    VellGLTexture2D *getThumbTexture() const override { return thumbTexture; }
-    VellGLTexture2D *getHistogramThumb() const { return histogramThumb; }
-    VellGLTexture2D *getEntireTexture() const { return entireTexture; }
-    VellGLTexture2D *getHalfTexture() const { return halfTexture; }
-    VellGLTexture2D *getQuarterTexture() const { return quarterTexture; }
-    VellGLTexture2D *getOcativeTexture() const { return ocativeTexture; }
+    VellGLTexture2D *getThumbTexture() const override { return thumbTexture.get(); }
+    VellGLTexture2D *getHistogramThumb() const { return histogramThumb.get(); }
+    VellGLTexture2D *getEntireTexture() const { return entireTexture.get(); }
+    VellGLTexture2D *getHalfTexture() const { return halfTexture.get(); }
+    VellGLTexture2D *getQuarterTexture() const { return quarterTexture.get(); }
+    VellGLTexture2D *getOcativeTexture() const { return ocativeTexture.get(); }
     // Layer pixels per thumb texel.
     double getThumbScale() const { return thumbScale; }
     // The part of the layer, in layer pixels, that the thumb texture covers.
@@ -250,15 +258,17 @@ private:
     VellGLTexture2D *makeThumb(const QRectF &region, double scale) const;
     void fillThumb(VellGLTexture2D *thumb, const QRectF &region, double scale,
                    const QRectF &part) const;
-    void updateReducedLevel(VellGLTexture2D *&level, int factor, bool on);
+    void updateReducedLevel(std::unique_ptr<VellGLTexture2D> &level, int factor, bool on);
 
-    VellGLTexture2D *thumbTexture = nullptr;     // owned
-    VellGLTexture2D *histogramThumb = nullptr;   // owned
-    VellGLTexture2D *entireTexture = nullptr;    // owned
-    VellGLTexture2D *halfTexture = nullptr;      // owned
-    VellGLTexture2D *quarterTexture = nullptr;   // owned
-    VellGLTexture2D *ocativeTexture = nullptr;   // owned
-    VellPictureHost *pictureHost = nullptr;      // owned
+    // Textures go before the host they were made from (declaration order
+    // runs the other way on destruction).
+    std::unique_ptr<VellPictureHost> pictureHost;
+    std::unique_ptr<VellGLTexture2D> thumbTexture;
+    std::unique_ptr<VellGLTexture2D> histogramThumb;
+    std::unique_ptr<VellGLTexture2D> entireTexture;
+    std::unique_ptr<VellGLTexture2D> halfTexture;
+    std::unique_ptr<VellGLTexture2D> quarterTexture;
+    std::unique_ptr<VellGLTexture2D> ocativeTexture;
     double thumbScale = 1.0;
     QRectF thumbRegion;
     bool hostSeen = false;                       // a host was set once

@@ -1,0 +1,208 @@
+// Which layers each composite draws, in which order, with which program and
+// mode. No GL: display textures are stood in for by texture objects made
+// without a context (they exist, which is all the walk asks).
+#include "canvas/velllayerwalk.h"
+
+#include "document/vellcontext.h"
+#include "document/vellcontextmanager.h"
+#include "document/velllayer.h"
+#include "document/velllayermanager.h"
+#include "foundation/vellcodes.h"
+#include "gpu/vellgltexture2d.h"
+#include "picture/vellpicturehost.h"
+
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+// One layer of a test stack. Flags: "hidden", "excluded", "nohost" (a raster
+// layer without pixels), "nothumb" (no display texture), "mask", "text".
+struct Spec
+{
+    int mode = VellBlend::Normal;
+    QStringList flags;
+};
+
+VellGLTexture2D *standInTexture()
+{
+    static VellGLTexture2D texture(1, 1, GL_BGRA, false);   // no context: no name, but present
+    return &texture;
+}
+
+class RasterLayer : public VellLayer
+{
+public:
+    RasterLayer(bool thumb) : VellLayer(QStringLiteral("raster")), thumb(thumb) {}
+    VellGLTexture2D *getThumbTexture() const override { return thumb ? standInTexture() : nullptr; }
+
+private:
+    bool thumb;
+};
+
+class TextLayer : public VellLayerBase
+{
+public:
+    TextLayer(bool thumb) : VellLayerBase(QStringLiteral("text")), thumb(thumb)
+    {
+        setType(VellLayerType::Text);
+    }
+    VellGLTexture2D *getThumbTexture() const override { return thumb ? standInTexture() : nullptr; }
+
+private:
+    bool thumb;
+};
+
+VellLayerBase *makeLayer(const Spec &spec)
+{
+    const bool thumb = !spec.flags.contains(QStringLiteral("nothumb"));
+    VellLayerBase *layer = nullptr;
+    if (spec.flags.contains(QStringLiteral("text"))) {
+        layer = new TextLayer(thumb);
+    } else {
+        auto *raster = new RasterLayer(thumb);
+        if (!spec.flags.contains(QStringLiteral("nohost")))
+            raster->setVellPictureHost(new VellPictureHost(4, 3, 4));
+        if (spec.flags.contains(QStringLiteral("mask")))
+            raster->createLayerMask();
+        layer = raster;
+    }
+    layer->setBlendMode(spec.mode);
+    layer->visible = !spec.flags.contains(QStringLiteral("hidden"));
+    layer->excluded = spec.flags.contains(QStringLiteral("excluded"));
+    return layer;
+}
+
+// "index:mode:program" for each drawn layer, e.g. "1:30:blend".
+QString describe(const QVector<VellDrawnLayer> &drawn)
+{
+    QStringList parts;
+    for (const VellDrawnLayer &d : drawn)
+        parts << QStringLiteral("%1:%2:%3")
+                     .arg(d.index)
+                     .arg(d.mode)
+                     .arg(d.program == VellDrawnLayer::Blending ? "blend" : "over");
+    return parts.join(QLatin1Char(' '));
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(QVector<Spec>)
+
+class TestVellLayerWalk : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void drawnLayers_data();
+    void drawnLayers();
+    void activeLayerSource();
+    void noDocument();
+
+private:
+    std::unique_ptr<VellContext> document;
+};
+
+void TestVellLayerWalk::init()
+{
+    document = std::make_unique<VellContext>();
+    document->batchFlag = document->quietFlag = true;
+    VellContextManager *manager = VellContextManager::getInstance();
+    manager->addContext(document.get());
+    manager->setCurrentContext(manager->indexOfContext(document.get()));
+}
+
+void TestVellLayerWalk::cleanup()
+{
+    document.reset();
+}
+
+void TestVellLayerWalk::drawnLayers_data()
+{
+    using namespace VellBlend;
+    QTest::addColumn<QVector<Spec>>("stack");
+    QTest::addColumn<QString>("display");
+    QTest::addColumn<QString>("displayPart");
+    QTest::addColumn<QString>("exported");
+    QTest::addColumn<QString>("histogram");
+
+    QTest::newRow("bottom first, the bottom as Normal")
+        << QVector<Spec>{{Screen, {}}, {Multiply, {}}, {Normal, {}}}
+        << "0:0:over 1:30:blend 2:0:over" << "0:0:over 1:30:over 2:0:over"
+        << "0:0:blend 1:30:blend 2:0:blend" << "0:0:over 1:30:over 2:0:over";
+    QTest::newRow("hidden and excluded layers skipped")
+        << QVector<Spec>{{Normal, {}}, {Multiply, {"hidden"}}, {Screen, {"excluded"}}, {Overlay, {}}}
+        << "0:0:over 3:120:blend" << "0:0:over 3:120:over" << "0:0:blend 3:120:blend"
+        << "0:0:over 3:120:over";
+    QTest::newRow("a hidden bottom leaves the next layer its mode")
+        << QVector<Spec>{{Normal, {"hidden"}}, {Multiply, {}}}
+        << "1:30:blend" << "1:30:over" << "1:30:blend" << "1:30:over";
+    QTest::newRow("a mask needs the shader even in Normal")
+        << QVector<Spec>{{Normal, {}}, {Normal, {"mask"}}}
+        << "0:0:over 1:0:blend" << "0:0:over 1:0:over" << "0:0:blend 1:0:blend"
+        << "0:0:over 1:0:over";
+    QTest::newRow("a raster layer without pixels is neither shown nor exported")
+        << QVector<Spec>{{Normal, {}}, {Darken, {"nohost"}}}
+        << "0:0:over" << "0:0:over 1:20:over" << "0:0:blend" << "0:0:over 1:20:over";
+    QTest::newRow("no display texture: only the full-resolution composites")
+        << QVector<Spec>{{Normal, {}}, {Multiply, {"nothumb"}}}
+        << "0:0:over" << "0:0:over" << "0:0:blend 1:30:blend" << "0:0:over 1:30:over";
+    QTest::newRow("text layers are only shown")
+        << QVector<Spec>{{Normal, {}}, {Multiply, {"text"}}, {Screen, {"text", "nothumb"}}}
+        << "0:0:over 1:30:blend" << "0:0:over" << "0:0:blend" << "0:0:over";
+}
+
+void TestVellLayerWalk::drawnLayers()
+{
+    QFETCH(QVector<Spec>, stack);
+    VellLayerManager *manager = document->getLayerManager();
+    for (const Spec &spec : stack)
+        manager->insertLayer(makeLayer(spec), manager->getLayers().size(), false);
+    QCOMPARE(manager->getLayerCount(), stack.size());
+
+    QTEST(describe(VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Display)), "display");
+    QTEST(describe(VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::DisplayPart)),
+          "displayPart");
+    QTEST(describe(VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Export)), "exported");
+    QTEST(describe(VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Histogram)),
+          "histogram");
+
+    // Opacity and the mask flag travel with each entry.
+    for (const VellDrawnLayer &drawn :
+         VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Export)) {
+        QCOMPARE(drawn.layer, manager->getLayer(drawn.index));
+        QCOMPARE(drawn.opacity, drawn.layer->getAlpha());
+        QCOMPARE(drawn.masked, stack[drawn.index].flags.contains(QStringLiteral("mask")));
+    }
+}
+
+// Without an entire texture the active layer shows its display texture
+// whatever the preview switch says; the export always reads full resolution.
+void TestVellLayerWalk::activeLayerSource()
+{
+    VellLayerManager *manager = document->getLayerManager();
+    manager->insertLayer(makeLayer({VellBlend::Normal, {}}), 0, false);
+    manager->setActiveLayer(0);
+    for (bool preview : {true, false}) {
+        const QVector<VellDrawnLayer> shown =
+            VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Display, preview);
+        QCOMPARE(shown.size(), 1);
+        QCOMPARE(shown.first().source, VellDrawnLayer::Thumb);
+    }
+    const QVector<VellDrawnLayer> exported =
+        VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Export);
+    QCOMPARE(exported.size(), 1);
+    QCOMPARE(exported.first().source, VellDrawnLayer::FullResolution);
+}
+
+void TestVellLayerWalk::noDocument()
+{
+    QVERIFY(VellLayerWalk::drawnLayers(nullptr, VellLayerWalk::Display).isEmpty());
+    QVERIFY(VellLayerWalk::maskOverlays(nullptr).isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TestVellLayerWalk)
+#include "tst_velllayerwalk.moc"
