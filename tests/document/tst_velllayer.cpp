@@ -14,6 +14,7 @@
 
 #include <cmath>
 #include <functional>
+#include <memory>
 
 namespace {
 
@@ -138,6 +139,39 @@ private slots:
     }
 
     // Whether activating a layer makes the previous one drop its entire texture.
+    // The layer owns one host at a time: a taken host is the caller's, a
+    // host left in place when another is set goes back to the budget.
+    void hostHandOver()
+    {
+        VellMemory *budget = VellMemory::getInstance();
+        const int before = budget->getUsed();
+        {
+            VellLayer layer("L");
+            VellPictureHost *first = patternHost(8, 6);
+            layer.setVellPictureHost(first);
+            const int withOne = budget->getUsed();
+            QVERIFY(withOne > before);
+
+            std::unique_ptr<VellPictureHost> taken = layer.takePictureHost();
+            QCOMPARE(taken.get(), first);
+            QCOMPARE(layer.getPictureHost(), static_cast<VellPictureHost *>(nullptr));
+            QCOMPARE(layer.getWidth(), 0);
+            QCOMPARE(budget->getUsed(), withOne);   // still alive, now the caller's
+
+            layer.setVellPictureHost(patternHost(4, 2));
+            QCOMPARE(layer.getWidth(), 4);
+            taken.reset();
+            const int withSecond = budget->getUsed();
+            layer.setVellPictureHost(layer.getPictureHost());   // the same host: kept
+            QCOMPARE(budget->getUsed(), withSecond);
+            QCOMPARE(layer.getWidth(), 4);
+            layer.setVellPictureHost(patternHost(2, 2));   // the 4 x 2 host was not taken
+            QVERIFY(budget->getUsed() < withSecond);
+            QCOMPARE(layer.getWidth(), 2);
+        }
+        QCOMPARE(budget->getUsed(), before);
+    }
+
     void dropDecision()
     {
         const auto drops = [](int w, int h, unsigned freeKiB, int type = VellLayerType::Raster) {
