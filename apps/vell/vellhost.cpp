@@ -9,9 +9,7 @@
 #include "presets/vellactionmanager.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QGLWidget>
 
 VellHost::VellHost(const char *program)
@@ -22,7 +20,7 @@ VellHost::VellHost(const char *program)
 VellHost::~VellHost()
 {
     delete m_canvas;   // makes its context current to delete its GL names
-    if (m_ownsActions)
+    if (VellActionManager::hasInstance())
         delete VellActionManager::getInstance(QString());
     m_application.reset();
 }
@@ -43,15 +41,8 @@ void VellHost::setUp(Graphics graphics)
     VellGlobalSettings::getInstance();   // loads config.ini and lastrun.ini
     VellConfig::getInstance();           // creates the data folders
 
-    const QString commands = commandFile();
-    if (commands.isEmpty()) {
-        vellNote(QStringLiteral("no command file: data/commands.xml is in none of %1; "
-                                "no commands are registered")
-                     .arg(commandRoots().join(QStringLiteral(", "))));
-    } else {
-        VellActionManager::getInstance(commands);
-        m_ownsActions = true;
-    }
+    // The command XML compiled into vell (data/commands.xml of the sources).
+    VellActionManager::getInstance(QStringLiteral(":/vell/commands.xml"));
 
     if (graphics == Gl)
         openCanvas();
@@ -103,26 +94,4 @@ bool VellHost::displayReachable()
         return true;
     const QByteArray number = display.mid(colon + 1).split('.').value(0);
     return QFile::exists(QStringLiteral("/tmp/.X11-unix/X") + QString::fromLatin1(number));
-}
-
-// The folders whose data/commands.xml is the command XML, in order: those
-// that may hold the ICC profiles (the working folder, beside the binary, the
-// installed data folder), then the source tree this file was compiled from.
-// A binary run from its build tree finds the file there: the build puts the
-// profiles beside the binary, but not this file.
-QStringList VellHost::commandRoots()
-{
-    const QDir sourceDir = QFileInfo(QStringLiteral(__FILE__)).absoluteDir();   // apps/vell
-    return vellDataRoots() << QDir::cleanPath(sourceDir.filePath(QStringLiteral("../..")));
-}
-
-// Empty when no root has it.
-QString VellHost::commandFile()
-{
-    for (const QString &root : commandRoots()) {
-        const QString path = QDir(root).filePath(QStringLiteral("data/commands.xml"));
-        if (QFileInfo(path).isFile())
-            return path;
-    }
-    return QString();
 }

@@ -14,7 +14,9 @@ class VellCanvas;
 // command and in the order the library needs: the Qt application, the global
 // settings, the config (data folders), the action manager with the command
 // XML, then either the canvas (the GL path) or nothing (the CPU path), then
-// the GPU manager, which asks the driver through the canvas's context.
+// the GPU manager, which asks the driver through the canvas's context. The
+// command XML is compiled into vell, so the command registry is the same
+// wherever vell runs.
 //
 // A command parses its own arguments first and then calls setUp() once with
 // what it needs; documents and everything else it builds are its own and
@@ -41,7 +43,6 @@ public:
     // Starts the library; call once, before the command touches any image or
     // library object. Says nothing about GL: a command that asked for Gl
     // finds out from canvas() and noGlReason() and says what it makes of it.
-    // A missing command XML is noted, and the command goes on without it.
     void setUp(Graphics graphics);
 
     VellCanvas *canvas() const { return m_canvas; }   // owned; null on the CPU path
@@ -50,14 +51,11 @@ public:
 
 private:
     static bool displayReachable();
-    static QStringList commandRoots();
-    static QString commandFile();
     void openCanvas();
 
     int m_argc = 1;
     char *m_argv[2] = {nullptr, nullptr};   // argv[0] only; Qt keeps a reference to both
     std::unique_ptr<QCoreApplication> m_application;
-    bool m_ownsActions = false;             // setUp created the shared action manager
     VellCanvas *m_canvas = nullptr;         // owned
     QString m_noGlReason;
 };
