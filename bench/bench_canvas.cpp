@@ -10,6 +10,7 @@
 #include "document/vellcontextmanager.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "foundation/vellcodes.h"
 #include "picture/vellpicturehost.h"
 
 #include "vellbenchtimer.h"
@@ -19,6 +20,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <dlfcn.h>
+
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -27,6 +30,15 @@
 namespace {
 
 const int W = 6000, H = 4000;
+
+// Texture names made so far, when bench/vellglcount.cpp is preloaded; -1
+// without it.
+long texturesMade()
+{
+    using Count = unsigned long (*)();
+    const auto count = reinterpret_cast<Count>(dlsym(RTLD_DEFAULT, "vell_gen_textures_count"));
+    return count ? long(count()) : -1;
+}
 
 VellLayer *makeLayer(int kind)
 {
@@ -93,7 +105,7 @@ int main(int argc, char *argv[])
     manager->setCurrentContext(manager->indexOfContext(document.get()));
     document->batchFlag = document->quietFlag = true;
     VellLayerManager *layers = document->getLayerManager();
-    const int modes[3] = {0, 30, 120};
+    const int modes[3] = {VellBlend::Normal, VellBlend::Multiply, VellBlend::Overlay};
     for (int kind = 0; kind < 3; ++kind) {
         VellLayer *layer = makeLayer(kind);
         layer->setBlendMode(modes[kind]);
@@ -133,6 +145,17 @@ int main(int argc, char *argv[])
     canvas->setOrigin(QPointF(0, 0), true);
     const double renderMs = vellBestMs(runs, [&] { canvas->Render(nullptr); }, finish);
     vellReport("Render at 25 % (1500 x 1000 framebuffer)", renderMs, memcpyMs);
+    if (texturesMade() >= 0) {
+        const int frames = 10;
+        long before = texturesMade();
+        for (int i = 0; i < frames; ++i)
+            canvas->Render(nullptr);
+        std::printf("%-46s %9.1f\n", "textures made per Render at 25 %",
+                    double(texturesMade() - before) / frames);
+        before = texturesMade();
+        delete canvas->renderToImage(nullptr);
+        std::printf("%-46s %9ld\n", "textures made per renderToImage", texturesMade() - before);
+    }
     if (!rawFolder.isEmpty()) {
         std::printf("gpu_ms %.1f\ncpu_ms %.1f\n", gpuMs, cpuMs);
         std::unique_ptr<QImage> image(canvas->renderToImage(nullptr));

@@ -10,8 +10,8 @@ build=${1:-$root/build-bench}
 
 . "$root/bench/vipscommon.sh"
 
-bench_setup bench_canvas
-xvfb-run -a "$build/bench/bench_canvas" "$work" >"$work/ours.txt"
+bench_setup bench_canvas vellglcount
+LD_PRELOAD="$build/bench/libvellglcount.so" xvfb-run -a "$build/bench/bench_canvas" "$work" >"$work/ours.txt"
 grep -v -e '^Memory ' -e '^GL Error before' -e '^readEntireTexture Time' -e '_ms ' "$work/ours.txt"
 
 for i in 0 1 2; do
