@@ -10,7 +10,6 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QImage>
-#include <QImageReader>
 
 #include <memory>
 
@@ -112,19 +111,8 @@ int parse(const QStringList &arguments, IccJob *job)
 
 bool build(IccJob *job)
 {
-    QImageReader reader(job->inputPath);
-    const QImage image = reader.read();
-    if (image.isNull()) {
-        vellError(QStringLiteral("cannot read image '%1': %2").arg(job->inputPath, reader.errorString()));
-        return false;
-    }
-    job->alpha = image.hasAlphaChannel();
-    job->host.reset(vellImageToHost(image, true));
-    if (!job->host) {
-        vellError(QStringLiteral("no memory for a %1 x %2 picture").arg(image.width()).arg(image.height()));
-        return false;
-    }
-    return true;
+    job->host.reset(vellReadImageHost(job->inputPath, true, &job->alpha));
+    return job->host != nullptr;
 }
 
 bool work(IccJob *job)

@@ -8,7 +8,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QImage>
-#include <QImageReader>
 
 #include <cstring>
 #include <memory>
@@ -60,18 +59,8 @@ int parsePack(const QStringList &arguments, PackJob *job)
 
 bool buildPack(PackJob *job)
 {
-    QImageReader reader(job->imagePath);
-    const QImage image = reader.read();
-    if (image.isNull()) {
-        vellError(QStringLiteral("cannot read image '%1': %2").arg(job->imagePath, reader.errorString()));
-        return false;
-    }
-    job->host.reset(vellImageToHost(image, false));
-    if (!job->host) {
-        vellError(QStringLiteral("no memory for a %1 x %2 picture").arg(image.width()).arg(image.height()));
-        return false;
-    }
-    return true;
+    job->host.reset(vellReadImageHost(job->imagePath, false));
+    return job->host != nullptr;
 }
 
 bool workPack(PackJob *job)

@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QImage>
+#include <QImageReader>
 
 #include <climits>
 #include <cstdio>
@@ -32,6 +33,22 @@ QStringList vellDataRoots()
 
 // 8-bit hosts share QImage's ARGB32 layout (B, G, R, A bytes on little-endian
 // machines); 16-bit hosts hold B, G, R, A words where RGBA64 holds R, G, B, A.
+VellPictureHost *vellReadImageHost(const QString &path, bool keepDepth, bool *hasAlpha)
+{
+    QImageReader reader(path);
+    const QImage image = reader.read();
+    if (image.isNull()) {
+        vellError(QStringLiteral("cannot read image '%1': %2").arg(path, reader.errorString()));
+        return nullptr;
+    }
+    if (hasAlpha)
+        *hasAlpha = image.hasAlphaChannel();
+    VellPictureHost *host = vellImageToHost(image, keepDepth);
+    if (!host)
+        vellError(QStringLiteral("no memory for a %1 x %2 picture").arg(image.width()).arg(image.height()));
+    return host;
+}
+
 VellPictureHost *vellImageToHost(const QImage &source, bool keepDepth)
 {
     const bool deep = keepDepth

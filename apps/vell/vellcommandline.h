@@ -93,6 +93,11 @@ QStringList vellDataRoots();
 // keepDepth, 16-bit images become 8-byte hosts; everything else becomes a
 // 4-byte host.
 VellPictureHost *vellImageToHost(const QImage &image, bool keepDepth);
+// The image file at `path` as a new picture host (see vellImageToHost; the
+// caller owns it). Null, with a message, when the file holds no readable
+// image or the memory budget refuses. `hasAlpha`, when given, says whether
+// the image had an alpha channel.
+VellPictureHost *vellReadImageHost(const QString &path, bool keepDepth, bool *hasAlpha = nullptr);
 // Picture host -> image: ARGB32 for 4-byte hosts, RGBA64 for 8-byte ones.
 // A null image for a null or empty host, or when the image cannot be
 // allocated.

@@ -84,8 +84,9 @@ VellRenderPass::~VellRenderPass()
 
 void VellRenderPass::saveStateAndProject()
 {
-    glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_TEXTURE_BIT
-                 | GL_TRANSFORM_BIT);
+    // Texture state is left out: saving it costs a software rasteriser
+    // several milliseconds a pass, and every pass unbinds what it binds.
+    glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_TRANSFORM_BIT);
     glMatrixMode(GL_PROJECTION);
     glPushMatrix();
     glLoadIdentity();

@@ -9,9 +9,10 @@ class VellGLFramebufferObject;
 
 // One off-screen drawing pass, open for the object's lifetime: opening binds
 // the target, saves the GL state a pass changes (viewport, enables, blending,
-// current colour, texture bindings, the projection and modelview matrices)
-// and sets a pixel projection over the target (origin bottom-left, one unit a
-// texel); the destructor restores all of it and binds the window again.
+// current colour, the projection and modelview matrices) and sets a pixel
+// projection over the target (origin bottom-left, one unit a texel); the
+// destructor restores all of it and binds the window again. Texture bindings
+// are not saved: whatever a pass binds, it unbinds.
 //
 // Passes do not nest. Preparing a source texture (uploading a host, filling
 // a display texture, building reduced levels) may run a pass of its own, and

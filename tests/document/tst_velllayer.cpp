@@ -187,7 +187,7 @@ private slots:
         // 200 MiB free: a third is 69,905,066 bytes, less than the reserve leaves.
         QVERIFY(!drops(4096, 4266, 204800));
         QVERIFY(drops(4096, 4268, 204800));
-        QVERIFY(!drops(64, 64, 0xFFFFFFFFu));   // the driver does not say
+        QVERIFY(!drops(64, 64, VellGpuManager::kUnknownMemory));   // the driver does not say
         QVERIFY(!drops(1, 1, 0, VellLayerType::Text));   // a text layer never makes it drop
         VellLayerBase manager("VellManager");   // a layer without pixels always does
         QVERIFY(VellLayer::shouldDropFullTexture(&manager));

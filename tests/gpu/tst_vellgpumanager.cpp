@@ -104,8 +104,8 @@ void TestVellGpuManager::driver()
     QCOMPARE(m->maxTextureWidth, maxSize);
     for (const char *vendor : {"Intel Corporation", "NVIDIA Corporation"}) {
         m->vendor = vendor;
-        QCOMPARE(m->getAvailableMemory(), 0xFFFFFFFFu);
-        QCOMPARE(m->getTotalMemory(), 0xFFFFFFFFu);
+        QCOMPARE(m->getAvailableMemory(), VellGpuManager::kUnknownMemory);
+        QCOMPARE(m->getTotalMemory(), VellGpuManager::kUnknownMemory);
     }
     m->vendor = real;
 }
@@ -115,7 +115,7 @@ void TestVellGpuManager::driver()
 void TestVellGpuManager::memoryFigureFeedsSettings()
 {
     VellGpuManager::getInstance();
-    for (const auto &figure : {qMakePair(0xFFFFFFFFu, 20000), qMakePair(1572864u, 10000)}) {
+    for (const auto &figure : {qMakePair(VellGpuManager::kUnknownMemory, 20000), qMakePair(1572864u, 10000)}) {
         VellGpuManager::setAvailableMemoryOverride([figure] { return figure.first; });
         VellGlobalSettings settings;
         settings.setDefault();
