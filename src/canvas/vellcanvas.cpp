@@ -271,7 +271,8 @@ void VellCanvas::buildFBO()
             size, QGLFramebufferObject::NoAttachment, GL_TEXTURE_2D, GL_RGBA8);
         selectionFbo = std::make_unique<QGLFramebufferObject>(
             size, QGLFramebufferObject::NoAttachment, GL_TEXTURE_2D, GL_RGBA8);
-        backdrop = std::make_unique<VellGLTexture2D>(size.width(), size.height(), GL_BGRA, false);
+        backdrop = std::make_unique<QGLFramebufferObject>(
+            size, QGLFramebufferObject::NoAttachment, GL_TEXTURE_2D, GL_RGBA8);
     }
     const GLint filter = mosaic ? GL_NEAREST : GL_LINEAR;
     glBindTexture(GL_TEXTURE_2D, canvasFbo->texture());
@@ -347,17 +348,17 @@ void VellCanvas::drawQuad(const QRectF &quad, const QRectF &coord0, const QRectF
     glEnd();
 }
 
-QRectF VellCanvas::copyBackdrop(VellGLTexture2D *into, int targetWidth, int targetHeight,
-                                const QRectF &quad)
+QRectF VellCanvas::copyBackdrop(GLuint into, const QSize &intoSize, int targetWidth,
+                                int targetHeight, const QRectF &quad)
 {
     const int left = int(std::floor(quad.left()));
     const int top = int(std::floor(quad.top()));
     const QRect box(left, top, int(std::ceil(quad.right())) + 1 - left,
                     int(std::ceil(quad.bottom())) + 1 - top);
-    const double w = into->getWidth();
-    const double h = into->getHeight();
+    const double w = intoSize.width();
+    const double h = intoSize.height();
     getGLExtensionFunctions().glActiveTexture(GL_TEXTURE0);
-    glBindTexture(GL_TEXTURE_2D, into->getId());
+    glBindTexture(GL_TEXTURE_2D, into);
     // Straight from the bound target: only the part of the box inside it.
     const QRect inside = box.intersected(QRect(0, 0, targetWidth, targetHeight));
     if (!inside.isEmpty())
@@ -367,7 +368,7 @@ QRectF VellCanvas::copyBackdrop(VellGLTexture2D *into, int targetWidth, int targ
     return QRectF((quad.x() - left) / w, (quad.y() - top) / h, quad.width() / w, quad.height() / h);
 }
 
-void VellCanvas::blendThroughShader(VellGLTexture2D *backdropCopy, int targetWidth,
+void VellCanvas::blendThroughShader(GLuint backdropCopy, const QSize &copySize, int targetWidth,
                                     int targetHeight, GLuint sourceTexture, const QRectF &quad,
                                     const QRectF &srcCoord, GLuint maskTexture,
                                     const QRectF &maskCoord, int mode, float opacity,
@@ -376,10 +377,11 @@ void VellCanvas::blendThroughShader(VellGLTexture2D *backdropCopy, int targetWid
     if (!blendProgram || !backdropCopy)
         return;
     glDisable(GL_BLEND);
-    const QRectF backdropCoord = copyBackdrop(backdropCopy, targetWidth, targetHeight, quad);
+    const QRectF backdropCoord =
+        copyBackdrop(backdropCopy, copySize, targetWidth, targetHeight, quad);
 
     bindUnit(GL_TEXTURE0, sourceTexture);
-    bindUnit(GL_TEXTURE1, backdropCopy->getId());
+    bindUnit(GL_TEXTURE1, backdropCopy);
     if (maskTexture)
         bindUnit(GL_TEXTURE2, maskTexture);
 
@@ -471,9 +473,9 @@ void VellCanvas::Render(VellContext *document)
                 maskTexture = raster->getLayerMaskTexture()->getId();
                 maskCoord = raster->getLayerMaskTexCoord();
             }
-            blendThroughShader(backdrop.get(), pass.width(), pass.height(), source, quad,
-                               srcCoord, maskTexture, maskCoord, drawn.mode, drawn.opacity,
-                               fboCorner, fboScale);
+            blendThroughShader(backdrop->texture(), backdrop->size(), pass.width(),
+                               pass.height(), source, quad, srcCoord, maskTexture, maskCoord,
+                               drawn.mode, drawn.opacity, fboCorner, fboScale);
             glEnable(GL_BLEND);
         }
     }
@@ -499,8 +501,8 @@ void VellCanvas::postRender(VellContext *document)
 
     if (channelView) {
         const QRectF whole(0.0, 0.0, fw, fh);
-        const QRectF coord = copyBackdrop(backdrop.get(), fw, fh, whole);
-        bindUnit(GL_TEXTURE0, backdrop->getId());
+        const QRectF coord = copyBackdrop(backdrop->texture(), backdrop->size(), fw, fh, whole);
+        bindUnit(GL_TEXTURE0, backdrop->texture());
         postProgram->bind();
         postProgram->setUniformValue("srcTex", GLint(0));
         postProgram->setUniformValue("displayingChannel", GLint(document->displayingChannel));
@@ -516,9 +518,9 @@ void VellCanvas::postRender(VellContext *document)
         if (polygon.size() < 3)
             continue;
         const QRectF quad(polygon.at(0), polygon.at(2));
-        const QRectF coord = copyBackdrop(backdrop.get(), fw, fh, quad);
+        const QRectF coord = copyBackdrop(backdrop->texture(), backdrop->size(), fw, fh, quad);
         const QRectF maskCoord = layer->getLayerMaskTexCoord();
-        bindUnit(GL_TEXTURE0, backdrop->getId());
+        bindUnit(GL_TEXTURE0, backdrop->texture());
         bindUnit(GL_TEXTURE1, layer->getLayerMaskTexture()->getId());
         postProgram->bind();
         postProgram->setUniformValue("srcTex", GLint(0));
@@ -772,7 +774,7 @@ QImage *VellCanvas::renderToImage(VellContext *document)
         VellRenderPass pass(&framebuffer, target.getId());
         if (!pass.isOpen())
             break;
-        blendThroughShader(&scratch, width, height, source, rect,
+        blendThroughShader(scratch.getId(), QSize(width, height), width, height, source, rect,
                            layer->getBoundedTexCoord(local), maskTexture, maskCoord, drawn.mode,
                            drawn.opacity, QPointF(0.0, 0.0), 1.0f);
     }

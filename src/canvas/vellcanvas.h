@@ -285,19 +285,21 @@ private:
     void setupWindowProjection();                   // the window in document pixels, y down
     // Composites one layer through the blending program into the target of
     // the open pass (targetWidth x targetHeight): copies the target box
-    // under `quad` into `backdropCopy` (a texture of the target's size) and
-    // draws `quad` with the source coordinates `srcCoord`; `maskTexture`
-    // (0: none) is read at `maskCoord`. The target's texel (0, 0) shows
-    // document point docCorner, and one texel covers docScale document
-    // pixels.
-    void blendThroughShader(VellGLTexture2D *backdropCopy, int targetWidth, int targetHeight,
-                            GLuint sourceTexture, const QRectF &quad, const QRectF &srcCoord,
-                            GLuint maskTexture, const QRectF &maskCoord, int mode,
-                            float opacity, const QPointF &docCorner, float docScale);
+    // under `quad` into `backdropCopy` (a texture of `copySize`, the
+    // target's size and storage format) and draws `quad` with the source
+    // coordinates `srcCoord`; `maskTexture` (0: none) is read at
+    // `maskCoord`. The target's texel (0, 0) shows document point
+    // docCorner, and one texel covers docScale document pixels.
+    void blendThroughShader(GLuint backdropCopy, const QSize &copySize, int targetWidth,
+                            int targetHeight, GLuint sourceTexture, const QRectF &quad,
+                            const QRectF &srcCoord, GLuint maskTexture, const QRectF &maskCoord,
+                            int mode, float opacity, const QPointF &docCorner, float docScale);
     // Copies the box of the bound target under `quad` (framebuffer pixels)
-    // to texel (0, 0) of `into`, a texture at least the box's size, and
-    // returns the coordinates of `quad` in it.
-    QRectF copyBackdrop(VellGLTexture2D *into, int targetWidth, int targetHeight,
+    // to texel (0, 0) of the texture `into` (of `intoSize`, at least the
+    // box's size) and returns the coordinates of `quad` in it. A copy
+    // between textures of one storage format is a plain block copy; any
+    // other costs a software rasteriser a conversion per texel.
+    QRectF copyBackdrop(GLuint into, const QSize &intoSize, int targetWidth, int targetHeight,
                         const QRectF &quad);
     void drawQuad(const QRectF &quad, const QRectF &coord0, const QRectF *coord1,
                   const QRectF *coord2);
@@ -328,8 +330,9 @@ private:
     std::unique_ptr<QGLFramebufferObject> canvasFbo;
     std::unique_ptr<QGLFramebufferObject> selectionFbo;
     // What lies under each shader-blended layer, copied for the shader to
-    // read: the canvas framebuffer's size, made and dropped with it.
-    std::unique_ptr<VellGLTexture2D> backdrop;
+    // read: made and dropped with the canvas framebuffer, and like it in
+    // size and storage format so that the copy is a block copy.
+    std::unique_ptr<QGLFramebufferObject> backdrop;
     double fboRegionWidth = 0.0, fboRegionHeight = 0.0;
     QRectF visibleRect;
     QRectF updateRect;
