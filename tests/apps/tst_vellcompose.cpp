@@ -7,6 +7,7 @@
 #include "document/vellcontextmanager.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "foundation/vellcodes.h"
 #include "picture/vellpicturehost.h"
 #include "support/vellgltestcontext.h"
 
@@ -31,7 +32,7 @@ QStringList sampleLayers()
             kSamples + "stripes.png", "--mode", "Hard_Light", "--offset", "-40,150"};
 }
 
-// mode: the blend-mode table's codes, 30 Multiply, 140 Hard Light.
+// mode: a VellBlend code.
 VellLayer *makeLayer(const char *file, int mode, float opacity, QPoint offset, const char *maskFile)
 {
     const QImage image = QImage(kSamples + file).convertToFormat(QImage::Format_ARGB32);
@@ -87,9 +88,9 @@ private slots:
         manager->addContext(&document);
         manager->setCurrentContext(manager->indexOfContext(&document));
         VellLayerManager *layers = document.getLayerManager();
-        layers->addLayer(makeLayer("background.png", 0, 1.0f, QPoint(0, 0), nullptr), false);
-        layers->addLayer(makeLayer("shapes.png", 30, 0.85f, QPoint(60, 40), "shapes-mask.png"), false);
-        layers->addLayer(makeLayer("stripes.png", 140, 1.0f, QPoint(-40, 150), nullptr), false);
+        layers->addLayer(makeLayer("background.png", VellBlend::Normal, 1.0f, QPoint(0, 0), nullptr), false);
+        layers->addLayer(makeLayer("shapes.png", VellBlend::Multiply, 0.85f, QPoint(60, 40), "shapes-mask.png"), false);
+        layers->addLayer(makeLayer("stripes.png", VellBlend::HardLight, 1.0f, QPoint(-40, 150), nullptr), false);
         std::unique_ptr<QImage> image(VellBlendReference::renderToImage(&document, 320, 240));
         QVERIFY(image);
         reference = image->convertToFormat(QImage::Format_ARGB32);
