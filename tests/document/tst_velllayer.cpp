@@ -97,16 +97,16 @@ private slots:
         QTest::addColumn<bool>("inactive");   // deactivated (keeping the texture) before the edit
         QTest::addColumn<Step>("step");
         QTest::addColumn<int>("place");       // 2: the entire texture is kept; 0: it is gone
-        QTest::newRow("deactivate, keep texture") << false << Step([](VellLayer &l) { l.disactive(false); }) << 2;
-        QTest::newRow("deactivate, drop texture") << false << Step([](VellLayer &l) { l.disactive(true); }) << 0;
-        QTest::newRow("drop while inactive") << true << Step([](VellLayer &l) { l.deleteFullTexture(); }) << 0;
-        QTest::newRow("delete textures") << false << Step([](VellLayer &l) { l.deleteTextures(); }) << 0;
-        QTest::newRow("stream out") << false << Step([](VellLayer &l) { streamed(&l, 1); }) << 2;
-        QTest::newRow("refresh") << false << Step([](VellLayer &l) { l.refresh(); }) << 2;
+        QTest::newRow("deactivate, keep texture") << false << Step([](VellLayer &l) { l.disactive(false); }) << int(VellLayer::BothAgree);
+        QTest::newRow("deactivate, drop texture") << false << Step([](VellLayer &l) { l.disactive(true); }) << int(VellLayer::HostOnly);
+        QTest::newRow("drop while inactive") << true << Step([](VellLayer &l) { l.deleteFullTexture(); }) << int(VellLayer::HostOnly);
+        QTest::newRow("delete textures") << false << Step([](VellLayer &l) { l.deleteTextures(); }) << int(VellLayer::HostOnly);
+        QTest::newRow("stream out") << false << Step([](VellLayer &l) { streamed(&l, 1); }) << int(VellLayer::BothAgree);
+        QTest::newRow("refresh") << false << Step([](VellLayer &l) { l.refresh(); }) << int(VellLayer::BothAgree);
         QTest::newRow("render on the CPU") << false << Step([](VellLayer &l) {
             QImage target(8, 6, QImage::Format_ARGB32);
             l.renderToImage(&target, nullptr);
-        }) << 2;
+        }) << int(VellLayer::BothAgree);
     }
 
     // A GPU edit (latest place 1) reaches the host before anything reads the
@@ -119,7 +119,7 @@ private slots:
         VellLayer layer("L");
         layer.setVellPictureHost(patternHost(8, 6));
         layer.active();
-        QCOMPARE(layer.getLatestPlace(), 2);
+        QCOMPARE(layer.getLatestPlace(), int(VellLayer::BothAgree));
         QCOMPARE(layer.getFboTextureList().size(), 1);
         if (inactive)
             layer.disactive(false);
@@ -133,7 +133,7 @@ private slots:
         if (!layer.isActive()) {
             QVERIFY(layer.getFboTextureList().isEmpty());
             layer.active();   // a kept texture is taken as it is, not uploaded again
-            QCOMPARE(layer.getLatestPlace(), 2);
+            QCOMPARE(layer.getLatestPlace(), int(VellLayer::BothAgree));
             QCOMPARE(layer.getEntireTexture()->toQImage().constBits()[5], uchar(edited[5]));
         }
     }
@@ -410,7 +410,7 @@ private slots:
 
         QScopedPointer<VellLayer> back(readLayer(out, version));
         QVERIFY(back);
-        QCOMPARE(back->getLatestPlace(), 0);
+        QCOMPARE(back->getLatestPlace(), int(VellLayer::HostOnly));
         QCOMPARE(back->getLayerName(), QStringLiteral("Ebene"));
         QCOMPARE(streamed(back.data(), version), out);   // every field came back
         for (int n = 0; n < out.size(); ++n)

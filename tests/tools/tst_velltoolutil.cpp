@@ -61,13 +61,13 @@ QString mismatch(const QImage &got, const Expect &want, int tolerance)
     return QString();
 }
 
-// The filters written out plainly (code 1 tent, 2 Catmull-Rom, 3 Lanczos-3).
+// The filters written out plainly (Bilinear a tent, Bicubic Catmull-Rom, Lanczos3).
 double kernel(int filter, double x)
 {
     x = std::fabs(x);
-    if (filter == 1)
+    if (filter == VellToolUtil::Bilinear)
         return qMax(0.0, 1.0 - x);
-    if (filter == 2)
+    if (filter == VellToolUtil::Bicubic)
         return x < 1 ? (1.5 * x - 2.5) * x * x + 1 : x < 2 ? ((-0.5 * x + 2.5) * x - 4) * x + 2 : 0.0;
     const double p = M_PI * x;
     return x < 1e-4 ? 1.0 : x < 3 ? 3 * std::sin(p) * std::sin(p / 3) / (p * p) : 0.0;
@@ -82,7 +82,7 @@ QRgb sample(const QImage &src, QPointF p, double kx, double ky, int filter, bool
         return src.pixel(qBound(0, x, src.width() - 1), qBound(0, y, src.height() - 1));
     };
     const QRgb nearest = texel(int(std::floor(px)), int(std::floor(py)));
-    if (filter < 1 || filter > 3)
+    if (filter < VellToolUtil::Bilinear || filter > VellToolUtil::Lanczos3)
         return nearest;
     const double sx = qMax(1.0, kx), sy = qMax(1.0, ky);
     double c[3] = {}, a = 0, weights = 0;
@@ -217,20 +217,21 @@ void TestVellToolUtil::resizeMatchesReference_data()
         for (int y = 0; y < 66; ++y)
             stripes.setPixel(x, y, (x & 1) ? 0xFFFFFFFF : 0xFF000000);
     const char *names[] = {"nearest", "bilinear", "bicubic", "lanczos3"};
-    for (int f = 0; f < 4; ++f) {
+    for (int f = VellToolUtil::Nearest; f <= VellToolUtil::Lanczos3; ++f) {
         auto row = [&](const char *what, const QImage &src, QRectF dstRect, bool averages = false) {
             QTest::addRow("%s, %s", names[f], what) << f << src << QRectF(src.rect()) << dstRect << averages;
         };
         row("enlarge 4x", randomImage(QSize(8, 6), 3), QRectF(0, 0, 32, 24));
         row("shrink 3:1 x 5:1", randomImage(QSize(48, 40), 3), QRectF(0, 0, 16, 8));
         row("shrink 2.5:1", randomImage(QSize(40, 30), 3), QRectF(0, 0, 16, 12));
-        if (f == 0)
+        if (f == VellToolUtil::Nearest)
             continue;
         row("shrink 4:1 opaque", randomImage(QSize(64, 48), 3, true), QRectF(0, 0, 16, 12));
         row("stripes 3.3:1", stripes, QRectF(0, 0, 30, 20), true);
     }
     QTest::newRow("sub-rectangles")
-        << 2 << randomImage(QSize(32, 24), 3) << QRectF(4, 2, 24, 18) << QRectF(3, 1, 8, 6) << false;
+        << int(VellToolUtil::Bicubic) << randomImage(QSize(32, 24), 3) << QRectF(4, 2, 24, 18)
+        << QRectF(3, 1, 8, 6) << false;
 }
 
 void TestVellToolUtil::resizeMatchesReference()
