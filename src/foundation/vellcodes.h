@@ -66,6 +66,42 @@ enum Bits : int {
 };
 } // namespace VellChannelBits
 
+namespace VellSelectionKind {
+// What a selection holds. Rectangle and Ellipse are only set through setType
+// and the history; Whole is every pixel selected when displayFull is set and
+// no selection otherwise; Empty is the inverse of select-all. Any value above
+// Empty counts as a selection.
+enum Kind : int {
+    Rectangle = 0,
+    Ellipse = 1,
+    Mask = 2,
+    Whole = 3,
+    Empty = 4
+};
+} // namespace VellSelectionKind
+
+namespace VellCombineMode {
+// How a new shape meets the selection already there, per coverage byte:
+// Replace takes the new value (and clears the rest), Add the saturated sum,
+// Subtract the saturated difference, Intersect the smaller of the two.
+enum Mode : int {
+    Replace = 0,
+    Add = 1,
+    Subtract = 2,
+    Intersect = 3
+};
+} // namespace VellCombineMode
+
+namespace VellActionGroup {
+// Command groups of the action manager that the selection switches: Edit
+// holds Copy, Cut, Delete and Copy to file; SelectionEdit holds Inverse,
+// Feather, Deselect and Move Selection.
+enum Group : int {
+    Edit = 2,
+    SelectionEdit = 5
+};
+} // namespace VellActionGroup
+
 // One #define the shaders get: `name` is the GLSL macro.
 struct VellGlslCode
 {
