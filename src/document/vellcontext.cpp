@@ -4,6 +4,7 @@
 #include "document/velllayermanager.h"
 #include "foundation/velllog.h"
 #include "presets/vellactionmanager.h"
+#include "selection/vellselection.h"
 
 #include <QDataStream>
 
@@ -20,7 +21,21 @@ VellContext::~VellContext()
     // Off the list first, so nothing reaches this document through the manager
     // while its parts are being deleted.
     VellContextManager::getInstance()->removeContext(this);
+    delete selection;
     delete layerManager;
+}
+
+void VellContext::setSelection(VellSelection *newSelection)
+{
+    if (newSelection == selection)
+        return;
+    delete selection;
+    selection = newSelection;
+}
+
+bool VellContext::hasSelection() const
+{
+    return selection && selection->hasSelection();
 }
 
 void VellContext::setFileName(const QString &name)
@@ -44,9 +59,20 @@ QDataStream &operator<<(QDataStream &out, VellContext *context)
         out.setStatus(QDataStream::WriteFailed);
         return out;
     }
-    out << context->getLayerManager();
+    VellLayerManager *manager = context->getLayerManager();
+    out << manager;
+    if (const VellSelection *selection = context->getSelection()) {
+        out << selection;
+    } else {
+        // The size a reader took from the bottom layer before documents had
+        // selections.
+        const VellLayerBase *bottom = manager->getLayerCount() > 0 ? manager->getLayer(0) : nullptr;
+        const VellSelection none(nullptr, bottom ? bottom->getWidth() : 0,
+                                 bottom ? bottom->getHeight() : 0);
+        out << &none;
+    }
     out << qint32(context->editingChannel) << qint32(context->displayingChannel);
-    out << false;   // editing the selection: documents have no selection yet
+    out << false;   // editing the selection as a channel: not yet possible
     return out;
 }
 
@@ -62,6 +88,11 @@ QDataStream &operator>>(QDataStream &in, VellContext **context)
         return in;   // the manager's reader has set the status
     delete result->layerManager;
     result->layerManager = manager;
+    VellSelection *selection = nullptr;
+    in >> &selection;   // uploads itself when a context is current
+    if (!selection)
+        return in;   // the selection's reader has set the status
+    result->setSelection(selection);
 
     qint32 editing = 0, displaying = 0;
     bool editingSelection = false;
@@ -69,7 +100,8 @@ QDataStream &operator>>(QDataStream &in, VellContext **context)
     if (in.status() != QDataStream::Ok)
         return in;
     if (editingSelection) {
-        // Its channel would follow, but there is no selection to edit it into.
+        // Its channel would follow, but a document cannot edit its
+        // selection as a channel yet.
         VellLog::Instance()->Log("VellContext: cannot read a document editing its selection\n");
         in.setStatus(QDataStream::ReadCorruptData);
         return in;

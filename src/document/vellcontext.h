@@ -9,6 +9,7 @@
 
 class QDataStream;
 class VellLayerManager;
+class VellSelection;
 
 // One open document: its layer stack, its file name and whether it has
 // changes worth saving, plus the flags through which the host tells the rest
@@ -21,7 +22,11 @@ class VellLayerManager;
 // adds it and makes it current. Destroying it takes it off the manager's list
 // first (the current document then becomes null if it was this one).
 //
-// Owns its layer manager; the tag and the host's batch-action record are not
+// The host gives the document its selection (setSelection), sized to the
+// document; the selection's size is the document's size, which the stream
+// keeps.
+//
+// Owns its layer manager and selection; the tag and the host's batch-action record are not
 // owned. Deleting a document whose layers hold textures needs the canvas's GL
 // context current. GUI thread only.
 class VellContext : public QObject
@@ -36,6 +41,12 @@ public:
     Q_DISABLE_COPY(VellContext)
 
     VellLayerManager *getLayerManager() const { return layerManager; }   // owned by the context
+
+    VellSelection *getSelection() const { return selection; }   // owned by the context; may be null
+    // Takes ownership; a previous selection is deleted.
+    void setSelection(VellSelection *newSelection);
+    // False without a selection object, else the selection's own answer.
+    bool hasSelection() const;
 
     QString getFileName() const { return fileName; }
     void setFileName(const QString &name);   // emits fileNameChange(name)
@@ -75,6 +86,7 @@ signals:
 private:
     QString fileName;
     VellLayerManager *layerManager = nullptr;   // owned
+    VellSelection *selection = nullptr;         // owned
     bool saveAble = false;
     void *tag = nullptr;                        // not owned
 
@@ -82,15 +94,19 @@ private:
 };
 
 // Stream form of a whole document state: the layer stack (the layer
-// manager's stream form), editingChannel and displayingChannel as qint32, then
-// the editing-selection flag as a bool, always false here since documents have
-// no selection to edit yet. The file name is not part of it. Writing a null
-// document sets WriteFailed.
+// manager's stream form), the selection (its stream form, which carries the
+// document's size), editingChannel and displayingChannel as qint32, then the
+// editing-selection flag as a bool, always false here since the selection is
+// not yet edited as a channel. A document without a selection object is
+// written with an unselected selection of its bottom layer's size (0 x 0
+// without layers). The file name is not part of it. Writing a null document
+// sets WriteFailed.
 QDataStream &operator<<(QDataStream &out, VellContext *context);
 // Allocates *context (the caller owns it): a parentless document named
 // "Untitled Document" holding what the stream held. Reading needs no current
 // document and leaves the context manager alone: the new document is neither
-// registered nor made current, and records no memo. A truncated or corrupt
+// registered nor made current, and records no memo. The selection read is
+// the document's and gives its size. A truncated or corrupt
 // stream (a set editing-selection flag included) leaves *context null with
 // the stream's status set, having freed what it read. Layers read are
 // activated, which makes textures: the canvas's GL context must be current.

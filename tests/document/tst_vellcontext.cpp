@@ -7,6 +7,7 @@
 #include "picture/vellpicturehost.h"
 #include "picture/vellpicturereader.h"
 #include "presets/vellactionmanager.h"
+#include "selection/vellselection.h"
 #include "support/vellgltestcontext.h"
 
 #include <QAction>
@@ -94,19 +95,29 @@ private slots:
 
     void stream_data()
     {
+        // Bytes after the layer stack: the selection record (12 bytes of
+        // size and kind, a box of four doubles, two counts, two flags, then
+        // the padded rows), the two channel masks and the flag.
+        const int tail = 4 + 4 + 1;
+        const int record = 12 + 32 + 8 + 2 + 8 * 5;   // the 6 x 5 selection below
         QTest::addColumn<int>("cut");   // bytes dropped from the end; -1 sets the editing-selection flag
         QTest::addColumn<bool>("otherCurrent");   // another document is current while reading
-        QTest::newRow("whole") << 0 << false;
-        QTest::newRow("whole, another current") << 0 << true;
-        QTest::newRow("without the flag") << 1 << false;
-        QTest::newRow("inside the layer stack") << 60 << true;
-        QTest::newRow("editing the selection") << -1 << false;
+        QTest::addColumn<bool>("withSelection");   // else the document has no selection object
+        QTest::newRow("whole") << 0 << false << true;
+        QTest::newRow("whole, another current") << 0 << true << true;
+        QTest::newRow("whole, no selection object") << 0 << false << false;
+        QTest::newRow("without the flag") << 1 << false << true;
+        QTest::newRow("inside the selection's bytes") << tail + 7 << false << true;
+        QTest::newRow("inside the selection's header") << tail + record - 20 << false << true;
+        QTest::newRow("inside the layer stack") << tail + record + 60 << true << true;
+        QTest::newRow("editing the selection") << -1 << false << true;
     }
 
     void stream()
     {
         QFETCH(int, cut);
         QFETCH(bool, otherCurrent);
+        QFETCH(bool, withSelection);
         auto context = std::make_unique<VellContext>();
         makeCurrent(context.get());
         context->getLayerManager()->addLayer(raster(5, 3, 1), false);
@@ -114,6 +125,13 @@ private slots:
         manager->removeContext(context.get());   // reading needs no current document
         context->editingChannel = VellChannelBits::Red | VellChannelBits::Blue;
         context->displayingChannel = VellChannelBits::Green;
+        // The document's own size, not its bottom layer's, with a mask in it.
+        if (withSelection) {
+            context->setSelection(new VellSelection(nullptr, 6, 5));
+            const uchar mask[] = {0, 200, 255, 255, 255, 90};
+            QVERIFY(context->getSelection()->addMask(mask, 3, 2, 2, 1));
+            QVERIFY(context->hasSelection());
+        }
         QByteArray bytes;
         QDataStream out(&bytes, QIODevice::WriteOnly);
         out.setVersion(QDataStream::Qt_4_8);
@@ -145,8 +163,14 @@ private slots:
             QDataStream reout(&again, QIODevice::WriteOnly);
             reout.setVersion(QDataStream::Qt_4_8);
             reout << back.get();
-            QCOMPARE(again, whole);   // layers, pixels and both masks
+            QCOMPARE(again, whole);   // layers, pixels, selection and both masks
             QCOMPARE(back->getLayerManager()->getLayerCount(), 2);
+            const VellSelection *selection = back->getSelection();
+            QVERIFY(selection);
+            // Without a selection object the bottom layer (5 x 3) gives the size.
+            QCOMPARE(QSize(selection->getWidth(), selection->getHeight()),
+                     withSelection ? QSize(6, 5) : QSize(5, 3));
+            QCOMPARE(back->hasSelection(), withSelection);
         }
     }
 };
