@@ -20,12 +20,18 @@ struct CipherJob
 
 bool readFile(const QString &path, QByteArray *bytes)
 {
+    if (!vellInputExists(path))
+        return false;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        vellError(QStringLiteral("cannot read '%1': %2").arg(path, file.errorString()));
+        vellError(QStringLiteral("cannot read %1: %2").arg(path, file.errorString()));
         return false;
     }
     *bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError) {
+        vellError(QStringLiteral("cannot read %1: %2").arg(path, file.errorString()));
+        return false;
+    }
     return true;
 }
 
@@ -36,7 +42,7 @@ int parse(const QStringList &args, CipherJob *job)
         return ExitOk;
     }
     if (args.size() != 4) {
-        vellError(QStringLiteral("cipher needs 4 arguments, got %1").arg(args.size()));
+        vellError(QStringLiteral("cipher needs 4 arguments (got %1)").arg(args.size()));
         vellNote(QString::fromLatin1(kCipherUsage));
         return ExitUsage;
     }
@@ -71,12 +77,12 @@ void work(CipherJob *job)
 
 bool write(const CipherJob &job)
 {
-    QFile out(job.outputPath);
-    if (!out.open(QIODevice::WriteOnly) || out.write(job.output) != job.output.size()) {
-        vellError(QStringLiteral("cannot write '%1': %2").arg(job.outputPath, out.errorString()));
-        return false;
-    }
-    return true;
+    VellAtomicFile out(job.outputPath);
+    if (out.open() && (out.device()->write(job.output) == job.output.size() || out.fail(QStringLiteral("short write")))
+        && out.commit())
+        return true;
+    out.reportError();
+    return false;
 }
 
 } // namespace
@@ -88,6 +94,8 @@ int vellCipherCommand(VellHost &host, const QStringList &args)
     if (parsed != kProceed)
         return parsed;
     host.setUp(VellHost::Headless);
+    if (vellOutputIsInput(job.outputPath, {job.keyPath, job.inputPath}))
+        return ExitUsage;
 
     if (!build(&job))
         return ExitFailure;

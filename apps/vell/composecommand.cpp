@@ -220,16 +220,25 @@ int parseArguments(const QStringList &args, ComposeArguments *parsed)
 // options. kProceed, or the exit code with the problem reported.
 int checkInputs(ComposeArguments *parsed)
 {
-    const QByteArray suffix = QFileInfo(parsed->output).suffix().toLower().toLatin1();
-    if (!QImageWriter::supportedImageFormats().contains(suffix))
-        return usageError(QStringLiteral("cannot tell an image format from '%1' (use a suffix such as .png)")
-                              .arg(parsed->output));
-    for (const LayerInput &input : parsed->layers) {
-        if (!QFileInfo(input.path).isFile()) {
-            vellError(QStringLiteral("cannot read '%1': no such file").arg(input.path));
-            return ExitFailure;
-        }
+    if (!vellCheckImageSuffix(parsed->output)) {
+        vellNote(QString::fromLatin1(kUsageLine));
+        return ExitUsage;
     }
+    QStringList inputs;
+    for (const LayerInput &input : parsed->layers) {
+        inputs << input.path;
+        if (!input.mask.isEmpty())
+            inputs << input.mask;
+    }
+    for (const QString &input : inputs)
+        if (!vellInputExists(input))
+            return ExitFailure;
+    if (vellOutputIsInput(parsed->output, inputs)
+        || (!parsed->save.isEmpty() && vellOutputIsInput(parsed->save, inputs)))
+        return ExitUsage;
+    if (!parsed->save.isEmpty()
+        && (parsed->save == parsed->output || vellSameFile(parsed->save, parsed->output)))
+        return usageError(QStringLiteral("-o and --save name the same file %1").arg(parsed->save));
     const LayerInput &bottom = parsed->layers.first();
     parsed->isDocument = parsed->layers.size() == 1 && !QImageReader(bottom.path).canRead();
     if (parsed->isDocument && !bottom.options.isEmpty())
@@ -310,7 +319,7 @@ bool applyMask(VellLayer *layer, const QString &path, const QSize &imageSize)
     QImageReader reader(path);
     QImage image = reader.read().convertToFormat(QImage::Format_Grayscale8);
     if (image.isNull()) {
-        vellError(QStringLiteral("cannot read mask '%1': %2").arg(path, reader.errorString()));
+        vellError(QStringLiteral("cannot read %1: %2").arg(path, reader.errorString()));
         return false;
     }
     if (image.size() != imageSize) {
@@ -342,8 +351,10 @@ bool addImageLayer(VellContext *document, const LayerInput &input)
     QImageReader reader(input.path);
     QImage image = reader.read();
     if (image.isNull()) {
-        vellError(QStringLiteral("cannot read image '%1': %2 (a document written by --save must "
-                                 "be the only LAYER)").arg(input.path, reader.errorString()));
+        // No reader knows the file: it may be a document, which stands alone.
+        const QString hint = reader.format().isEmpty()
+            ? QStringLiteral(" (a document written by --save must be the only LAYER)") : QString();
+        vellError(QStringLiteral("cannot read %1: %2%3").arg(input.path, reader.errorString(), hint));
         return false;
     }
     // Over the limits the picture reader shrinks the picture to the size the
@@ -496,31 +507,36 @@ bool work(ComposeJob *job)
     return true;
 }
 
-// The composite, then the document when --save asks for it.
+// The composite and, when --save asks for it, the document: both are written
+// in full before either replaces its destination, so a failure leaves both
+// as they were.
 bool write(const ComposeJob &job)
 {
-    QImageWriter writer(job.args.output);
-    if (!writer.write(job.result)) {
-        vellError(QStringLiteral("cannot write '%1': %2").arg(job.args.output, writer.errorString()));
+    VellAtomicFile image(job.args.output);
+    if (!image.open() || !vellWriteImage(&image, job.result, vellImageFormat(job.args.output))) {
+        image.reportError();
         return false;
     }
     if (job.args.save.isEmpty())
-        return true;
+        return vellCommitAll({&image});
     if (job.session.canvas)
         job.session.canvas->makeCurrent();   // layers read newer GPU pixels back to write them
-    return vellWriteStreamFile(job.args.save, job.session.document,
-                               QStringLiteral("writing the document to '%1' failed: %2"));
+    VellAtomicFile document(job.args.save);
+    if (!document.open() || !vellWriteStream(&document, job.session.document)) {
+        document.reportError();
+        return false;
+    }
+    return vellCommitAll({&image, &document});
 }
 
 void report(const ComposeJob &job)
 {
-    const int count = job.layerCount;
-    vellPrint(QStringLiteral("composed %1 layer%2, %3x%4, on the %5 in %6 ms")
-                  .arg(count).arg(count == 1 ? "" : "s").arg(job.size.width()).arg(job.size.height())
-                  .arg(job.session.canvas ? QStringLiteral("GPU") : QStringLiteral("CPU")).arg(job.elapsed));
-    vellPrint(QStringLiteral("wrote %1").arg(job.args.output));
+    vellNote(QStringLiteral("composed %1, %2x%3, on the %4 in %5 ms")
+                 .arg(vellCount(job.layerCount, "layer")).arg(job.size.width()).arg(job.size.height())
+                 .arg(job.session.canvas ? QStringLiteral("GPU") : QStringLiteral("CPU")).arg(job.elapsed));
+    vellNote(QStringLiteral("wrote %1").arg(job.args.output));
     if (!job.args.save.isEmpty())
-        vellPrint(QStringLiteral("saved the document to %1").arg(job.args.save));
+        vellNote(QStringLiteral("saved the document to %1").arg(job.args.save));
 }
 
 } // namespace

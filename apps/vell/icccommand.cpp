@@ -101,7 +101,7 @@ int parse(const QStringList &arguments, IccJob *job)
         }
     }
     if (args.size() != 2) {
-        vellError(QStringLiteral("icc needs IN and OUT (got %1 arguments)").arg(args.size()));
+        vellError(QStringLiteral("icc needs IN and OUT (got %1)").arg(vellCount(args.size(), "argument")));
         return ExitUsage;
     }
     job->inputPath = args.at(0);
@@ -136,11 +136,7 @@ bool work(IccJob *job)
 
 bool write(const IccJob &job)
 {
-    if (!job.result.save(job.outputPath)) {
-        vellError(QStringLiteral("cannot save '%1' (unknown suffix or unwritable)").arg(job.outputPath));
-        return false;
-    }
-    return true;
+    return vellWriteImageFile(job.outputPath, job.result);
 }
 
 } // namespace
@@ -149,7 +145,7 @@ bool vellColourStep(VellPictureHost **host, const QString &imagePath, const QStr
 {
     const QString name = from.isEmpty() ? VellColorProfileConverter::extractCameraProfile(imagePath) : from;
     if (name.isEmpty() || name == QLatin1String(kSRGB)) {
-        vellPrint(QStringLiteral("colour space: sRGB"));
+        vellNote(QStringLiteral("colour space: sRGB"));
         return true;
     }
     const QString root = profileRoot(name);
@@ -160,8 +156,8 @@ bool vellColourStep(VellPictureHost **host, const QString &imagePath, const QStr
                            vellDataRoots().join(QStringLiteral(", "))));
         return false;
     }
-    // Opens the log in the user's working folder before it changes: the log
-    // keeps writing to the file it opened first.
+    // Logged before the working folder changes, so a log that had no file
+    // open yet still opens the one the host named.
     VellLog::Instance()->LogEx(2, 0, "Colour space of %s: %s, profiles under %s\n",
                                qPrintable(imagePath), qPrintable(name), qPrintable(root));
 
@@ -172,10 +168,12 @@ bool vellColourStep(VellPictureHost **host, const QString &imagePath, const QStr
         VellColorProfileConverter::convertToSRGB(host, name);
     }
     if (*host == before) {
-        vellError(QStringLiteral("cannot convert from '%1' to sRGB (see ConsoleLog.txt)").arg(name));
+        const QString log = VellHost::logFile();
+        vellError(QStringLiteral("cannot convert from '%1' to sRGB%2").arg(name)
+                      .arg(log.isEmpty() ? QString() : QStringLiteral(" (see %1)").arg(log)));
         return false;
     }
-    vellPrint(QStringLiteral("colour space: %1 (converted to sRGB)").arg(name));
+    vellNote(QStringLiteral("colour space: %1 (converted to sRGB)").arg(name));
     return true;
 }
 
@@ -186,12 +184,14 @@ int vellIccCommand(VellHost &host, const QStringList &args)
     if (parsed != kProceed)
         return parsed;
     host.setUp(VellHost::Headless);
+    if (!vellCheckImageSuffix(job.outputPath) || vellOutputIsInput(job.outputPath, {job.inputPath}))
+        return ExitUsage;
 
     QElapsedTimer timer;
     timer.start();
     if (!build(&job) || !work(&job) || !write(job))
         return ExitFailure;
-    vellPrint(QStringLiteral("wrote %1 (%2 x %3, %4 bits per channel)")
+    vellNote(QStringLiteral("wrote %1 (%2 x %3, %4 bits per channel)")
                   .arg(job.outputPath).arg(job.result.width()).arg(job.result.height())
                   .arg(job.host->getPixelWidth() == 8 ? 16 : 8));
     vellNote(QStringLiteral("%1 ms").arg(timer.elapsed()));

@@ -40,6 +40,8 @@ void printFolders()
     vellPrint(QStringLiteral("  colour filters:     %1").arg(config->colorFilterPresetPath));
     vellPrint(QStringLiteral("  raw:                %1").arg(config->rawPath));
     vellPrint(QStringLiteral("  temporary files:    %1").arg(config->tempPath));
+    const QString log = VellHost::logFile();
+    vellPrint(QStringLiteral("  library log:        %1").arg(log.isEmpty() ? QStringLiteral("(none)") : log));
     vellPrint(QStringLiteral("  brushes, cursors:   %1, %2").arg(config->brushPath, config->cursorPath));
 }
 

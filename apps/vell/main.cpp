@@ -39,6 +39,8 @@ const char *const kUsage =
     "Options:\n"
     "  -h, --help                         show this help\n"
     "  --version                          show the version\n"
+    "  --verbose                          show the library's log on standard error\n"
+    "                                     (its file is named by vell info)\n"
     "\n"
     "Exit status: 0 on success, 1 on failure, 2 on a usage error.\n";
 
@@ -64,6 +66,9 @@ int main(int argc, char *argv[])
     QStringList args;
     for (int i = 1; i < argc; ++i)
         args << QString::fromLocal8Bit(argv[i]);
+    // --verbose is vell's own, accepted before the command or among its
+    // arguments.
+    const bool verbose = args.removeAll(QStringLiteral("--verbose")) > 0;
     if (args.isEmpty()) {
         std::fputs(kUsage, stderr);
         return ExitUsage;
@@ -79,7 +84,7 @@ int main(int argc, char *argv[])
     }
     for (const Command &command : kCommands) {
         if (name == QLatin1String(command.name)) {
-            VellHost host(argv[0]);   // outlives everything the command builds
+            VellHost host(argv[0], verbose);   // outlives everything the command builds
             return command.run(host, args);
         }
     }

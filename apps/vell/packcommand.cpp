@@ -6,7 +6,7 @@
 #include "picture/vellpicturehost.h"
 
 #include <QElapsedTimer>
-#include <QFile>
+#include <QFileInfo>
 #include <QImage>
 
 #include <cstring>
@@ -35,6 +35,7 @@ struct PackJob
     bool colour = true;
     HostPointer host;       // built from the image, then converted to sRGB
     HostPointer readBack;   // the written file, read back to check it
+    qint64 bytes = 0;       // the size of the written file
 };
 
 int parsePack(const QStringList &arguments, PackJob *job)
@@ -49,7 +50,7 @@ int parsePack(const QStringList &arguments, PackJob *job)
     QStringList args = arguments;
     job->colour = args.removeAll(QStringLiteral("--no-colour")) == 0;
     if (args.size() != 2) {
-        vellError(QStringLiteral("pack needs IMAGE and OUT (got %1 arguments)").arg(args.size()));
+        vellError(QStringLiteral("pack needs IMAGE and OUT (got %1)").arg(vellCount(args.size(), "argument")));
         return ExitUsage;
     }
     job->imagePath = args.at(0);
@@ -73,12 +74,16 @@ bool workPack(PackJob *job)
     return ok;
 }
 
-// Writes the stream, then reads it back, so a user knows the file is sound.
+// Writes the stream and reads it back before it replaces OUT, so a user
+// knows the file is sound and a file that is not never takes OUT's place.
 bool writePack(PackJob *job)
 {
-    if (!vellWriteStreamFile(job->outputPath, job->host.get(), QStringLiteral("writing '%1' failed: %2")))
+    VellAtomicFile file(job->outputPath);
+    if (!file.open() || !vellWriteStream(&file, job->host.get()) || !file.finish()) {
+        file.reportError();
         return false;
-    job->readBack = readHostFile(job->outputPath);
+    }
+    job->readBack = readHostFile(file.writtenPath());
     const VellPictureHost *check = job->readBack.get();
     if (!check)
         return false;
@@ -86,7 +91,12 @@ bool writePack(PackJob *job)
     if (check->getWidth() != host.getWidth() || check->getHeight() != host.getHeight()
         || check->getPixelWidth() != host.getPixelWidth()
         || std::memcmp(check->getData(), host.getData(), size_t(host.getByteCount())) != 0) {
-        vellError(QStringLiteral("'%1' does not read back as written").arg(job->outputPath));
+        vellError(QStringLiteral("%1 does not read back as written").arg(job->outputPath));
+        return false;
+    }
+    job->bytes = QFileInfo(file.writtenPath()).size();
+    if (!file.commit()) {
+        file.reportError();
         return false;
     }
     return true;
@@ -108,7 +118,7 @@ int parseUnpack(const QStringList &args, UnpackJob *job)
         return ExitOk;
     }
     if (args.size() != 2) {
-        vellError(QStringLiteral("unpack needs IN and OUT (got %1 arguments)").arg(args.size()));
+        vellError(QStringLiteral("unpack needs IN and OUT (got %1)").arg(vellCount(args.size(), "argument")));
         return ExitUsage;
     }
     job->inputPath = args.at(0);
@@ -141,11 +151,7 @@ bool workUnpack(UnpackJob *job)
 
 bool writeUnpack(const UnpackJob &job)
 {
-    if (!job.image.save(job.outputPath)) {
-        vellError(QStringLiteral("cannot save '%1' (unknown suffix or unwritable)").arg(job.outputPath));
-        return false;
-    }
-    return true;
+    return vellWriteImageFile(job.outputPath, job.image);
 }
 
 } // namespace
@@ -157,16 +163,18 @@ int vellPackCommand(VellHost &host, const QStringList &args)
     if (parsed != kProceed)
         return parsed;
     host.setUp(VellHost::Headless);
+    if (vellOutputIsInput(job.outputPath, {job.imagePath}))
+        return ExitUsage;
 
     QElapsedTimer timer;
     timer.start();
     if (!buildPack(&job) || !workPack(&job) || !writePack(&job))
         return ExitFailure;
     const unsigned h = job.host->getHeight();
-    vellPrint(QStringLiteral("packed %1 (%2 x %3, %4 bands of up to %5 rows) into %6: %7 bytes, verified")
+    vellNote(QStringLiteral("packed %1 (%2 x %3, %4 of up to %5 rows) into %6: %7, verified")
                   .arg(job.imagePath).arg(job.host->getWidth()).arg(h)
-                  .arg((h + VellPictureHost::kBandRows - 1) / VellPictureHost::kBandRows)
-                  .arg(VellPictureHost::kBandRows).arg(job.outputPath).arg(QFile(job.outputPath).size()));
+                  .arg(vellCount((h + VellPictureHost::kBandRows - 1) / VellPictureHost::kBandRows, "band"))
+                  .arg(VellPictureHost::kBandRows).arg(job.outputPath).arg(vellCount(job.bytes, "byte")));
     vellNote(QStringLiteral("memory budget: %1 of %2 bytes booked; %3 ms")
                  .arg(VellMemory::getInstance()->getUsed()).arg(VellMemory::getInstance()->getLimit())
                  .arg(timer.elapsed()));
@@ -180,12 +188,14 @@ int vellUnpackCommand(VellHost &host, const QStringList &args)
     if (parsed != kProceed)
         return parsed;
     host.setUp(VellHost::Headless);
+    if (!vellCheckImageSuffix(job.outputPath) || vellOutputIsInput(job.outputPath, {job.inputPath}))
+        return ExitUsage;
 
     QElapsedTimer timer;
     timer.start();
     if (!buildUnpack(&job) || !workUnpack(&job) || !writeUnpack(job))
         return ExitFailure;
-    vellPrint(QStringLiteral("unpacked %1 (%2 x %3, %4 bytes per pixel) into %5")
+    vellNote(QStringLiteral("unpacked %1 (%2 x %3, %4 bytes per pixel) into %5")
                   .arg(job.inputPath).arg(job.host->getWidth()).arg(job.host->getHeight())
                   .arg(job.host->getPixelWidth()).arg(job.outputPath));
     vellNote(QStringLiteral("%1 ms").arg(timer.elapsed()));

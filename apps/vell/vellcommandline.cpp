@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QImage>
 #include <QImageReader>
+#include <QImageWriter>
 
 #include <climits>
 #include <cstdio>
@@ -21,9 +22,82 @@ void vellNote(const QString &message)
     std::fprintf(stderr, "%s\n", qPrintable(message));
 }
 
+namespace {
+
+FILE *g_results = nullptr;   // null: stdout
+
+} // namespace
+
+void vellSetResultStream(FILE *stream)
+{
+    g_results = stream;
+}
+
+FILE *vellResultStream()
+{
+    return g_results ? g_results : stdout;
+}
+
 void vellPrint(const QString &line)
 {
-    std::fprintf(stdout, "%s\n", qPrintable(line));
+    std::fprintf(vellResultStream(), "%s\n", qPrintable(line));
+}
+
+QString vellCount(qint64 n, const char *noun)
+{
+    return QStringLiteral("%1 %2%3").arg(n).arg(QLatin1String(noun)).arg(n == 1 ? "" : "s");
+}
+
+bool vellInputExists(const QString &path)
+{
+    if (QFileInfo::exists(path))
+        return true;
+    vellError(QStringLiteral("no such file: %1").arg(path));
+    return false;
+}
+
+QByteArray vellImageFormat(const QString &path)
+{
+    const QByteArray suffix = QFileInfo(path).suffix().toLower().toLatin1();
+    return QImageWriter::supportedImageFormats().contains(suffix) ? suffix : QByteArray();
+}
+
+bool vellCheckImageSuffix(const QString &path)
+{
+    if (!vellImageFormat(path).isEmpty())
+        return true;
+    vellError(QStringLiteral("cannot tell an image format from %1 (use a suffix such as .png)").arg(path));
+    return false;
+}
+
+bool vellWriteImage(VellAtomicFile *file, const QImage &image, const QByteArray &format)
+{
+    QImageWriter writer(file->device(), format);
+    return writer.write(image) || file->fail(writer.errorString());
+}
+
+bool vellWriteImageFile(const QString &path, const QImage &image)
+{
+    VellAtomicFile file(path);
+    const QByteArray format = vellImageFormat(path);
+    if (format.isEmpty())
+        file.fail(QStringLiteral("no image format has the suffix of this name"));
+    else if (file.open() && vellWriteImage(&file, image, format) && file.commit())
+        return true;
+    file.reportError();
+    return false;
+}
+
+bool vellOutputIsInput(const QString &output, const QStringList &inputs)
+{
+    for (const QString &input : inputs) {
+        if (vellSameFile(output, input)) {
+            vellError(QStringLiteral("the output %1 is the input %2: writing it would destroy the input")
+                          .arg(output, input));
+            return true;
+        }
+    }
+    return false;
 }
 
 QStringList vellDataRoots()
@@ -35,10 +109,12 @@ QStringList vellDataRoots()
 // machines); 16-bit hosts hold B, G, R, A words where RGBA64 holds R, G, B, A.
 VellPictureHost *vellReadImageHost(const QString &path, bool keepDepth, bool *hasAlpha)
 {
+    if (!vellInputExists(path))
+        return nullptr;
     QImageReader reader(path);
     const QImage image = reader.read();
     if (image.isNull()) {
-        vellError(QStringLiteral("cannot read image '%1': %2").arg(path, reader.errorString()));
+        vellError(QStringLiteral("cannot read %1: %2").arg(path, reader.errorString()));
         return nullptr;
     }
     if (hasAlpha)

@@ -1,9 +1,14 @@
 #ifndef VELLCOMMANDLINE_H
 #define VELLCOMMANDLINE_H
 
+#include "vellatomicfile.h"
+
 #include <QDataStream>
 #include <QFile>
+#include <QFileInfo>
 #include <QStringList>
+
+#include <cstdio>
 
 class QImage;
 class VellHost;
@@ -20,6 +25,18 @@ constexpr int kProceed = -1;
 void vellError(const QString &message);
 void vellNote(const QString &message);
 void vellPrint(const QString &line);
+// Where vellPrint() and image data for standard output go (the C stream
+// stdout until the host diverts it; see VellHost). Not owned by the caller
+// once given: it lives to the end of the process.
+void vellSetResultStream(FILE *stream);
+FILE *vellResultStream();
+
+// "1 band", "2 bands": n and the noun, plural with an "s" unless n is 1.
+QString vellCount(qint64 n, const char *noun);
+
+// Whether the input file at `path` exists; prints "no such file: PATH" when
+// it does not.
+bool vellInputExists(const QString &path);
 
 // Every stream file vell reads or writes (picture hosts, documents) has the
 // byte format of Qt 4.8's QDataStream, which the library's stream operators
@@ -31,9 +48,11 @@ void vellPrint(const QString &line);
 template <class T>
 T *vellReadStreamFile(const QString &path, const QString &invalid)
 {
+    if (!vellInputExists(path))
+        return nullptr;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        vellError(QStringLiteral("cannot read '%1': %2").arg(path, file.errorString()));
+        vellError(QStringLiteral("cannot read %1: %2").arg(path, file.errorString()));
         return nullptr;
     }
     QDataStream in(&file);
@@ -48,28 +67,52 @@ T *vellReadStreamFile(const QString &path, const QString &invalid)
     return object;
 }
 
-// Writes `object` with its stream operator to the file at `path`, replacing
-// it. False with a message when the file cannot be opened, or with `failed`
-// (its %1 the path, %2 the reason) when writing fails; the file may then be
-// partly written.
+// Writes `object` with its stream operator into `file`, which open()
+// has created. False, with the file marked failed, when the stream reports a
+// failure; a failed write shows in file->finish() either way.
 template <class T>
-bool vellWriteStreamFile(const QString &path, T *object, const QString &failed)
+bool vellWriteStream(VellAtomicFile *file, T *object)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        vellError(QStringLiteral("cannot write '%1': %2").arg(path, file.errorString()));
-        return false;
-    }
-    QDataStream out(&file);
+    QDataStream out(file->device());
     out.setVersion(QDataStream::Qt_4_8);
     out << object;
-    file.close();   // flushes, so a full disk shows in file.error()
-    if (out.status() != QDataStream::Ok || file.error() != QFileDevice::NoError) {
-        vellError(failed.arg(path, file.errorString()));
-        return false;
-    }
-    return true;
+    return out.status() == QDataStream::Ok || file->fail(QStringLiteral("the stream could not be written"));
 }
+
+// Writes `object` with its stream operator to the file at `path`, replacing
+// it only when every byte was written (see VellAtomicFile). False, with
+// "cannot write PATH: reason" printed, otherwise; the file is then as it was.
+template <class T>
+bool vellWriteStreamFile(const QString &path, T *object)
+{
+    VellAtomicFile file(path);
+    if (file.open() && vellWriteStream(&file, object) && file.commit())
+        return true;
+    file.reportError();
+    return false;
+}
+
+// The image format that the suffix of `path` names, lower case, when an
+// image writer supports it; empty otherwise. Needs the Qt application.
+QByteArray vellImageFormat(const QString &path);
+// Whether `path` names an image format (vellImageFormat); prints "cannot
+// tell an image format from PATH" when it does not. Commands check this
+// before any work: an unknown suffix is a usage error.
+bool vellCheckImageSuffix(const QString &path);
+// Writes `image` in `format` into `file`, which open() has created. False,
+// with the file marked failed, when the writer reports a failure; a write
+// the writer let pass (libtiff's handler ignores the failure of its last
+// flush) shows in file->finish().
+bool vellWriteImage(VellAtomicFile *file, const QImage &image, const QByteArray &format);
+// Writes `image` to the file at `path` in the format its suffix names,
+// replacing it only when all was written. False, with "cannot write PATH:
+// reason" printed, otherwise.
+bool vellWriteImageFile(const QString &path, const QImage &image);
+
+// The usage error of a command whose output names one of its inputs: checked
+// before any work, since writing would destroy the input. Prints the error
+// and returns true when `output` is one of `inputs`.
+bool vellOutputIsInput(const QString &output, const QStringList &inputs);
 
 // Each command takes the host and its own arguments (the command word
 // removed) and returns an exit code. It runs in phases: parse the arguments

@@ -5,16 +5,72 @@
 #include "canvas/vellcanvas.h"
 #include "foundation/vellconfig.h"
 #include "foundation/vellglobalsettings.h"
+#include "foundation/velllog.h"
 #include "gpu/vellgpumanager.h"
 #include "presets/vellactionmanager.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QFile>
 #include <QGLWidget>
+#include <QStandardPaths>
 
-VellHost::VellHost(const char *program)
+#include <cstdio>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+QString g_logFile;   // see VellHost::logFile()
+
+} // namespace
+
+VellHost::VellHost(const char *program, bool verbose)
 {
     m_argv[0] = const_cast<char *>(program);
+    divertStandardOutput(verbose);
+}
+
+QString VellHost::logFile()
+{
+    return g_logFile;
+}
+
+// Before anything is written to standard output: the C stream's buffer is
+// still empty, so nothing written before the switch can land after it.
+void VellHost::divertStandardOutput(bool verbose)
+{
+    const int results = ::dup(STDOUT_FILENO);
+    FILE *stream = results >= 0 ? ::fdopen(results, "w") : nullptr;
+    if (!stream) {
+        if (results >= 0)
+            ::close(results);
+        return;   // standard output is closed: there is nothing to keep apart
+    }
+    const int sink = verbose ? ::dup(STDERR_FILENO) : ::open("/dev/null", O_WRONLY);
+    if (sink < 0 || ::dup2(sink, STDOUT_FILENO) < 0) {
+        std::fclose(stream);   // keep writing results to descriptor 1 as before
+        if (sink >= 0)
+            ::close(sink);
+        return;
+    }
+    ::close(sink);
+    vellSetResultStream(stream);
+}
+
+// The log opens its file by name on its first line, so the name is set
+// before any part of the library can log.
+void VellHost::placeLogFile()
+{
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::CacheLocation);
+    g_logFile.clear();
+    if (!folder.isEmpty() && QDir().mkpath(folder))
+        g_logFile = folder + QStringLiteral("/ConsoleLog.txt");
+    // Without a file the log would print nothing at all: it gives up on a
+    // line whose file it cannot open.
+    VellLog::Instance()->SetLogFileName(
+        g_logFile.isEmpty() ? "/dev/null" : QFile::encodeName(g_logFile).constData());
 }
 
 VellHost::~VellHost()
@@ -37,6 +93,7 @@ void VellHost::setUp(Graphics graphics)
     // The data folders are named after the application.
     QCoreApplication::setApplicationName(QStringLiteral("vell"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VELL_VERSION));
+    placeLogFile();
 
     VellGlobalSettings::getInstance();   // loads config.ini and lastrun.ini
     VellConfig::getInstance();           // creates the data folders

@@ -26,6 +26,15 @@ class VellCanvas;
 // vell changes no setting that outlives the run, so it never calls
 // VellGlobalSettings::save(): that would write the user's INI files on
 // every run.
+//
+// Standard output is for what the user asked for (a report, image data),
+// but the library's log writes its lines there. So the host moves the
+// process's standard output aside when it is made: vellPrint() and image
+// data go to a duplicate of it, and descriptor 1, where the log's lines go,
+// is pointed at standard error with --verbose, else at /dev/null. The log's
+// file goes to vell's folder in the user's cache (logFile()), never to the
+// working folder. The library's own behaviour is untouched: only where its
+// output lands changes.
 class VellHost
 {
 public:
@@ -35,8 +44,9 @@ public:
     };
 
     // program: argv[0]. vell's arguments are its own; the Qt application
-    // sees none of them.
-    explicit VellHost(const char *program);
+    // sees none of them. verbose: the library's log lines go to standard
+    // error.
+    VellHost(const char *program, bool verbose);
     ~VellHost();
     Q_DISABLE_COPY(VellHost)
 
@@ -48,9 +58,14 @@ public:
     VellCanvas *canvas() const { return m_canvas; }   // owned; null on the CPU path
     // Why canvas() is null after asking for Gl; empty otherwise.
     const QString &noGlReason() const { return m_noGlReason; }
+    // The library log's file, set by setUp(); empty when the cache folder
+    // could not be made (the log then keeps no file).
+    static QString logFile();
 
 private:
     static bool displayReachable();
+    static void divertStandardOutput(bool verbose);
+    static void placeLogFile();
     void openCanvas();
 
     int m_argc = 1;

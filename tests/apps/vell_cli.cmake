@@ -1,15 +1,39 @@
 # End-to-end checks of the command-line host: exit codes, messages and the
 # files it writes. Run by CTest with -DVELL=... -DSOURCE_DIR=... -DWORK_DIR=...
+cmake_policy(VERSION 3.25)
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR})
 set(ENV{XDG_DATA_HOME} ${WORK_DIR}/xdg-data)
+set(ENV{XDG_CACHE_HOME} ${WORK_DIR}/xdg-cache)
+file(MAKE_DIRECTORY ${WORK_DIR}/xdg-data ${WORK_DIR}/xdg-cache)
 
+# Runs vell in ${WORK_DIR} and checks what every run must do: exit with the
+# code expected, write to standard output only when asked for a report (info,
+# help, the version), and leave in the working folder no file but those its
+# arguments name.
 function(run_vell expected_code)
+    file(GLOB before LIST_DIRECTORIES true RELATIVE ${WORK_DIR} ${WORK_DIR}/* ${WORK_DIR}/.*)
     execute_process(COMMAND ${VELL} ${ARGN} WORKING_DIRECTORY ${WORK_DIR}
         RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
     if(NOT code STREQUAL "${expected_code}")
         message(FATAL_ERROR "vell ${ARGN}: exit ${code}, expected ${expected_code}\nstdout:\n${out}\nstderr:\n${err}")
     endif()
+    set(reports info --help -h --version)
+    set(asked FALSE)
+    foreach(arg IN LISTS ARGN)
+        if(arg IN_LIST reports)
+            set(asked TRUE)
+        endif()
+    endforeach()
+    if(NOT asked AND NOT out STREQUAL "")
+        message(FATAL_ERROR "vell ${ARGN} wrote to standard output:\n${out}")
+    endif()
+    file(GLOB after LIST_DIRECTORIES true RELATIVE ${WORK_DIR} ${WORK_DIR}/* ${WORK_DIR}/.*)
+    foreach(name IN LISTS after)
+        if(NOT name IN_LIST before AND NOT name IN_LIST ARGN AND NOT "${WORK_DIR}/${name}" IN_LIST ARGN)
+            message(FATAL_ERROR "vell ${ARGN} left ${name} in the working folder")
+        endif()
+    endforeach()
     # Every command that gets past its arguments registers the command XML.
     if(err MATCHES "Critical Error|Parsing error")
         message(FATAL_ERROR "vell ${ARGN}: the command XML was not loaded\nstderr:\n${err}")
@@ -51,6 +75,10 @@ run_vell(0 info)
 expect_match("${last_out}" "application data: +.*/Vellorix")
 expect_match("${last_out}" "image size limit: +7200 x 7200 pixels, 40 Mpixels")
 expect_match("${last_out}" "no GL context")
+# The library's log keeps its file in vell's cache folder, and info says so.
+expect_match("${last_out}" "library log: +${WORK_DIR}/xdg-cache/[^\n]*/ConsoleLog.txt\n")
+string(REGEX MATCH "library log: +([^\n]*)" _ "${last_out}")
+set(log_file ${CMAKE_MATCH_1})
 
 # With a display it asks the driver. Not in sanitizer builds: the leak checker
 # would report the GL driver's own allocations.
@@ -76,7 +104,7 @@ endif()
 run_vell(0 cipher decrypt ${WORK_DIR}/key.txt ${WORK_DIR}/cipher.bin ${WORK_DIR}/back.txt)
 expect_same_file(${WORK_DIR}/plain.txt ${WORK_DIR}/back.txt)
 run_vell(1 cipher encrypt ${WORK_DIR}/no-such-key ${WORK_DIR}/plain.txt ${WORK_DIR}/x.bin)
-expect_match("${last_err}" "cannot read '.*no-such-key'")
+expect_match("${last_err}" "no such file: .*no-such-key")
 
 # The command XML is compiled in: one lying in the working folder changes
 # nothing.
@@ -87,8 +115,8 @@ file(REMOVE_RECURSE ${WORK_DIR}/data)
 # pack / unpack: image -> host stream -> image -> the same host stream.
 set(sample ${SOURCE_DIR}/data/samples/sample.png)
 run_vell(0 pack ${sample} ${WORK_DIR}/sample.vph)
-expect_match("${last_out}" "640 x 400, 1 bands")
-expect_match("${last_out}" "colour space: sRGB\n")
+expect_match("${last_err}" "640 x 400, 1 band of")
+expect_match("${last_err}" "colour space: sRGB\n")
 file(SIZE ${WORK_DIR}/sample.vph vph_size)
 math(EXPR expected_size "12 + 640 * 400 * 4")
 if(NOT vph_size EQUAL expected_size)
@@ -103,28 +131,29 @@ expect_same_file(${WORK_DIR}/sample.vph ${WORK_DIR}/sample-again.vph)
 # its binary.
 set(adobe ${SOURCE_DIR}/data/samples/adobergb.jpg)
 run_vell(0 icc ${adobe} ${WORK_DIR}/adobe-srgb.png)
-expect_match("${last_out}" "colour space: Adobe RGB \\(converted to sRGB\\)")
+expect_match("${last_err}" "colour space: Adobe RGB \\(converted to sRGB\\)")
 run_vell(0 pack ${adobe} ${WORK_DIR}/adobe.vph)
-expect_match("${last_out}" "colour space: Adobe RGB \\(converted to sRGB\\)")
+expect_match("${last_err}" "colour space: Adobe RGB \\(converted to sRGB\\)")
 run_vell(0 pack ${adobe} ${WORK_DIR}/adobe-raw.vph --no-colour)
-if(last_out MATCHES "colour space")
-    message(FATAL_ERROR "--no-colour still converted:\n${last_out}")
+if(last_err MATCHES "colour space")
+    message(FATAL_ERROR "--no-colour still converted:\n${last_err}")
 endif()
 # icc and pack convert alike; --from overrides the metadata.
 run_vell(0 pack ${WORK_DIR}/adobe-srgb.png ${WORK_DIR}/icc.vph --no-colour)
 expect_same_file(${WORK_DIR}/adobe.vph ${WORK_DIR}/icc.vph)
 run_vell(0 icc ${adobe} ${WORK_DIR}/adobe-as-is.png --from SRGB)
-expect_match("${last_out}" "colour space: sRGB\n")
+expect_match("${last_err}" "colour space: sRGB\n")
 run_vell(2 icc ${adobe} ${WORK_DIR}/x.png --from Adobe98)
 expect_match("${last_err}" "unknown colour space 'Adobe98'")
 
 # Bad input fails cleanly.
 run_vell(1 pack ${WORK_DIR}/plain.txt ${WORK_DIR}/bad.vph)
-expect_match("${last_err}" "cannot read image")
+expect_match("${last_err}" "cannot read .*plain.txt: ")
 file(WRITE ${WORK_DIR}/truncated.vph "garbage")
 run_vell(1 unpack ${WORK_DIR}/truncated.vph ${WORK_DIR}/t.png)
 expect_match("${last_err}" "not a valid picture host stream")
 run_vell(1 unpack ${WORK_DIR}/missing.vph ${WORK_DIR}/t.png)
+expect_match("${last_err}" "no such file: .*missing.vph")
 
 # compose. No display here, so it composites on the CPU and says so; the GL
 # test tst_vellcompose checks the GPU path against the same compositor.
@@ -149,7 +178,7 @@ foreach(case
         "--mode must follow the LAYER;-o;x.png;--mode;screen;${bg}"
         "--opacity given twice;-o;x.png;${bg};--opacity;1;--opacity;0"
         "--cpu and --gpu exclude each other;-o;x.png;--cpu;--gpu;${bg}"
-        "cannot tell an image format from 'x.what';-o;x.what;${bg}")
+        "cannot tell an image format from x.what;-o;x.what;${bg}")
     list(POP_FRONT case pattern)
     run_vell(2 compose ${case})
     expect_match("${last_err}" "${pattern}")
@@ -158,11 +187,11 @@ endforeach()
 
 # Failures name the file.
 run_vell(1 compose -o x.png ${WORK_DIR}/missing.png)
-expect_match("${last_err}" "cannot read '.*missing.png'")
+expect_match("${last_err}" "no such file: .*missing.png")
 run_vell(1 compose -o x.png ${WORK_DIR}/plain.txt)
 expect_match("${last_err}" "'.*plain.txt' is neither an image nor a vell document")
 run_vell(1 compose -o x.png ${bg} ${WORK_DIR}/plain.txt)
-expect_match("${last_err}" "cannot read image '.*plain.txt'")
+expect_match("${last_err}" "cannot read .*plain.txt: .*must be the only LAYER")
 run_vell(1 compose -o x.png ${bg} --mask ${cs}/stripes.png)
 expect_match("${last_err}" "mask '.*stripes.png' is 160x120, but its layer 'background.png' is 320x240")
 run_vell(1 compose -o x.png --gpu ${bg})
@@ -176,7 +205,7 @@ run_vell(0 compose -o ${WORK_DIR}/compose.png --save ${WORK_DIR}/compose.vdoc ${
 expect_match("${last_err}" "no GL context \\(no display reachable\\): compositing on the CPU")
 expect_match("${last_err}" "layer 2/3: shapes.png, 200x150 at 60,40, Multiply, opacity 0.85, masked")
 expect_match("${last_err}" "layer 3/3: stripes.png, 160x120 at -40,150, Hard Light")
-expect_match("${last_out}" "composed 3 layers, 320x240, on the CPU in [0-9]+ ms")
+expect_match("${last_err}" "composed 3 layers, 320x240, on the CPU in [0-9]+ ms")
 run_vell(0 compose -o ${WORK_DIR}/again.png ${WORK_DIR}/compose.vdoc)
 expect_same_file(${WORK_DIR}/compose.png ${WORK_DIR}/again.png)
 run_vell(2 compose -o x.png ${WORK_DIR}/compose.vdoc --opacity 0.5)
@@ -187,3 +216,132 @@ run_vell(0 compose -o ${WORK_DIR}/hidden.png ${bg} ${cs}/stripes.png --hidden --
 expect_match("${last_err}" "layer 2/2: stripes.png, 160x120, Screen, hidden")
 run_vell(0 compose -o ${WORK_DIR}/alone.png --cpu ${bg})
 expect_same_file(${WORK_DIR}/hidden.png ${WORK_DIR}/alone.png)
+
+# Every output is written whole or not at all. The test hook lets the run's
+# files take BUDGET bytes, then fails as a full disk does. Each row: BUDGET,
+# then the command with its outputs in ${full}. Every output is there first
+# with other content, which must survive; the run fails with the system's
+# reason, and nothing else appears in the folder. Then the same with no
+# outputs there before: the folder stays empty.
+set(picture ${SOURCE_DIR}/data/samples/sample.png)
+set(full ${WORK_DIR}/full)
+file(SIZE ${WORK_DIR}/alone.png alone_size)
+math(EXPR after_image "${alone_size} + 64")   # the image fits, the document does not
+function(expect_folder dir)   # ARGN: the names it must hold, nothing else
+    file(GLOB names LIST_DIRECTORIES true RELATIVE ${dir} ${dir}/* ${dir}/.*)
+    list(REMOVE_ITEM names "." "..")
+    set(want ${ARGN})
+    list(SORT names)
+    list(SORT want)
+    if(NOT "${names}" STREQUAL "${want}")
+        message(FATAL_ERROR "${dir} holds '${names}', expected '${want}'")
+    endif()
+endfunction()
+foreach(row
+        "1000|pack|${picture}|${full}/out.vph"
+        "1000|unpack|${WORK_DIR}/sample.vph|${full}/out.png"
+        "1000|unpack|${WORK_DIR}/sample.vph|${full}/out.jpg"
+        "1000|unpack|${WORK_DIR}/sample.vph|${full}/out.bmp"
+        "1000|unpack|${WORK_DIR}/sample.vph|${full}/out.tif"
+        "1000|icc|${adobe}|${full}/out.png"
+        "10|cipher|encrypt|${WORK_DIR}/key.txt|${WORK_DIR}/plain.txt|${full}/out.bin"
+        "1000|compose|-o|${full}/out.tif|--cpu|${bg}"
+        "1000|compose|-o|${full}/out.png|--save|${full}/out.vdoc|--cpu|${bg}"
+        "${after_image}|compose|-o|${full}/out.png|--save|${full}/out.vdoc|--cpu|${bg}")
+    string(REPLACE "|" ";" row "${row}")
+    list(POP_FRONT row budget)
+    set(outputs "")
+    foreach(arg IN LISTS row)
+        if(arg MATCHES "^${full}/(.*)")
+            list(APPEND outputs ${CMAKE_MATCH_1})
+        endif()
+    endforeach()
+    foreach(existing IN ITEMS TRUE FALSE)
+        file(REMOVE_RECURSE ${full})
+        file(MAKE_DIRECTORY ${full})
+        if(existing)
+            foreach(name IN LISTS outputs)
+                file(WRITE ${full}/${name} "kept")
+            endforeach()
+        endif()
+        set(ENV{VELL_TEST_FAIL_WRITE_AFTER} ${budget})
+        run_vell(1 ${row})
+        unset(ENV{VELL_TEST_FAIL_WRITE_AFTER})
+        expect_match("${last_err}" "cannot write ${full}/[^:]+: No space left on device")
+        if(existing)
+            expect_folder(${full} ${outputs})
+            foreach(name IN LISTS outputs)
+                file(READ ${full}/${name} content)
+                if(NOT content STREQUAL "kept")
+                    message(FATAL_ERROR "vell ${row} changed ${name} though it failed")
+                endif()
+            endforeach()
+        else()
+            expect_folder(${full})
+        endif()
+    endforeach()
+    # With room enough the same command writes every output.
+    run_vell(0 ${row})
+    expect_folder(${full} ${outputs})
+endforeach()
+
+# A folder that is missing or cannot be written: the system's reason.
+run_vell(1 pack ${picture} ${WORK_DIR}/no-such-folder/out.vph)
+expect_match("${last_err}" "cannot write .*/no-such-folder/out.vph: No such file or directory")
+run_vell(1 unpack ${WORK_DIR}/sample.vph ${WORK_DIR}/plain.txt/out.png)
+expect_match("${last_err}" "cannot write .*/plain.txt/out.png: Not a directory")
+execute_process(COMMAND id -u OUTPUT_VARIABLE uid OUTPUT_STRIP_TRAILING_WHITESPACE)
+if(NOT uid STREQUAL "0")   # root writes anywhere
+    file(MAKE_DIRECTORY ${WORK_DIR}/locked)
+    file(CHMOD ${WORK_DIR}/locked DIRECTORY_PERMISSIONS OWNER_READ OWNER_EXECUTE)
+    run_vell(1 compose -o ${WORK_DIR}/locked/out.png --cpu ${bg})
+    file(CHMOD ${WORK_DIR}/locked DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+    expect_match("${last_err}" "cannot write .*/locked/out.png: Permission denied")
+    expect_folder(${WORK_DIR}/locked)
+endif()
+
+# An output that names an input is refused before anything is read, however
+# it is spelt.
+file(MAKE_DIRECTORY ${WORK_DIR}/same)
+file(COPY ${bg} DESTINATION ${WORK_DIR}/same)
+file(CREATE_LINK ${WORK_DIR}/same/background.png ${WORK_DIR}/same/linked.png SYMBOLIC)
+file(SHA256 ${bg} bg_hash)
+foreach(row
+        "icc|same/background.png|./same/background.png"
+        "unpack|same/background.png|same/../same/background.png"
+        "pack|same/background.png|same/linked.png"
+        "cipher|encrypt|same/background.png|${WORK_DIR}/plain.txt|same/background.png"
+        "compose|-o|same/linked.png|--cpu|same/background.png"
+        "compose|-o|x.png|--save|same/background.png|--cpu|same/background.png")
+    string(REPLACE "|" ";" row "${row}")
+    run_vell(2 ${row})
+    expect_match("${last_err}" "the output .* is the input")
+    file(SHA256 ${WORK_DIR}/same/background.png hash)
+    if(NOT hash STREQUAL bg_hash)
+        message(FATAL_ERROR "vell ${row} changed its input")
+    endif()
+endforeach()
+run_vell(2 compose -o ${WORK_DIR}/twice.png --save ${WORK_DIR}/twice.png --cpu ${bg})
+expect_match("${last_err}" "-o and --save name the same file")
+
+# icc and unpack check the output's suffix before any work.
+run_vell(2 icc ${adobe} ${WORK_DIR}/x.what)
+expect_match("${last_err}" "cannot tell an image format from .*x.what")
+run_vell(2 unpack ${WORK_DIR}/missing.vph ${WORK_DIR}/x.what)
+expect_match("${last_err}" "cannot tell an image format from .*x.what")
+
+# The library's log: in its file always, on standard error only with
+# --verbose (before the command or among its arguments), never on standard
+# output.
+foreach(verbose IN ITEMS "pack" "--verbose|pack" "pack|--verbose")
+    string(REPLACE "|" ";" verbose "${verbose}")
+    file(REMOVE ${log_file})
+    run_vell(0 ${verbose} ${picture} ${WORK_DIR}/logged.vph)
+    file(READ ${log_file} logged)
+    expect_match("${logged}" "Memory Allocation: Size\\(1024000\\)")
+    if(verbose MATCHES "--verbose")
+        expect_match("${last_err}" "Memory Allocation: Size\\(1024000\\)")
+    elseif(last_err MATCHES "Memory Allocation")
+        message(FATAL_ERROR "the library's log on standard error without --verbose:\n${last_err}")
+    endif()
+endforeach()
