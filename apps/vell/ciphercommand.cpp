@@ -63,16 +63,34 @@ bool build(CipherJob *job)
     return readFile(job->keyPath, &job->key) && readFile(job->inputPath, &job->input);
 }
 
-// The key is the first 8 bytes of the key file's text.
-void work(CipherJob *job)
+// The key is the first 8 bytes of the key file's text. Enciphered data is
+// whole 8-byte blocks whose last one ends in its padding (1 to 8 bytes), so
+// deciphering always removes 1 to 8 bytes; the library keeps a last block
+// whose padding is not well formed whole, which is how a wrong key or a
+// damaged file shows here. False, with a message, then.
+bool work(CipherJob *job)
 {
     QString result;
     const QString keyText = QString::fromLatin1(job->key);
-    if (job->encrypt)
+    if (job->encrypt) {
         VellEnDecodeTool::DES_Encrypt(job->input, keyText, result);
-    else
-        VellEnDecodeTool::DES_Decrypt(job->input, keyText, result);
+        job->output = result.toLatin1();
+        return true;
+    }
+    const int size = job->input.size();
+    if (size == 0 || size % 8 != 0) {
+        vellError(QStringLiteral("cannot decrypt %1: %2 is not a whole number of 8-byte blocks")
+                      .arg(job->inputPath, vellCount(size, "byte")));
+        return false;
+    }
+    VellEnDecodeTool::DES_Decrypt(job->input, keyText, result);
     job->output = result.toLatin1();
+    if (job->output.size() == size) {
+        vellError(QStringLiteral("cannot decrypt %1: its padding is not valid (a wrong key, or not "
+                                 "enciphered by vell cipher)").arg(job->inputPath));
+        return false;
+    }
+    return true;
 }
 
 bool write(const CipherJob &job)
@@ -99,8 +117,12 @@ int vellCipherCommand(VellHost &host, const QStringList &args)
 
     if (!build(&job))
         return ExitFailure;
-    work(&job);
-    if (!write(job))
+    if (job.key.size() < 8) {
+        vellError(QStringLiteral("the key file %1 holds %2, but the key is its first 8 bytes: it "
+                                 "must hold at least 8").arg(job.keyPath, vellCount(job.key.size(), "byte")));
+        return ExitUsage;
+    }
+    if (!work(&job) || !write(job))
         return ExitFailure;
     vellNote(QStringLiteral("%1 %2 bytes into %3 bytes")
                  .arg(job.encrypt ? QStringLiteral("enciphered") : QStringLiteral("deciphered"))

@@ -24,10 +24,12 @@
 #include <cstring>
 #include <memory>
 
+#include <unistd.h>
+
 namespace {
 
 const char kUsageLine[] =
-    "Usage: vell compose -o OUT.png [--size WxH] [--save DOC] [--cpu|--gpu] LAYER [LAYER ...]";
+    "Usage: vell compose -o OUT.png [--format FMT] [--size WxH] [--save DOC] [--cpu|--gpu] LAYER [LAYER ...]";
 
 const char kHelp[] =
     "Composites layers into one image, bottom LAYER first.\n"
@@ -43,7 +45,9 @@ const char kHelp[] =
     "\n"
     "Options:\n"
     "  -o, --output OUT   the result, 8-bit with alpha where the format has it;\n"
-    "                     the format follows OUT's suffix (png, jpg, bmp, ...)\n"
+    "                     the format follows OUT's suffix (png, jpg, bmp, ...);\n"
+    "                     - writes it to standard output\n"
+    "  --format FMT       the result's format whatever OUT's suffix (PNG for -)\n"
     "  --size WxH         document size (default: the bottom layer's size)\n"
     "  --save DOC         also write the document itself to DOC\n"
     "  --cpu              composite on the CPU\n"
@@ -74,6 +78,7 @@ struct ComposeArguments
     QString output;
     QSize size;            // invalid: the bottom layer's
     QString save;
+    QByteArray format;     // --format, lower case; else from the output's suffix
     bool cpu = false;
     bool gpu = false;
     QVector<LayerInput> layers;
@@ -132,7 +137,7 @@ int parseArguments(const QStringList &args, ComposeArguments *parsed)
         vellPrint(QString::fromLatin1(kUsageLine) + QLatin1Char('\n') + QString::fromLatin1(kHelp));
         return ExitOk;
     }
-    const QStringList withValue = {QStringLiteral("-o"), QStringLiteral("--output"),
+    const QStringList withValue = {QStringLiteral("-o"), QStringLiteral("--output"), QStringLiteral("--format"),
                                    QStringLiteral("--size"), QStringLiteral("--save"),
                                    QStringLiteral("--mode"), QStringLiteral("--opacity"),
                                    QStringLiteral("--offset"), QStringLiteral("--mask")};
@@ -192,6 +197,10 @@ int parseArguments(const QStringList &args, ComposeArguments *parsed)
             sizeGiven = true;
             if (!parseSize(value, &parsed->size))
                 return usageError(QStringLiteral("bad size '%1' (WxH, e.g. 640x480)").arg(value));
+        } else if (arg == QLatin1String("--format")) {
+            if (!parsed->format.isEmpty())
+                return usageError(QStringLiteral("--format given twice"));
+            parsed->format = value.toLower().toLatin1();
         } else if (arg == QLatin1String("--save")) {
             if (!parsed->save.isEmpty())
                 return usageError(QStringLiteral("--save given twice"));
@@ -220,10 +229,25 @@ int parseArguments(const QStringList &args, ComposeArguments *parsed)
 // options. kProceed, or the exit code with the problem reported.
 int checkInputs(ComposeArguments *parsed)
 {
-    if (!vellCheckImageSuffix(parsed->output)) {
+    const bool toResults = parsed->output == QLatin1String("-");
+    if (!parsed->format.isEmpty()) {
+        if (!QImageWriter::supportedImageFormats().contains(parsed->format))
+            return usageError(QStringLiteral("unknown image format '%1' (one of %2)")
+                                  .arg(QString::fromLatin1(parsed->format),
+                                       QString::fromLatin1(QImageWriter::supportedImageFormats().join(", "))));
+    } else if (toResults) {
+        parsed->format = "png";
+    } else if (!vellCheckImageSuffix(parsed->output)) {
         vellNote(QString::fromLatin1(kUsageLine));
         return ExitUsage;
+    } else {
+        parsed->format = vellImageFormat(parsed->output);
     }
+    if (toResults && ::isatty(fileno(vellResultStream())))
+        return usageError(QStringLiteral("-o - would write image data to the terminal: redirect it "
+                                         "or pipe it into a program"));
+    if (parsed->save == QLatin1String("-"))
+        return usageError(QStringLiteral("--save needs a file: only the image can go to standard output"));
     QStringList inputs;
     for (const LayerInput &input : parsed->layers) {
         inputs << input.path;
@@ -233,7 +257,7 @@ int checkInputs(ComposeArguments *parsed)
     for (const QString &input : inputs)
         if (!vellInputExists(input))
             return ExitFailure;
-    if (vellOutputIsInput(parsed->output, inputs)
+    if ((!toResults && vellOutputIsInput(parsed->output, inputs))
         || (!parsed->save.isEmpty() && vellOutputIsInput(parsed->save, inputs)))
         return ExitUsage;
     if (!parsed->save.isEmpty()
@@ -513,7 +537,7 @@ bool work(ComposeJob *job)
 bool write(const ComposeJob &job)
 {
     VellAtomicFile image(job.args.output);
-    if (!image.open() || !vellWriteImage(&image, job.result, vellImageFormat(job.args.output))) {
+    if (!image.open() || !vellWriteImage(&image, job.result, job.args.format)) {
         image.reportError();
         return false;
     }
@@ -534,7 +558,8 @@ void report(const ComposeJob &job)
     vellNote(QStringLiteral("composed %1, %2x%3, on the %4 in %5 ms")
                  .arg(vellCount(job.layerCount, "layer")).arg(job.size.width()).arg(job.size.height())
                  .arg(job.session.canvas ? QStringLiteral("GPU") : QStringLiteral("CPU")).arg(job.elapsed));
-    vellNote(QStringLiteral("wrote %1").arg(job.args.output));
+    vellNote(QStringLiteral("wrote %1 (%2)").arg(VellAtomicFile::displayName(job.args.output),
+                                                 QString::fromLatin1(job.args.format.toUpper())));
     if (!job.args.save.isEmpty())
         vellNote(QStringLiteral("saved the document to %1").arg(job.args.save));
 }

@@ -101,6 +101,13 @@ bool VellAtomicFile::fail(const QString &reason)
 bool VellAtomicFile::open()
 {
     Q_ASSERT(!m_device);
+    if (m_destination == QLatin1String("-")) {
+        FILE *results = vellResultStream();
+        std::fflush(results);   // what vell printed there comes first
+        m_device = new Device(QString());
+        return m_device->open(fileno(results), QIODevice::WriteOnly, QFileDevice::DontCloseHandle)
+            || fail(m_device->errorString());
+    }
     struct stat existing;
     const QByteArray target = QFile::encodeName(m_target);
     const bool exists = ::stat(target.constData(), &existing) == 0;
@@ -172,6 +179,11 @@ bool VellAtomicFile::commit()
     return true;
 }
 
+QString VellAtomicFile::displayName(const QString &destination)
+{
+    return destination == QLatin1String("-") ? QStringLiteral("standard output") : destination;
+}
+
 QString VellAtomicFile::writtenPath() const
 {
     return m_temporary.isEmpty() ? m_target : m_temporary;
@@ -179,7 +191,7 @@ QString VellAtomicFile::writtenPath() const
 
 void VellAtomicFile::reportError() const
 {
-    vellError(QStringLiteral("cannot write %1: %2").arg(m_destination, m_error));
+    vellError(QStringLiteral("cannot write %1: %2").arg(displayName(m_destination), m_error));
 }
 
 bool vellCommitAll(std::initializer_list<VellAtomicFile *> files)

@@ -18,9 +18,10 @@
 // reports it, so a writer that ignores a write error (libtiff's handler does
 // when it closes the file) cannot make a truncated file look complete.
 //
-// A destination that exists but is not a regular file (/dev/null, a pipe)
-// cannot be replaced by a rename: it is written in place. A symbolic link is
-// followed, so the file it names is replaced and the link kept.
+// The destination "-" is standard output (vellResultStream()). It, and a
+// destination that exists but is not a regular file (/dev/null, a pipe),
+// cannot be replaced by a rename: they are written in place. A symbolic link
+// is followed, so the file it names is replaced and the link kept.
 //
 // Test hook: VELL_TEST_FAIL_WRITE_AFTER=N (read once per process) lets all
 // the files of the run together take N bytes; the write that goes past them
@@ -47,6 +48,8 @@ public:
     bool commit();
 
     const QString &destination() const { return m_destination; }
+    // A destination as messages name it: "standard output" for "-".
+    static QString displayName(const QString &destination);
     // The finished file before commit(), for a command that reads its output
     // back; the destination itself when it is written in place.
     QString writtenPath() const;
