@@ -92,6 +92,15 @@ enum Mode : int {
 };
 } // namespace VellCombineMode
 
+namespace VellPathType {
+// The shape of a selection path (an outline a selection tool builds).
+enum Type : int {
+    Rectangle = 0,   // points 0 and 2 are opposite corners
+    Ellipse = 1,     // points 0 and 1 are opposite corners of its bounding box
+    Polygon = 2      // all points in order
+};
+} // namespace VellPathType
+
 namespace VellActionGroup {
 // Command groups of the action manager that the selection switches: Edit
 // holds Copy, Cut, Delete and Copy to file; SelectionEdit holds Inverse,

@@ -1,0 +1,185 @@
+// Selection paths: points, the closing rule, resampling and the dash colours.
+// Resampled outlines are checked against a walk written here: every vertex
+// on the polygon's edges, consecutive vertices at most one step apart.
+#include "foundation/vellcodes.h"
+#include "selection/vellselectionpath.h"
+
+#include <QtTest>
+
+#include <cmath>
+
+namespace {
+
+// Distance from p to the segment a-b.
+double toSegment(QPointF p, QPointF a, QPointF b)
+{
+    const QPointF d = b - a;
+    const double len2 = QPointF::dotProduct(d, d);
+    const double t = len2 > 0 ? qBound(0.0, QPointF::dotProduct(p - a, d) / len2, 1.0) : 0.0;
+    const QPointF q = a + d * t - p;
+    return std::sqrt(QPointF::dotProduct(q, q));
+}
+
+} // namespace
+
+class TestVellSelectionPath : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void points()
+    {
+        VellSelectionPath path;
+        QCOMPARE(path.getType(), int(VellPathType::Polygon));
+        path.deleteFront();   // empty: nothing
+        path.addPoint(1, 2);
+        path.addPoint(QPointF(3, 4));
+        QCOMPARE(path.getPoint(1), QPointF(3, 4));
+        QCOMPARE(path.getPoint(2), QPointF(0, 0));
+        QCOMPARE(path.getPoint(-1), QPointF(0, 0));
+        path.setPoint(5, QPointF(9, 9));   // ignored
+        path.setPoint(0, QPointF(5, 6));
+        QCOMPARE(path.getPoint(0), QPointF(5, 6));
+        path.deleteFront();   // the most recent point
+        QCOMPARE(path.getPointNumber(), 1);
+        QCOMPARE(path.getPoint(0), QPointF(5, 6));
+    }
+
+    void closing_data()
+    {
+        QTest::addColumn<int>("points");
+        QTest::addColumn<bool>("closed");
+        QTest::newRow("two points stay open") << 2 << false;
+        QTest::newRow("three points close") << 3 << true;
+    }
+    void closing()
+    {
+        QFETCH(int, points);
+        QFETCH(bool, closed);
+        VellSelectionPath path;
+        for (int i = 0; i < points; ++i)
+            path.addPoint(i, i * i);
+        path.setClosed(true);
+        QCOMPARE(path.isClosed(), closed);
+        path.setClosed(false);
+        QVERIFY(!path.isClosed());
+    }
+
+    // The copy keeps the points only.
+    void copy()
+    {
+        VellSelectionPath source;
+        source.addPoint(0, 0);
+        source.addPoint(10, 5);
+        source.addPoint(3, 8);
+        source.setType(VellPathType::Ellipse);
+        source.setClosed(true);
+        source.doPathSampling(1.0f);
+        VellSelectionPath copy(&source);
+        QCOMPARE(*copy.getData(), *source.getData());
+        QCOMPARE(copy.getType(), int(VellPathType::Polygon));
+        QVERIFY(!copy.isClosed());
+        QVERIFY(!copy.isSampled());
+        VellSelectionPath none(static_cast<VellSelectionPath *>(nullptr));
+        QCOMPARE(none.getPointNumber(), 0);
+    }
+
+    void sampling_data()
+    {
+        QTest::addColumn<QVector<QPointF>>("points");
+        QTest::addColumn<float>("step");
+        QTest::addColumn<float>("spacing");   // the step actually used
+        QTest::newRow("square, step 2") << QVector<QPointF>{{0, 0}, {10, 0}, {10, 10}, {0, 10}} << 2.0f << 2.0f;
+        QTest::newRow("triangle, step 0.7") << QVector<QPointF>{{1, 1}, {9, 3}, {4, 8}} << 0.7f << 0.7f;
+        QTest::newRow("segment, step 0 is 0.1") << QVector<QPointF>{{0, 0}, {3, 4}} << 0.0f << 0.1f;
+        QTest::newRow("repeated point") << QVector<QPointF>{{2, 2}, {2, 2}, {6, 2}} << 1.0f << 1.0f;
+    }
+    void sampling()
+    {
+        QFETCH(QVector<QPointF>, points);
+        QFETCH(float, step);
+        QFETCH(float, spacing);
+        VellSelectionPath path;
+        for (const QPointF &p : points)
+            path.addPoint(p);
+        path.doPathSampling(step);
+        QVERIFY(path.isSampled());
+        const int n = path.getSampledCount();
+        const float *v = path.getSampledVertices();
+        // Closed: it starts and ends on the first point and visits every point.
+        QCOMPARE(QPointF(v[0], v[1]), points.first());
+        QCOMPARE(QPointF(v[2 * n - 2], v[2 * n - 1]), points.first());
+        double perimeter = 0.0;
+        for (int i = 0; i < points.size(); ++i) {
+            const QPointF d = points[(i + 1) % points.size()] - points[i];
+            perimeter += std::sqrt(QPointF::dotProduct(d, d));
+        }
+        // Each edge of length L gives ceil(L / step) - 1 inner vertices (one
+        // fewer when L is a whole number of steps, within rounding) plus its
+        // start; the first point closes the outline.
+        QVERIFY2(n >= perimeter / spacing - points.size(), qPrintable(QString::number(n)));
+        QVERIFY2(n <= perimeter / spacing + points.size() + 1, qPrintable(QString::number(n)));
+        for (int i = 0; i < n; ++i) {
+            const QPointF p(v[2 * i], v[2 * i + 1]);
+            double nearest = 1e9;
+            for (int e = 0; e < points.size(); ++e)
+                nearest = qMin(nearest, toSegment(p, points[e], points[(e + 1) % points.size()]));
+            QVERIFY2(nearest < 1e-4, qPrintable(QString("vertex %1 is %2 off the outline").arg(i).arg(nearest)));
+            if (i > 0) {
+                const QPointF d = p - QPointF(v[2 * i - 2], v[2 * i - 1]);
+                QVERIFY2(std::sqrt(QPointF::dotProduct(d, d)) <= spacing + 1e-4, qPrintable(QString("gap before %1").arg(i)));
+            }
+        }
+        // Dashes of period 3: white on every third vertex, with 20 spare.
+        QCOMPARE(path.getColorPeriod(), 3);
+        const float *c = path.getColorList();
+        for (int i = 0; i < n + 20; ++i) {
+            const float shade = i % 3 == 0 ? 1.0f : 0.0f;
+            QVERIFY2(c[4 * i] == shade && c[4 * i + 1] == shade && c[4 * i + 2] == shade, qPrintable(QString::number(i)));
+            QCOMPARE(c[4 * i + 3], 1.0f);
+        }
+    }
+
+    void samplingRefused_data()
+    {
+        QTest::addColumn<QVector<QPointF>>("points");
+        QTest::newRow("one point") << QVector<QPointF>{{1, 1}};
+        QTest::newRow("absurdly far apart") << QVector<QPointF>{{0, 0}, {1e12, 0}};
+        QTest::newRow("not a number") << QVector<QPointF>{{0, 0}, {qQNaN(), 0}};
+    }
+    void samplingRefused()
+    {
+        QFETCH(QVector<QPointF>, points);
+        VellSelectionPath path;
+        for (const QPointF &p : points)
+            path.addPoint(p);
+        path.doPathSampling(1.0f);
+        QVERIFY(!path.isSampled());
+    }
+
+    void colorPeriod_data()
+    {
+        QTest::addColumn<int>("asked");
+        QTest::addColumn<int>("period");
+        QTest::newRow("5") << 5 << 5;
+        QTest::newRow("limited to 9") << 12 << 9;
+        QTest::newRow("at least 1") << 0 << 1;
+    }
+    void colorPeriod()
+    {
+        QFETCH(int, asked);
+        QFETCH(int, period);
+        VellSelectionPath path;
+        path.addPoint(0, 0);
+        path.addPoint(4, 0);
+        path.doPathSampling(1.0f);
+        path.initColorList(asked);
+        QCOMPARE(path.getColorPeriod(), period);
+        const float *c = path.getColorList();
+        for (int i = 0; i < path.getSampledCount() + 20; ++i)
+            QCOMPARE(c[4 * i], i % period == 0 ? 1.0f : 0.0f);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestVellSelectionPath)
+#include "tst_vellselectionpath.moc"
