@@ -478,6 +478,11 @@ int build(const VellHost &host, ComposeJob *job)
     }
     for (int i = 0; args.isDocument && i < count; ++i)
         announce(i, count);
+    // The compositor draws the bottom layer in Normal mode whatever it says.
+    const VellLayerBase *bottom = manager->getLayer(0);
+    if (bottom->getBlendMode() != VellBlend::Normal)
+        vellNote(QStringLiteral("warning: the bottom layer %1 is drawn in Normal mode, not %2")
+                     .arg(bottom->getLayerName(), VellLayerBase::getBlendModeName(bottom->getBlendMode())));
 
     QSize size = args.size;
     if (!size.isValid())

@@ -10,6 +10,7 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QImage>
+#include <QRegularExpression>
 
 #include <memory>
 
@@ -26,9 +27,25 @@ QString nameList()
     return names.join(QStringLiteral(", "));
 }
 
-bool isCanonical(const QString &name)
+// A name as a user may spell it: case, blanks, '-' and '_' do not matter,
+// as in blend mode names ("adobe-rgb", "srgb").
+QString nameKey(const QString &name)
 {
-    return name == QLatin1String(kSRGB) || !VellColorProfileConverter::profileFile(name).isEmpty();
+    QString key = name.toLower();
+    key.remove(QRegularExpression(QStringLiteral("[\\s_-]")));
+    return key;
+}
+
+// The library's name for the colour space `given` names; empty for none.
+QString canonicalName(const QString &given)
+{
+    for (const char *name : kNames) {
+        const QString canonical = QLatin1String(name);
+        if (nameKey(canonical) == nameKey(given)
+            && (canonical == QLatin1String(kSRGB) || !VellColorProfileConverter::profileFile(canonical).isEmpty()))
+            return canonical;
+    }
+    return QString();
 }
 
 // The library reads "./data/iccprofiles/..." relative to the working folder,
@@ -93,10 +110,12 @@ int parse(const QStringList &arguments, IccJob *job)
             vellError(QStringLiteral("--from needs a colour space name"));
             return ExitUsage;
         }
-        job->from = args.takeAt(option + 1);
+        const QString given = args.takeAt(option + 1);
         args.removeAt(option);
-        if (!isCanonical(job->from)) {
-            vellError(QStringLiteral("unknown colour space '%1' (one of %2)").arg(job->from, nameList()));
+        job->from = canonicalName(given);
+        if (job->from.isEmpty()) {
+            vellError(QStringLiteral("unknown colour space '%1' (one of %2; case, blanks, '-' and '_' "
+                                     "do not matter)").arg(given, nameList()));
             return ExitUsage;
         }
     }

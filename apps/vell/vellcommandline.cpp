@@ -8,7 +8,9 @@
 #include <QImageReader>
 #include <QImageWriter>
 
+#include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <cstdio>
 #include <cstring>
 
@@ -26,6 +28,19 @@ namespace {
 
 FILE *g_results = nullptr;   // null: stdout
 
+void checkResults()
+{
+    FILE *results = vellResultStream();
+    errno = 0;
+    const bool flushed = std::fflush(results) == 0;
+    const int error = errno;
+    if (flushed && !std::ferror(results))
+        return;
+    vellError(QStringLiteral("cannot write standard output: %1")
+                  .arg(error ? QString::fromLocal8Bit(std::strerror(error)) : QStringLiteral("a write failed")));
+    std::_Exit(ExitFailure);   // the status the command returned would say it worked
+}
+
 } // namespace
 
 void vellSetResultStream(FILE *stream)
@@ -36,6 +51,11 @@ void vellSetResultStream(FILE *stream)
 FILE *vellResultStream()
 {
     return g_results ? g_results : stdout;
+}
+
+void vellCheckResultsAtExit()
+{
+    std::atexit(checkResults);
 }
 
 void vellPrint(const QString &line)

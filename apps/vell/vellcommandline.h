@@ -30,6 +30,11 @@ void vellPrint(const QString &line);
 // once given: it lives to the end of the process.
 void vellSetResultStream(FILE *stream);
 FILE *vellResultStream();
+// Makes the end of the process flush the result stream and, when anything
+// written there was lost (a full disk, a closed pipe), print "cannot write
+// standard output: reason" and exit with status 1, so that a lost result
+// is never a success. Call once.
+void vellCheckResultsAtExit();
 
 // "1 band", "2 bands": n and the noun, plural with an "s" unless n is 1.
 QString vellCount(qint64 n, const char *noun);

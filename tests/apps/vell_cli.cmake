@@ -387,3 +387,29 @@ foreach(never IN ITEMS never.bin never.txt)
     endif()
 endforeach()
 
+
+# A result that cannot be written to standard output is a failure too.
+if(EXISTS /dev/full)
+    execute_process(COMMAND ${VELL} info WORKING_DIRECTORY ${WORK_DIR}
+        RESULT_VARIABLE code OUTPUT_FILE /dev/full ERROR_VARIABLE err)
+    if(NOT code STREQUAL "1")
+        message(FATAL_ERROR "vell info into a full disk: exit ${code}, expected 1\n${err}")
+    endif()
+    expect_match("${err}" "cannot write standard output: No space left on device")
+endif()
+
+# The bottom layer is drawn in Normal mode whatever it asks for, with a
+# warning that says so.
+run_vell(0 compose -o ${WORK_DIR}/bottom-mode.png --cpu ${bg} --mode multiply)
+expect_match("${last_err}" "warning: the bottom layer background.png is drawn in Normal mode, not Multiply")
+expect_same_file(${WORK_DIR}/bottom-mode.png ${WORK_DIR}/alone.png)
+
+# --from names match as loosely as blend mode names.
+foreach(row "adobe-rgb|adobe-srgb.png" "ADOBE_RGB|adobe-srgb.png" "srgb|adobe-as-is.png")
+    string(REPLACE "|" ";" row "${row}")
+    list(GET row 0 name)
+    list(GET row 1 want)
+    run_vell(0 icc ${adobe} ${WORK_DIR}/from-loose.png --from ${name})
+    expect_same_file(${WORK_DIR}/from-loose.png ${WORK_DIR}/${want})
+endforeach()
+
