@@ -9,8 +9,8 @@ file(MAKE_DIRECTORY ${WORK_DIR}/xdg-data ${WORK_DIR}/xdg-cache)
 
 # Runs vell in ${WORK_DIR} and checks what every run must do: exit with the
 # code expected, write to standard output only when asked for a report (info,
-# help, the version), and leave in the working folder no file but those its
-# arguments name.
+# help, the version) or data (-o -), and leave in the working folder no file
+# but those its arguments name.
 function(run_vell expected_code)
     file(GLOB before LIST_DIRECTORIES true RELATIVE ${WORK_DIR} ${WORK_DIR}/* ${WORK_DIR}/.*)
     execute_process(COMMAND ${VELL} ${ARGN} WORKING_DIRECTORY ${WORK_DIR}
@@ -18,7 +18,7 @@ function(run_vell expected_code)
     if(NOT code STREQUAL "${expected_code}")
         message(FATAL_ERROR "vell ${ARGN}: exit ${code}, expected ${expected_code}\nstdout:\n${out}\nstderr:\n${err}")
     endif()
-    set(reports info --help -h --version)
+    set(reports info --help -h --version -)
     set(asked FALSE)
     foreach(arg IN LISTS ARGN)
         if(arg IN_LIST reports)
@@ -366,6 +366,12 @@ foreach(format IN ITEMS png bmp)
     run_vell(0 compose -o ${WORK_DIR}/filed.${format} ${args})
     expect_same_file(${WORK_DIR}/piped.${format} ${WORK_DIR}/filed.${format})
 endforeach()
+# Standard output is written in place, so a failure there cannot be undone,
+# but it is reported like any other.
+set(ENV{VELL_TEST_FAIL_WRITE_AFTER} 1000)
+run_vell(1 compose -o - --cpu ${bg})
+unset(ENV{VELL_TEST_FAIL_WRITE_AFTER})
+expect_match("${last_err}" "cannot write standard output: No space left on device")
 run_vell(2 compose -o - --format what ${bg})
 expect_match("${last_err}" "unknown image format 'what'")
 run_vell(2 compose -o - --save - ${bg})
