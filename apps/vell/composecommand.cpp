@@ -420,7 +420,7 @@ bool addImageLayer(VellContext *document, const LayerInput &input)
 VellContext *readDocument(const QString &path)
 {
     return vellReadStreamFile<VellContext>(
-        path, QStringLiteral("'%1' is neither an image nor a vell document"));
+        path, QStringLiteral("cannot read %1: neither an image nor a vell document"));
 }
 
 struct ComposeJob

@@ -24,7 +24,7 @@ bool wantsHelp(const QStringList &args)
 HostPointer readHostFile(const QString &path)
 {
     return HostPointer(vellReadStreamFile<VellPictureHost>(
-        path, QStringLiteral("'%1' is not a valid picture host stream")));
+        path, QStringLiteral("cannot read %1: not a valid picture host stream")));
 }
 
 // ---- pack ----

@@ -7,24 +7,102 @@
 #include <QRandomGenerator>
 
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-// The test hook's budget: bytes all files of the run may take, -1 for no
-// limit. Read once, so a command cannot change it half-way.
-qint64 writeBudget()
+// The test hook: the bytes all files of the run may take (-1: no limit),
+// and whether running out of them is an interrupt (":INT") rather than a
+// full disk. Read once, so a command cannot change it half-way.
+struct WriteBudget
 {
-    static const qint64 budget = [] {
+    qint64 bytes = -1;
+    bool interrupt = false;
+};
+
+const WriteBudget &writeBudget()
+{
+    static const WriteBudget budget = [] {
+        WriteBudget b;
+        QString text = qEnvironmentVariable("VELL_TEST_FAIL_WRITE_AFTER");
+        if (text.endsWith(QLatin1String(":INT"))) {
+            b.interrupt = true;
+            text.chop(4);
+        }
         bool ok = false;
-        const qint64 n = qEnvironmentVariable("VELL_TEST_FAIL_WRITE_AFTER").toLongLong(&ok);
-        return ok && n >= 0 ? n : qint64(-1);
+        const qint64 n = text.toLongLong(&ok);
+        b.bytes = ok && n >= 0 ? n : qint64(-1);
+        return b;
     }();
     return budget;
+}
+
+// The temporary files that exist now, so that an interrupt (Ctrl-C, kill)
+// removes them too. A signal handler may only call async-signal-safe
+// functions, so the names sit in fixed buffers (a command writes one or two
+// files), each used only while its flag is set: the flag is cleared before a
+// buffer is written, so the handler never reads one half-written.
+constexpr int kLiveSlots = 8;
+char g_liveNames[kLiveSlots][PATH_MAX];
+volatile sig_atomic_t g_liveUsed[kLiveSlots] = {};
+
+void removeLiveFiles(int signal)
+{
+    for (int i = 0; i < kLiveSlots; ++i)
+        if (g_liveUsed[i])
+            ::unlink(g_liveNames[i]);
+    ::raise(signal);   // the handler was reset on entry: this ends the process as the signal would have
+}
+
+// Handles the signals that end a process by default, once, leaving any the
+// caller ignores or handles (nohup, a debugger) as they are.
+void handleInterrupts()
+{
+    static bool installed = false;
+    if (installed)
+        return;
+    installed = true;
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        struct sigaction previous;
+        if (::sigaction(signal, nullptr, &previous) != 0 || previous.sa_handler != SIG_DFL)
+            continue;
+        struct sigaction action = {};
+        action.sa_handler = removeLiveFiles;
+        sigemptyset(&action.sa_mask);
+        action.sa_flags = SA_RESETHAND;
+        ::sigaction(signal, &action, nullptr);
+    }
+}
+
+// Adds `name` to the table; the slot, or -1 when the table is full or the
+// name too long (an interrupt then leaves that file behind).
+int addLive(const QString &name)
+{
+    handleInterrupts();
+    const QByteArray bytes = QFile::encodeName(name);
+    if (bytes.size() >= PATH_MAX)
+        return -1;
+    for (int i = 0; i < kLiveSlots; ++i) {
+        if (!g_liveUsed[i]) {
+            std::memcpy(g_liveNames[i], bytes.constData(), size_t(bytes.size()) + 1);
+            g_liveUsed[i] = 1;
+            return i;
+        }
+    }
+    return -1;
+}
+
+void removeLive(int slot)
+{
+    if (slot >= 0)
+        g_liveUsed[slot] = 0;
 }
 
 qint64 g_bytesWritten = 0;   // by every file of the run, for the test hook
@@ -57,7 +135,7 @@ protected:
     {
         if (failed())
             return -1;
-        const qint64 budget = writeBudget();
+        const qint64 budget = writeBudget().bytes;
         const bool full = budget >= 0 && g_bytesWritten + len > budget;
         const qint64 accepted = full ? budget - g_bytesWritten : len;
         const qint64 n = accepted > 0 ? QFile::writeData(data, accepted) : 0;
@@ -68,6 +146,8 @@ protected:
         g_bytesWritten += n;
         if (full) {
             flush();   // the bytes that fitted reach the file, as on a full disk
+            if (writeBudget().interrupt)
+                ::raise(SIGINT);
             setFailed(systemReason(ENOSPC));
             return -1;
         }
@@ -89,6 +169,7 @@ VellAtomicFile::~VellAtomicFile()
     delete m_device;   // closes the file
     if (!m_committed && !m_temporary.isEmpty())
         QFile::remove(m_temporary);
+    removeLive(m_liveSlot);
 }
 
 bool VellAtomicFile::fail(const QString &reason)
@@ -128,6 +209,7 @@ bool VellAtomicFile::open()
         if (device->open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
             m_device = device;
             m_temporary = device->fileName();
+            m_liveSlot = addLive(m_temporary);
             // A replaced file keeps its permissions.
             if (exists && ::fchmod(device->handle(), existing.st_mode & 07777) != 0)
                 return fail(systemReason(errno));
@@ -176,6 +258,8 @@ bool VellAtomicFile::commit()
     if (std::rename(QFile::encodeName(m_temporary).constData(), QFile::encodeName(m_target).constData()) != 0)
         return fail(systemReason(errno));
     m_committed = true;
+    removeLive(m_liveSlot);
+    m_liveSlot = -1;
     return true;
 }
 

@@ -12,7 +12,9 @@
 // fsync and close are checked, and only commit() renames the temporary file
 // over the destination, which until then stays as it was. The destructor
 // removes a temporary file that was never committed, so every early return
-// of a command cleans up after itself.
+// of a command cleans up after itself, and an interrupt (SIGINT, SIGTERM,
+// SIGHUP, SIGQUIT, where the caller left them at their default) removes the
+// temporary files that exist before it ends the process.
 //
 // The first failed write is remembered: later writes fail too and finish()
 // reports it, so a writer that ignores a write error (libtiff's handler does
@@ -26,7 +28,8 @@
 // Test hook: VELL_TEST_FAIL_WRITE_AFTER=N (read once per process) lets all
 // the files of the run together take N bytes; the write that goes past them
 // stores the bytes that fit and then fails as a full disk does ("No space
-// left on device"). Tests use it to check what a command leaves behind.
+// left on device"). With N followed by ":INT" the process is interrupted
+// (SIGINT) there instead. Tests use it to check what a command leaves behind.
 //
 // Not copyable; GUI thread only (the test hook's count is not locked).
 class VellAtomicFile
@@ -71,6 +74,7 @@ private:
     Device *m_device = nullptr;   // owned
     QString m_error;
     bool m_committed = false;
+    int m_liveSlot = -1;     // in the table of files an interrupt removes
 };
 
 // Finishes every file, then commits them, so that a command writing several
