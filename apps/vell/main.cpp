@@ -63,6 +63,7 @@ int main(int argc, char *argv[])
     // needs (with the window system or without) is for the command to say once
     // it has parsed its own. Decoded the way QCoreApplication::arguments()
     // decodes them.
+    vellCheckResultsAtExit();   // help and the version too: a lost result is a failure
     QStringList args;
     for (int i = 1; i < argc; ++i)
         args << QString::fromLocal8Bit(argv[i]);

@@ -30,7 +30,6 @@ VellHost::VellHost(const char *program, bool verbose)
 {
     m_argv[0] = const_cast<char *>(program);
     divertStandardOutput(verbose);
-    vellCheckResultsAtExit();
 }
 
 QString VellHost::logFile()

@@ -410,14 +410,17 @@ endforeach()
 
 
 # A result that cannot be written to standard output is a failure too.
-if(EXISTS /dev/full)
-    execute_process(COMMAND ${VELL} info WORKING_DIRECTORY ${WORK_DIR}
+foreach(asked IN ITEMS info --help --version)
+    if(NOT EXISTS /dev/full)
+        break()
+    endif()
+    execute_process(COMMAND ${VELL} ${asked} WORKING_DIRECTORY ${WORK_DIR}
         RESULT_VARIABLE code OUTPUT_FILE /dev/full ERROR_VARIABLE err)
     if(NOT code STREQUAL "1")
-        message(FATAL_ERROR "vell info into a full disk: exit ${code}, expected 1\n${err}")
+        message(FATAL_ERROR "vell ${asked} into a full disk: exit ${code}, expected 1\n${err}")
     endif()
     expect_match("${err}" "cannot write standard output: No space left on device")
-endif()
+endforeach()
 
 # The bottom layer is drawn in Normal mode whatever it asks for, with a
 # warning that says so.
