@@ -59,11 +59,11 @@ const Command kCommands[] = {
 
 int main(int argc, char *argv[])
 {
+    vellCheckResultsAtExit();   // help and the version too: a lost result is a failure
     // vell reads its arguments before any Qt application exists: which one it
     // needs (with the window system or without) is for the command to say once
     // it has parsed its own. Decoded the way QCoreApplication::arguments()
     // decodes them.
-    vellCheckResultsAtExit();   // help and the version too: a lost result is a failure
     QStringList args;
     for (int i = 1; i < argc; ++i)
         args << QString::fromLocal8Bit(argv[i]);

@@ -408,7 +408,6 @@ foreach(never IN ITEMS never.bin never.txt)
     endif()
 endforeach()
 
-
 # A result that cannot be written to standard output is a failure too.
 foreach(asked IN ITEMS info --help --version)
     if(NOT EXISTS /dev/full)
