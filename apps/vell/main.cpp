@@ -6,6 +6,8 @@
 
 #include <cstdio>
 
+int vellSelectCommand(VellHost &host, const QStringList &args);   // selectcommand.cpp
+
 namespace {
 
 const char *const kUsage =
@@ -30,6 +32,12 @@ const char *const kUsage =
     "                                     --opacity F, --offset X,Y, --mask MASK and\n"
     "                                     --hidden, or a document saved with --save\n"
     "                                     (see vell compose --help)\n"
+    "  select IN OUT.png STEP [STEP ...] [--invert]\n"
+    "                                     build a selection on IN from --rect,\n"
+    "                                     --ellipse and --mask steps, each optionally\n"
+    "                                     after --add, --subtract or --intersect, and\n"
+    "                                     write its coverage as a grey image\n"
+    "                                     (see vell select --help)\n"
     "\n"
     "Commands that open an image find the colour space its metadata names and\n"
     "convert the picture to sRGB, printing \"colour space: ...\"; --no-colour skips\n"
@@ -53,6 +61,7 @@ struct Command
 const Command kCommands[] = {
     {"info", vellInfoCommand},     {"cipher", vellCipherCommand}, {"pack", vellPackCommand},
     {"unpack", vellUnpackCommand}, {"icc", vellIccCommand},       {"compose", vellComposeCommand},
+    {"select", vellSelectCommand},
 };
 
 } // namespace

@@ -5,7 +5,6 @@
 
 #include <QDataStream>
 #include <QFile>
-#include <QFileInfo>
 #include <QStringList>
 
 #include <cstdio>
@@ -31,7 +30,7 @@ void vellPrint(const QString &line);
 void vellSetResultStream(FILE *stream);
 FILE *vellResultStream();
 // Makes the end of the process flush the result stream and, when anything
-// written there was lost (a full disk, a closed pipe), print "cannot write
+// written there was lost (a full disk), print "cannot write
 // standard output: reason" and exit with status 1, so that a lost result
 // is never a success. Call once.
 void vellCheckResultsAtExit();

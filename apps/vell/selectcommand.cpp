@@ -1,0 +1,333 @@
+// vell select: a selection built from shapes and masks through the library's
+// own combine operations, written as a grey coverage image.
+#include "vellcommandline.h"
+#include "vellhost.h"
+
+#include "document/vellcontext.h"
+#include "document/vellcontextmanager.h"
+#include "document/velllayer.h"
+#include "document/velllayermanager.h"
+#include "foundation/vellcodes.h"
+#include "picture/vellpicturehost.h"
+#include "selection/vellselection.h"
+
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QImage>
+#include <QImageReader>
+#include <QVector>
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace {
+
+const char *const kSelectUsage =
+    "Usage: vell select IN OUT.png STEP [STEP ...] [--invert]\n"
+    "Builds a selection on a one-layer document of image IN and writes its coverage\n"
+    "to OUT as an 8-bit grey image of IN's size (format from OUT's suffix): white\n"
+    "is selected, black is not, greys are partly selected. Standard error reports\n"
+    "the selection's box and how many pixels it selects.\n"
+    "\n"
+    "Steps, run in order (X, Y, W, H in pixels of IN; W and H above 0):\n"
+    "  --rect X,Y,W,H     a rectangle, its top-left pixel at column X, row Y\n"
+    "  --ellipse X,Y,W,H  the ellipse inside that rectangle (pixels whose centres\n"
+    "                     lie inside it)\n"
+    "  --mask FILE        a grey image of IN's size: its grey level is the coverage\n"
+    "Each step may be preceded by one of\n"
+    "  --add, --subtract, --intersect\n"
+    "which says how it meets the selection so far; without one the first step\n"
+    "replaces and later steps add. A selection starts with every pixel covered, so\n"
+    "a first step that subtracts or intersects acts on the whole image.\n"
+    "Every step is smoothed by the selection's 3 x 3 median, which drops single\n"
+    "pixels and the corner pixels of a rectangle.\n"
+    "\n"
+    "  --invert           inverts the selection after the last step\n";
+
+bool wantsHelp(const QStringList &args)
+{
+    return !args.isEmpty() && (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h"));
+}
+
+int usageError(const QString &message)
+{
+    vellError(message);
+    return ExitUsage;
+}
+
+struct Step
+{
+    enum Shape { Rect, Ellipse, Mask };
+    Shape shape = Rect;
+    int mode = VellCombineMode::Replace;
+    QRect rect;         // Rect and Ellipse: column x, row y, size
+    QString path;       // Mask
+    QString argument;   // as given, for messages
+};
+
+struct SelectJob
+{
+    QString inputPath, outputPath;
+    QVector<Step> steps;
+    bool invert = false;
+    std::unique_ptr<VellContext> document;
+    VellSelection *selection = nullptr;   // the document's
+    int width = 0, height = 0;
+    QVector<QImage> masks;                // per step: the grey mask of a Mask step
+    QImage result;
+};
+
+// "X,Y,W,H" with W and H above 0.
+bool parseRect(const QString &text, QRect *rect)
+{
+    const QStringList parts = text.split(QLatin1Char(','));
+    if (parts.size() != 4)
+        return false;
+    int v[4];
+    for (int i = 0; i < 4; ++i) {
+        bool ok = false;
+        v[i] = parts.at(i).trimmed().toInt(&ok);
+        if (!ok)
+            return false;
+    }
+    if (v[2] <= 0 || v[3] <= 0)
+        return false;
+    *rect = QRect(v[0], v[1], v[2], v[3]);
+    return true;
+}
+
+int parse(const QStringList &args, SelectJob *job)
+{
+    if (wantsHelp(args)) {
+        vellPrint(QString::fromLatin1(kSelectUsage).trimmed());
+        return ExitOk;
+    }
+    QStringList positional;
+    int pendingMode = -1;   // -1: the default for the next step
+    QString pendingName;
+    for (int i = 0; i < args.size(); ++i) {
+        const QString &arg = args.at(i);
+        if (arg == QLatin1String("--add") || arg == QLatin1String("--subtract")
+            || arg == QLatin1String("--intersect")) {
+            if (pendingMode >= 0)
+                return usageError(QStringLiteral("%1 follows %2: one mode per step").arg(arg, pendingName));
+            pendingMode = arg == QLatin1String("--add") ? VellCombineMode::Add
+                : arg == QLatin1String("--subtract")    ? VellCombineMode::Subtract
+                                                        : VellCombineMode::Intersect;
+            pendingName = arg;
+        } else if (arg == QLatin1String("--rect") || arg == QLatin1String("--ellipse")
+                   || arg == QLatin1String("--mask")) {
+            if (i + 1 >= args.size())
+                return usageError(QStringLiteral("%1 needs a value").arg(arg));
+            Step step;
+            step.argument = arg + QLatin1Char(' ') + args.at(++i);
+            if (arg == QLatin1String("--mask")) {
+                step.shape = Step::Mask;
+                step.path = args.at(i);
+            } else {
+                step.shape = arg == QLatin1String("--rect") ? Step::Rect : Step::Ellipse;
+                if (!parseRect(args.at(i), &step.rect))
+                    return usageError(QStringLiteral("bad %1 '%2' (X,Y,W,H with W and H above 0)")
+                                          .arg(arg, args.at(i)));
+            }
+            step.mode = pendingMode >= 0 ? pendingMode
+                : job->steps.isEmpty()   ? int(VellCombineMode::Replace)
+                                         : int(VellCombineMode::Add);
+            pendingMode = -1;
+            job->steps.append(step);
+        } else if (arg == QLatin1String("--invert")) {
+            if (job->invert)
+                return usageError(QStringLiteral("--invert given twice"));
+            job->invert = true;
+        } else if (arg.startsWith(QLatin1String("--"))) {
+            return usageError(QStringLiteral("unknown option '%1' (try 'vell select --help')").arg(arg));
+        } else {
+            positional << arg;
+        }
+    }
+    if (pendingMode >= 0)
+        return usageError(QStringLiteral("%1 needs a step after it (--rect, --ellipse or --mask)").arg(pendingName));
+    if (positional.size() != 2)
+        return usageError(QStringLiteral("select needs IN and OUT (got %1)").arg(vellCount(positional.size(), "argument")));
+    if (job->steps.isEmpty())
+        return usageError(QStringLiteral("select needs at least one step (--rect, --ellipse or --mask)"));
+    job->inputPath = positional.at(0);
+    job->outputPath = positional.at(1);
+    return kProceed;
+}
+
+// The one-layer document of IN with its selection, and the masks of the
+// --mask steps, each checked to be of IN's size.
+bool build(SelectJob *job)
+{
+    std::unique_ptr<VellPictureHost> picture(vellReadImageHost(job->inputPath, false));
+    if (!picture)
+        return false;
+    job->width = int(picture->getWidth());
+    job->height = int(picture->getHeight());
+    job->document = std::make_unique<VellContext>();
+    job->document->batchFlag = true;
+    job->document->quietFlag = true;
+    // Layers are added to the current document; the document takes itself
+    // off the manager's list when it goes.
+    VellContextManager *contexts = VellContextManager::getInstance();
+    contexts->addContext(job->document.get());
+    contexts->setCurrentContext(contexts->indexOfContext(job->document.get()));
+    auto layer = std::make_unique<VellLayer>(QFileInfo(job->inputPath).fileName());
+    layer->setVellPictureHost(picture.release());
+    VellLayerManager *manager = job->document->getLayerManager();
+    manager->addLayer(layer.get(), false);
+    if (manager->getLayerCount() != 1) {
+        vellError(QStringLiteral("cannot add %1 to the document").arg(job->inputPath));
+        return false;
+    }
+    layer.release();   // the manager owns it now
+    job->selection = new VellSelection(nullptr, job->width, job->height);
+    job->document->setSelection(job->selection);
+    if (job->selection->isNull()) {
+        vellError(QStringLiteral("no memory for a %1 x %2 selection").arg(job->width).arg(job->height));
+        return false;
+    }
+
+    for (const Step &step : job->steps) {
+        QImage grey;
+        if (step.shape == Step::Mask) {
+            if (!vellInputExists(step.path))
+                return false;
+            QImageReader reader(step.path);
+            const QImage image = reader.read();
+            if (image.isNull()) {
+                vellError(QStringLiteral("%1: cannot read %2: %3").arg(step.argument, step.path, reader.errorString()));
+                return false;
+            }
+            if (image.size() != QSize(job->width, job->height)) {
+                vellError(QStringLiteral("%1: the mask is %2x%3, the image %4x%5")
+                              .arg(step.argument).arg(image.width()).arg(image.height())
+                              .arg(job->width).arg(job->height));
+                return false;
+            }
+            grey = image.convertToFormat(QImage::Format_Grayscale8);
+        }
+        job->masks.append(grey);
+    }
+    return true;
+}
+
+// A step as a tightly packed mask of the whole image, so that every combine
+// mode acts on the whole selection (outside the shape the mask is 0).
+std::vector<unsigned char> stepMask(const SelectJob &job, int index)
+{
+    const Step &step = job.steps.at(index);
+    const int width = job.width, height = job.height;
+    std::vector<unsigned char> mask(size_t(width) * size_t(height), 0);
+    if (step.shape == Step::Mask) {
+        const QImage &grey = job.masks.at(index);
+        for (int y = 0; y < height; ++y)
+            std::memcpy(mask.data() + size_t(y) * size_t(width), grey.constScanLine(y), size_t(width));
+        return mask;
+    }
+    const QRect &r = step.rect;
+    // Only the rows and columns of the image that the rectangle can reach; in
+    // 64 bits, as X + W may overflow an int.
+    const qint64 top = qMax<qint64>(r.y(), 0), bottom = qMin<qint64>(qint64(r.y()) + r.height(), height);
+    const qint64 left = qMax<qint64>(r.x(), 0), right = qMin<qint64>(qint64(r.x()) + r.width(), width);
+    const double cx = r.x() + r.width() / 2.0, cy = r.y() + r.height() / 2.0;
+    const double a = r.width() / 2.0, b = r.height() / 2.0;
+    for (qint64 y = top; y < bottom; ++y) {
+        unsigned char *row = mask.data() + size_t(y) * size_t(width);
+        for (qint64 x = left; x < right; ++x) {
+            if (step.shape == Step::Ellipse) {
+                const double u = (x + 0.5 - cx) / a, v = (y + 0.5 - cy) / b;
+                if (u * u + v * v > 1.0)
+                    continue;
+            }
+            row[x] = 255;
+        }
+    }
+    return mask;
+}
+
+const char *modeName(int mode)
+{
+    switch (mode) {
+    case VellCombineMode::Add: return "add";
+    case VellCombineMode::Subtract: return "subtract";
+    case VellCombineMode::Intersect: return "intersect";
+    default: return "replace";
+    }
+}
+
+// Runs the steps through addMask, inverts when asked, measures the result.
+bool work(SelectJob *job)
+{
+    VellSelection *selection = job->selection;
+    for (int i = 0; i < job->steps.size(); ++i) {
+        const Step &step = job->steps.at(i);
+        const std::vector<unsigned char> mask = stepMask(*job, i);
+        selection->combineMode = step.mode;
+        if (!selection->addMask(mask.data(), job->width, job->height, 0, 0)) {
+            vellError(QStringLiteral("%1: the selection refused the mask").arg(step.argument));
+            return false;
+        }
+        vellNote(QStringLiteral("step %1/%2: %3 %4").arg(i + 1).arg(job->steps.size())
+                     .arg(QLatin1String(modeName(step.mode)), step.argument));
+    }
+    if (job->invert)
+        selection->inverse();
+    // The box and counts of the final coverage (addMask measures before its
+    // median smoothing).
+    selection->calcBoundBox(QRect(QPoint(0, 0), QPoint(job->height - 1, job->width - 1)));
+
+    QImage image(job->width, job->height, QImage::Format_Grayscale8);
+    if (image.isNull()) {
+        vellError(QStringLiteral("no memory for a %1 x %2 image").arg(job->width).arg(job->height));
+        return false;
+    }
+    const unsigned char *bits = selection->getMask();
+    const size_t stride = size_t(selection->getPaddedWidth());
+    for (int y = 0; y < job->height; ++y)
+        std::memcpy(image.scanLine(y), bits + size_t(y) * stride, size_t(job->width));
+    job->result = image;
+    return true;
+}
+
+void report(const SelectJob &job)
+{
+    const VellSelection *selection = job.selection;
+    const QRectF box = selection->getRawBoundBox();
+    if (selection->getPositiveCount() == 0) {
+        vellNote(QStringLiteral("nothing selected"));
+    } else {
+        vellNote(QStringLiteral("box: %1,%2 %3x%4").arg(box.x()).arg(box.y()).arg(box.width()).arg(box.height()));
+        vellNote(QStringLiteral("selected: %1 (%2 at least half)")
+                     .arg(vellCount(selection->getPositiveCount(), "pixel"))
+                     .arg(selection->getVisibleCount()));
+    }
+    vellNote(QStringLiteral("wrote %1 (%2 x %3)").arg(job.outputPath).arg(job.width).arg(job.height));
+}
+
+} // namespace
+
+int vellSelectCommand(VellHost &host, const QStringList &args)
+{
+    SelectJob job;   // the document goes before the host
+    const int parsed = parse(args, &job);
+    if (parsed != kProceed)
+        return parsed;
+    host.setUp(VellHost::Headless);   // the selection works on the CPU
+    QStringList inputs{job.inputPath};
+    for (const Step &step : job.steps)
+        if (step.shape == Step::Mask)
+            inputs << step.path;
+    if (!vellCheckImageSuffix(job.outputPath) || vellOutputIsInput(job.outputPath, inputs))
+        return ExitUsage;
+
+    QElapsedTimer timer;
+    timer.start();
+    if (!build(&job) || !work(&job) || !vellWriteImageFile(job.outputPath, job.result))
+        return ExitFailure;
+    report(job);
+    vellNote(QStringLiteral("%1 ms").arg(timer.elapsed()));
+    return ExitOk;
+}
