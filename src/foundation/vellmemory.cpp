@@ -49,6 +49,13 @@ bool readMemAvailable(quint64 *bytes)
     return false;
 }
 
+// The signal carries an int: an excess of 2^31 bytes or more is reported as
+// INT_MAX, which still means "far over".
+int excessOf(qint64 usedAfter, int limit)
+{
+    return usedAfter > limit ? int(qMin<qint64>(usedAfter - limit, INT_MAX)) : 0;
+}
+
 } // namespace
 
 VellMemory *VellMemory::getInstance()
@@ -64,7 +71,7 @@ VellMemory::VellMemory(int limit, QObject *parent)
 
 VellMemory::~VellMemory() = default;
 
-int VellMemory::getUsed() const
+qint64 VellMemory::getUsed() const
 {
     QMutexLocker lock(&mutex);
     return used;
@@ -105,9 +112,7 @@ unsigned char *VellMemory::alloc(int size)
     int excess = 0;
     {
         QMutexLocker lock(&mutex);
-        const qint64 after = qint64(used) + size;
-        if (after > limit)
-            excess = int(qMin<qint64>(after - limit, INT_MAX));
+        excess = excessOf(used + size, limit);
     }
     if (excess > 0)
         emit memoryNotEnough(excess);   // the history may free memos before we go on
@@ -138,15 +143,18 @@ unsigned char *VellMemory::alloc(int size)
         return nullptr;
     }
 
-    int usedAfter = 0;
+    qint64 usedAfter = 0;
     {
         QMutexLocker lock(&mutex);
         records.append({static_cast<unsigned char *>(p), size});
         used += size;
         usedAfter = used;
     }
-    VellLog::Instance()->Log("Memory Allocation: Size(%d), Used(%d), Remain(%d)\n", size, usedAfter,
-                             limit - usedAfter);
+    // The log's formatter has no 64-bit conversion: the total and what
+    // remains of the budget go to it as text, here and below.
+    VellLog::Instance()->Log("Memory Allocation: Size(%d), Used(%s), Remain(%s)\n", size,
+                             QByteArray::number(usedAfter).constData(),
+                             QByteArray::number(limit - usedAfter).constData());
     return static_cast<unsigned char *>(p);
 }
 
@@ -155,7 +163,7 @@ bool VellMemory::release(unsigned char *pointer)
     if (!pointer)
         return false;
     int size = 0;
-    int usedAfter = 0;
+    qint64 usedAfter = 0;
     {
         QMutexLocker lock(&mutex);
         for (int i = 0; i < records.size(); ++i) {
@@ -168,8 +176,9 @@ bool VellMemory::release(unsigned char *pointer)
         }
         usedAfter = used;
     }
-    VellLog::Instance()->Log("Memory Release: Size(%d), Used(%d), Remain(%d)\n", size, usedAfter,
-                             limit - usedAfter);
+    VellLog::Instance()->Log("Memory Release: Size(%d), Used(%s), Remain(%s)\n", size,
+                             QByteArray::number(usedAfter).constData(),
+                             QByteArray::number(limit - usedAfter).constData());
     std::free(pointer);
     return true;
 }
@@ -179,12 +188,10 @@ void VellMemory::takeAway(int size)
     if (size > limit / 2)
         return;
     int excess = 0;
-    int usedAfter = 0;
+    qint64 usedAfter = 0;
     {
         QMutexLocker lock(&mutex);
-        const qint64 after = qint64(used) + size;
-        if (after > limit)
-            excess = int(qMin<qint64>(after - limit, INT_MAX));
+        excess = excessOf(used + size, limit);
         used += size;
         usedAfter = used;
     }
@@ -192,20 +199,22 @@ void VellMemory::takeAway(int size)
     // response sees the new total.
     if (excess > 0)
         emit memoryNotEnough(excess);
-    VellLog::Instance()->Log("Memory taken away: Size(%d), Used(%d), Remain(%d)\n", size, usedAfter,
-                             limit - usedAfter);
+    VellLog::Instance()->Log("Memory taken away: Size(%d), Used(%s), Remain(%s)\n", size,
+                             QByteArray::number(usedAfter).constData(),
+                             QByteArray::number(limit - usedAfter).constData());
 }
 
 void VellMemory::returnBack(int size)
 {
-    int usedAfter = 0;
+    qint64 usedAfter = 0;
     {
         QMutexLocker lock(&mutex);
         used -= size;
         usedAfter = used;
     }
-    VellLog::Instance()->Log("Memory returned back: Size(%d), Used(%d), Remain(%d)\n", size,
-                             usedAfter, limit - usedAfter);
+    VellLog::Instance()->Log("Memory returned back: Size(%d), Used(%s), Remain(%s)\n", size,
+                             QByteArray::number(usedAfter).constData(),
+                             QByteArray::number(limit - usedAfter).constData());
 }
 
 VellSystemResources VellMemory::probeSystem()

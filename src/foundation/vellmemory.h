@@ -61,7 +61,9 @@ public:
 
     void *vellMemset(void *pointer, int value, unsigned long count);
 
-    int getUsed() const;
+    // The booked total is 64-bit: several bookings below 2^31 bytes each can
+    // together pass it. A single booking (alloc, takeAway) stays below 2^31.
+    qint64 getUsed() const;
     int getLimit() const { return limit; }
     int getRecordCount() const;
 
@@ -78,14 +80,13 @@ public:
     void setAllocator(Allocator allocator);
 
 signals:
+    // The bytes by which a booking passes the budget, clamped to INT_MAX.
     void memoryNotEnough(int excess);
 
 private:
     void *systemAlloc(size_t size);
-    void book(int size, int *usedAfter);
-
     mutable QMutex mutex;
-    int used = 0;
+    qint64 used = 0;
     int limit = 0;
     QVector<VellMemoryBlock> records;
     Allocator allocator;

@@ -144,12 +144,12 @@ private slots:
     void hostHandOver()
     {
         VellMemory *budget = VellMemory::getInstance();
-        const int before = budget->getUsed();
+        const qint64 before = budget->getUsed();
         {
             VellLayer layer("L");
             VellPictureHost *first = patternHost(8, 6);
             layer.setVellPictureHost(first);
-            const int withOne = budget->getUsed();
+            const qint64 withOne = budget->getUsed();
             QVERIFY(withOne > before);
 
             std::unique_ptr<VellPictureHost> taken = layer.takePictureHost();
@@ -161,7 +161,7 @@ private slots:
             layer.setVellPictureHost(patternHost(4, 2));
             QCOMPARE(layer.getWidth(), 4);
             taken.reset();
-            const int withSecond = budget->getUsed();
+            const qint64 withSecond = budget->getUsed();
             layer.setVellPictureHost(layer.getPictureHost());   // the same host: kept
             QCOMPARE(budget->getUsed(), withSecond);
             QCOMPARE(layer.getWidth(), 4);

@@ -77,7 +77,7 @@ private slots:
         unsigned char *b = memory.alloc(second);
         QVERIFY(a);   // over the budget still allocates
         QVERIFY(b);
-        QCOMPARE(memory.getUsed(), first + second);
+        QCOMPARE(memory.getUsed(), qint64(first + second));
         QCOMPARE(memory.getRecordCount(), 2);
         QCOMPARE(spy.count(), excess ? 1 : 0);
         QCOMPARE(spy.count() ? spy.at(0).at(0).toInt() : 0, excess);
@@ -86,8 +86,36 @@ private slots:
         QVERIFY2(consoleLog().contains(expected), expected.constData());
         QVERIFY(memory.release(a));
         QVERIFY(memory.release(b));
-        QCOMPARE(memory.getUsed(), 0);
+        QCOMPARE(memory.getUsed(), qint64(0));
         QCOMPARE(memory.getRecordCount(), 0);
+    }
+
+    // Three 1 GiB bookings: the total passes 2^31 and the excess passes
+    // INT_MAX, which the signal reports clamped. The allocator hands out one
+    // byte per booking, so nothing large is really taken.
+    void totalsPastTwoGiB()
+    {
+        const int gib = 1 << 30;
+        const qint64 limit = 419430400;
+        VellMemory memory(static_cast<int>(limit));
+        memory.setAllocator([](size_t) { return std::malloc(1); });
+        QSignalSpy spy(&memory, &VellMemory::memoryNotEnough);
+        unsigned char *blocks[3] = {};
+        for (unsigned char *&block : blocks)
+            block = memory.alloc(gib);
+        QCOMPARE(memory.getUsed(), 3 * qint64(gib));
+        QCOMPARE(spy.count(), 3);
+        QCOMPARE(spy.at(1).at(0).toInt(), int(2 * qint64(gib) - limit));
+        QCOMPARE(spy.at(2).at(0).toInt(), INT_MAX);   // 2801795072 bytes over
+        QVERIFY(consoleLog().endsWith("Memory Allocation: Size(1073741824), Used(3221225472), "
+                                      "Remain(-2801795072)\n"));
+        memory.takeAway(int(limit / 2));   // still signals, clamped
+        QCOMPARE(spy.last().at(0).toInt(), INT_MAX);
+        memory.returnBack(int(limit / 2));
+        for (unsigned char *block : blocks)
+            QVERIFY(memory.release(block));
+        QCOMPARE(memory.getUsed(), qint64(0));
+        memory.setAllocator(nullptr);
     }
 
     void releaseRules()
@@ -98,10 +126,10 @@ private slots:
         QVERIFY(!memory.release(nullptr));
         QCOMPARE(consoleLog(), before);   // nothing logged for null
         QVERIFY(memory.release(static_cast<unsigned char *>(std::malloc(64))));   // freed, not booked
-        QCOMPARE(memory.getUsed(), 100);
+        QCOMPARE(memory.getUsed(), qint64(100));
         QVERIFY(consoleLog().endsWith("Memory Release: Size(0), Used(100), Remain(900)\n"));
         QVERIFY(memory.release(booked));
-        QCOMPARE(memory.getUsed(), 0);
+        QCOMPARE(memory.getUsed(), qint64(0));
         QVERIFY(consoleLog().endsWith("Memory Release: Size(100), Used(0), Remain(1000)\n"));
     }
 
@@ -112,15 +140,15 @@ private slots:
         unsigned char *p = memory.alloc(300);
         QSignalSpy spy(&memory, &VellMemory::memoryNotEnough);
         memory.takeAway(501);   // over half the budget: ignored
-        QCOMPARE(memory.getUsed(), 300);
+        QCOMPARE(memory.getUsed(), qint64(300));
         memory.takeAway(500);
         memory.takeAway(400);   // crosses the budget by 200
-        QCOMPARE(memory.getUsed(), 1200);
+        QCOMPARE(memory.getUsed(), qint64(1200));
         QCOMPARE(spy.count(), 1);
         QCOMPARE(spy.at(0).at(0).toInt(), 200);
         QVERIFY(consoleLog().endsWith("Memory taken away: Size(400), Used(1200), Remain(-200)\n"));
         memory.returnBack(1500);   // nothing checks the balance
-        QCOMPARE(memory.getUsed(), -300);
+        QCOMPARE(memory.getUsed(), qint64(-300));
         QVERIFY(consoleLog().endsWith("Memory returned back: Size(1500), Used(-300), Remain(1300)\n"));
         memory.release(p);
     }
@@ -149,7 +177,7 @@ private slots:
         QTEST((QVector<int>{ consoleLog().count(wait) - before, historyClears, textureDrops }), "recovery");
         const bool succeeds = failures < 13;
         QCOMPARE(p != nullptr, succeeds);
-        QCOMPARE(memory.getUsed(), succeeds ? 4096 : 0);
+        QCOMPARE(memory.getUsed(), qint64(succeeds ? 4096 : 0));
         QCOMPARE(memory.getRecordCount(), succeeds ? 1 : 0);
         QCOMPARE(messages.size(), succeeds ? 0 : 1);
         if (!succeeds) {
@@ -233,7 +261,7 @@ private slots:
         for (const auto &live : kept)
             for (const auto &block : live)
                 memory.release(block.first);
-        QCOMPARE(memory.getUsed(), 0);
+        QCOMPARE(memory.getUsed(), qint64(0));
     }
 };
 

@@ -75,7 +75,7 @@ void TestVellChannel::channel()
     QFETCH(int, width);
     QFETCH(int, height);
     QFETCH(int, padded);
-    const int used = VellMemory::getInstance()->getUsed();
+    const qint64 used = VellMemory::getInstance()->getUsed();
     const QByteArray header = bigEndian32(width) + bigEndian32(height);
     if (padded < 0) {
         AllocationCounter allocations;
@@ -162,7 +162,7 @@ void TestVellChannel::swapTwice()
     auto fill = [&](int seed) { std::memcpy(bits, mixed(QRect(), 0, seed).constData(), size_t(bytes)); };
     fill(4);
 
-    const int used = VellMemory::getInstance()->getUsed();
+    const qint64 used = VellMemory::getInstance()->getUsed();
     std::unique_ptr<VellBlockedSparseChannel> mask;
     std::unique_ptr<VellSparsePicture> list;
     VellBlockedSparsePicture *block = nullptr;

@@ -99,7 +99,8 @@ void TestVellPictureHost::host()
     QFETCH(int, height);
     QFETCH(int, givenPixelWidth);
     QFETCH(int, pixelWidth);
-    const int used = VellMemory::getInstance()->getUsed(), size = width * height * pixelWidth;
+    const qint64 used = VellMemory::getInstance()->getUsed();
+    const int size = width * height * pixelWidth;
     {
         VellPictureHost host(width, height, givenPixelWidth);
         walk(host.getData(), hostRect(host), pixelWidth, pattern(5), true);
@@ -270,7 +271,8 @@ void TestVellPictureHost::blockSetRegion()
 void TestVellPictureHost::adoptedBuffer()
 {
     VellMemory *memory = VellMemory::getInstance();
-    const int used = memory->getUsed(), records = memory->getRecordCount();
+    const qint64 used = memory->getUsed();
+    const int records = memory->getRecordCount();
     auto host = std::make_unique<VellPictureHost>(6, 4, memory->alloc(6 * 4 * 4), 3);
     QCOMPARE(host->getPixelWidth(), 4u);
     QCOMPARE(memory->getUsed(), used + 6 * 4 * 4);
@@ -316,7 +318,7 @@ void TestVellPictureHost::badStreams()
     QFETCH(bool, sequential);
     QFETCH(int, status);
     VellPictureHost stale(1, 1, 4), *host = &stale;   // must be cleared
-    const int used = VellMemory::getInstance()->getUsed();
+    const qint64 used = VellMemory::getInstance()->getUsed();
     SequentialBuffer pipe(bytes);
     QDataStream file(bytes), piped(&pipe), &in = sequential ? piped : file;
     AllocationCounter allocations;
