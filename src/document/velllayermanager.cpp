@@ -89,12 +89,17 @@ VellLayerBase *VellLayerManager::getActiveLayer()
     return activeLayer;
 }
 
+bool VellLayerManager::canOwn(const VellLayerBase *layer) const
+{
+    return layer->getPermanentIndex() != -1 || nextPermanentIndex < INT_MAX;
+}
+
 void VellLayerManager::own(VellLayerBase *layer)
 {
     if (!allLayers.contains(layer))
         allLayers.append(layer);
     if (layer->getPermanentIndex() == -1)
-        layer->setPermanentIndex(nextPermanentIndex++);
+        layer->setPermanentIndex(nextPermanentIndex++);   // canOwn() was asked first
 }
 
 void VellLayerManager::addLayer(VellLayerBase *layer, bool recordMemo)
@@ -102,6 +107,10 @@ void VellLayerManager::addLayer(VellLayerBase *layer, bool recordMemo)
     const std::optional<Document> document = currentDocument();
     if (!document || !layer || layers.contains(layer))
         return;
+    if (!canOwn(layer)) {
+        VellLog::Instance()->Log("VellLayerManager: no permanent index left for a new layer\n");
+        return;
+    }
     // An empty stack has nothing to restore, but the pending memo still
     // belongs before this change.
     if (recordMemo)
@@ -129,7 +138,7 @@ void VellLayerManager::insertLayer(VellLayerBase *layer, int index, bool recordM
 {
     Q_UNUSED(recordMemo)   // the caller records, as it activates and signals
     if (!currentDocument() || !layer || layers.contains(layer) || index < 0
-        || index > layers.size())
+        || index > layers.size() || !canOwn(layer))
         return;
     layers.insert(index, layer);
     own(layer);
@@ -310,6 +319,13 @@ QDataStream &operator>>(QDataStream &in, VellLayerManager **manager)
         in >> &layer;
         if (!layer)
             return in;   // the layer's reader has set the status
+        if (!result->canOwn(layer)) {
+            // A layer without an index in a stack that has handed out the last one.
+            VellLog::Instance()->Log("VellLayerManager: corrupt stream (no permanent index left)\n");
+            delete layer;
+            in.setStatus(QDataStream::ReadCorruptData);
+            return in;
+        }
         result->addToStack(layer, true);   // a manager being read has no listeners
         layer->setLatestPlace(VellLayer::HostOnly);
     }

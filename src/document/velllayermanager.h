@@ -80,7 +80,8 @@ public:
     // layerListChanged() that unselectDisactiveLayers() always emits.
     void addLayer(VellLayerBase *layer, bool record);
     // Takes ownership and puts the layer at `index` (0 .. count), giving it a
-    // permanent index when it has none. No memo, signal or activation: the
+    // permanent index when it has none. A layer without one is refused (as by
+    // addLayer) once the next index has reached INT_MAX. No memo, signal or activation: the
     // caller does those.
     void insertLayer(VellLayerBase *layer, int index, bool record);
     // Takes the layer off the stack; the one below it (the one above for the
@@ -123,6 +124,9 @@ private:
     // already settled the document question (the stream reader has none).
     void addToStack(VellLayerBase *layer, bool quiet);
     void activate(int index, bool quiet);
+    // Whether the layer can be owned: it has a permanent index, or one is
+    // left to give it (indices stop at INT_MAX rather than wrapping).
+    bool canOwn(const VellLayerBase *layer) const;
     void own(VellLayerBase *layer);
 
     QVector<VellLayerBase *> layers;           // the stack, bottom first; not a separate ownership

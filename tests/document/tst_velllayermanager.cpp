@@ -262,6 +262,37 @@ private slots:
         QDataStream(&text, QIODevice::WriteOnly) << qint32(1) << qint32(1) << QString("VellTextLayer")
                                                  << QString("x");
         QTest::newRow("text layer record") << text;
+        // The reader would give the unnumbered layer INT_MAX and wrap the next index.
+        QScopedPointer<VellLayer> unnumbered(raster("U", 2, 2));
+        QByteArray exhausted;
+        QDataStream(&exhausted, QIODevice::WriteOnly) << qint32(INT_MAX) << qint32(1)
+                                                      << QString("VellLayer") << unnumbered.data();
+        QTest::newRow("no permanent index left") << exhausted;
+    }
+
+    // The last index is given out and then nothing more is.
+    void lastPermanentIndex()
+    {
+        QScopedPointer<VellLayer> unnumbered(raster("U", 2, 2));
+        QByteArray bytes;
+        QDataStream(&bytes, QIODevice::WriteOnly) << qint32(INT_MAX - 1) << qint32(1)
+                                                  << QString("VellLayer") << unnumbered.data();
+        QScopedPointer<VellLayerManager> back(readBack(bytes));
+        QVERIFY(back);
+        QCOMPARE(back->getLayer(0)->getPermanentIndex(), INT_MAX - 1);
+        QCOMPARE(back->getNextPermanentIndex(), INT_MAX);
+        VellLayerBase *refused = new VellLayerBase("R");
+        back->addLayer(refused, false);
+        QCOMPARE(back->getLayerCount(), 1);
+        QVERIFY(back->isNewLayer(refused));   // not taken, so still ours
+        back->insertLayer(refused, 0, false);
+        QCOMPARE(back->getLayerCount(), 1);
+        delete refused;
+        VellLayerBase *numbered = new VellLayerBase("N");
+        numbered->setPermanentIndex(5);
+        back->addLayer(numbered, false);
+        QCOMPARE(back->getLayerCount(), 2);
+        QCOMPARE(back->getNextPermanentIndex(), INT_MAX);
     }
     void streamFailures()
     {
