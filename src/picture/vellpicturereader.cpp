@@ -3,11 +3,15 @@
 #include "dialogs/vellreadimageresizewidget.h"
 #include "foundation/vellglobalsettings.h"
 #include "foundation/velllog.h"
+#include "foundation/vellmemory.h"
 #include "picture/vellpicture.h"
 #include "picture/vellpicturehost.h"
 
 #include <QImage>
+#include <QImageReader>
 
+#include <algorithm>
+#include <climits>
 #include <memory>
 
 static_assert(Q_BYTE_ORDER == Q_LITTLE_ENDIAN, "ARGB32 images must be stored B, G, R, A");
@@ -35,10 +39,11 @@ bool convertToArgb32(QImage &image)
 
 bool loadImage(const QString &path, QImage &image)
 {
-    if (path.isEmpty())
-        return false;
-    if (!image.load(path)) {
-        VellLog::Instance()->Log("VellPictureReader: cannot read %s\n", qPrintable(path));
+    QString error;
+    image = VellPictureReader::readImageFile(path, &error);
+    if (image.isNull()) {
+        VellLog::Instance()->Log("VellPictureReader: cannot read %s: %s\n", qPrintable(path),
+                                 qPrintable(error));
         return false;
     }
     return true;
@@ -115,4 +120,51 @@ VellPicture *VellPictureReader::ReadPicture(const QString &path)
     if (picture->isNull())
         return nullptr;
     return picture.release();
+}
+
+qint64 VellPictureReader::decodeCeiling()
+{
+    const VellGlobalSettings *settings = VellGlobalSettings::getInstance();
+    const QSize limit = settings->getImageLimitSize();
+    // The largest picture the limits let through, in 4-byte pixels.
+    const qint64 limitPixels = std::min(qint64(std::max(limit.width(), 0)) * std::max(limit.height(), 0),
+                                        qint64(std::max(settings->getImageLimitPixel(), 0)) * 1048576);
+    const qint64 ceiling = std::max(limitPixels * 4, qint64(VellMemory::getInstance()->getLimit()));
+    return std::min(ceiling, qint64(INT_MAX));   // a host or a picture holds less than 2^31 bytes
+}
+
+QImage VellPictureReader::readImageFile(const QString &path, QString *error)
+{
+    const auto fail = [error](const QString &why) {
+        if (error)
+            *error = why;
+        return QImage();
+    };
+    if (path.isEmpty())
+        return fail(tr("no file name"));
+    QImageReader reader(path);
+    // The header's size, read before anything is decoded: a few bytes of a
+    // compressed file can claim gigabytes of pixels.
+    const QSize declared = reader.size();
+    if (!declared.isValid() || declared.isEmpty()) {
+        // The reader's own reason when it knows none of the formats.
+        return fail(reader.canRead() ? tr("the file does not say how large its picture is")
+                                     : reader.errorString());
+    }
+    const qint64 ceiling = decodeCeiling();
+    // Both sides are positive ints, so the product fits in 64 bits and is
+    // compared before multiplying by the pixel's 4 bytes.
+    const qint64 pixels = qint64(declared.width()) * declared.height();
+    if (pixels > ceiling / 4)
+        return fail(tr("its picture of %1 x %2 pixels is too large to open")
+                        .arg(declared.width()).arg(declared.height()));
+    QImage image = reader.read();
+    if (image.isNull())
+        return fail(reader.errorString());
+    // A decoder that made more than its header said (a multi-frame file whose
+    // frame outgrows the screen it declared) is held to the same ceiling.
+    if (qint64(image.width()) * image.height() > ceiling / 4)
+        return fail(tr("its picture of %1 x %2 pixels is too large to open")
+                        .arg(image.width()).arg(image.height()));
+    return image;
 }

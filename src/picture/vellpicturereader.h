@@ -44,14 +44,28 @@ public:
     // in batch or quiet mode the dialog is not shown and its proposal is used.
     // `image` is scaled and converted to ARGB32 in place.
     VellPictureHost *ReadImageToHost(QImage &image);
-    // Null for an empty path or a file QImage cannot read; otherwise
+    // Null for an empty path or a file readImageFile refuses; otherwise
     // ReadImageToHost of the loaded image.
     VellPictureHost *ReadPictureToHost(const QString &path);
     // A whole picture (depth 4, B, G, R, A) of the file's size, owned by the
     // caller, with its texture when a GL context is current. Null without a
-    // current document, for a file QImage cannot read or when memory runs
-    // out. The size limits do not apply: the caller chose this picture.
+    // current document, for a file readImageFile refuses or when memory runs
+    // out. The size limits do not apply (the caller chose this picture), the
+    // decode ceiling does.
     VellPicture *ReadPicture(const QString &path);
+
+    // Reads an image file (its first frame) for the two readers above, and
+    // for hosts that decode images themselves. The size the file declares is
+    // checked before anything is decoded: a file that declares none, or one
+    // whose 4-byte pixels would pass decodeCeiling(), is refused, so a few
+    // bytes claiming gigabytes of pixels cost nothing. Null on failure, with
+    // the reason in *error (may be null).
+    static QImage readImageFile(const QString &path, QString *error = nullptr);
+    // The most bytes (of 4-byte pixels) a decode may take: the larger of the
+    // memory budget and the largest picture the image size limits let
+    // through, and below 2^31. Pictures over the limits but within this are
+    // still decoded whole and then shrunk; larger ones are refused.
+    static qint64 decodeCeiling();
 };
 
 #endif // VELLPICTUREREADER_H

@@ -1,9 +1,11 @@
 #include "foundation/vellglobalsettings.h"
+#include "foundation/vellmemory.h"
 #include "picture/vellpicturehost.h"
 #include "picture/vellpicturereader.h"
 
 #include <QApplication>
 #include <QDialog>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
 
@@ -68,6 +70,75 @@ private slots:
         QCOMPARE(QSize(host->getWidth(), host->getHeight()), size);
         for (int i = 0; i < pixels.size(); ++i)   // reads bytes B, G, R, A into a QRgb
             QCOMPARE(QRgb(host->getPixel8bit(i, 0)), pixels[i]);
+    }
+
+    // Files whose headers claim more pixels than the decode ceiling are
+    // refused from the header alone: nothing reaches the budget, and the
+    // reason names the claimed size. The same decoders still read honest files.
+    void declaredSizes_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("reason");   // empty: read
+        const QString bombs = QStringLiteral(VELL_SOURCE_DIR "/tests/fuzz/regressions/picturereader/");
+        QTest::newRow("JPEG of 623 bytes, 65500 x 65500") << bombs + "jpeg-65500x65500.jpg"
+                                                          << "65500 x 65500 pixels is too large";
+        QTest::newRow("BMP of 70 bytes, 7201 x 32767") << bombs + "bmp-7201x32767.bmp"
+                                                       << "7201 x 32767 pixels is too large";
+        QTest::newRow("GIF of 35 bytes, 65535 x 65535") << bombs + "gif-65535x65535.gif"
+                                                        << "65535 x 65535 pixels is too large";
+        QTest::newRow("not an image") << QStringLiteral(VELL_TEST_DATA_DIR "/commands.xml")
+                                      << "Unsupported image format";
+        QTest::newRow("honest PNG over the limits") << QString("png") << QString();
+        QTest::newRow("honest BMP within the limits") << QString("bmp") << QString();
+    }
+    void declaredSizes()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, reason);
+        VellGlobalSettings::getInstance()->setImageLimitSize(QSize(64, 64));
+        VellPictureReader::setDocumentProbe([] { return VellPictureReader::Document{true, false}; });
+        QTemporaryDir dir;
+        QImage honest(100, 50, QImage::Format_RGB32);
+        honest.fill(qRgb(10, 200, 30));
+        if (path == "png" || path == "bmp") {
+            const QString format = path;
+            path = dir.filePath("honest." + format);
+            QVERIFY(honest.copy(0, 0, format == "png" ? 100 : 40, format == "png" ? 50 : 20).save(path));
+        }
+        QString error;
+        const QImage image = VellPictureReader::readImageFile(path, &error);
+        QCOMPARE(image.isNull(), !reason.isEmpty());
+        QVERIFY2(error.contains(reason), qPrintable(error));
+        const qint64 used = VellMemory::getInstance()->getUsed();
+        std::unique_ptr<VellPictureHost> host(VellPictureReader().ReadPictureToHost(path));
+        QCOMPARE(bool(host), reason.isEmpty());
+        if (host) {   // over the limits the batch document shrinks it to 64 x 32
+            QCOMPARE(QSize(host->getWidth(), host->getHeight()),
+                     path.endsWith("png") ? QSize(64, 32) : QSize(40, 20));
+            QCOMPARE(QRgb(host->getPixel8bit(3, 3)), qRgb(10, 200, 30));
+            host.reset();
+        }
+        QCOMPARE(VellMemory::getInstance()->getUsed(), used);
+    }
+
+    // The ceiling is the budget or what the limits let through, whichever is
+    // larger, and always below 2^31 bytes.
+    void decodeCeiling()
+    {
+        VellGlobalSettings *settings = VellGlobalSettings::getInstance();
+        const qint64 budget = VellMemory::getInstance()->getLimit();
+        const int pixelLimit = settings->getImageLimitPixel();
+        const QSize sideLimit = settings->getImageLimitSize();
+        settings->setImageLimitSize(QSize(64, 64));
+        QCOMPARE(VellPictureReader::decodeCeiling(), budget);   // the limits allow less
+        settings->setImageLimitSize(QSize(20000, 20000));
+        settings->setImageLimitPixel(400);   // 400 MiP: the sides bind at 4e8 pixels
+        QCOMPARE(VellPictureReader::decodeCeiling(), qint64(1600000000));
+        settings->setImageLimitSize(QSize(30000, 30000));
+        settings->setImageLimitPixel(1000);   // 9e8 pixels of 4 bytes pass 2^31
+        QCOMPARE(VellPictureReader::decodeCeiling(), qint64(INT_MAX));
+        settings->setImageLimitPixel(pixelLimit);
+        settings->setImageLimitSize(sideLimit);
     }
 
     void unreadableFiles()
