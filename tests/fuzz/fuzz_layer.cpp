@@ -1,0 +1,33 @@
+// A raster layer's stream form, in both versions (the first byte picks one):
+// its attributes, its picture host and its mask.
+
+#include "vellfuzz.h"
+
+#include "document/velllayer.h"
+#include "document/velllayermask.h"
+#include "picture/vellpicturehost.h"
+
+#include <QDataStream>
+
+#include <cstdlib>
+#include <memory>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    VellFuzz::setUp();
+    VellFuzz::Oracle oracle;
+    QDataStream in(VellFuzz::takeStreamVersion(data, size));
+    in.setVersion(QDataStream::Qt_4_8);
+    VellLayer *layer = nullptr;
+    in >> &layer;
+    std::unique_ptr<VellLayer> owned(layer);
+    if (layer) {
+        if (in.status() != QDataStream::Ok)
+            std::abort();
+        const VellLayerMask *mask = layer->getLayerMask();
+        const VellPictureHost *host = layer->getPictureHost();
+        if (!host || (mask && (mask->getWidth() < 0 || mask->getHeight() < 0)))
+            std::abort();   // a layer read always has its host
+    }
+    return 0;
+}

@@ -1,0 +1,161 @@
+// Writes small seed inputs for every harness with the library's own writers,
+// into FOLDER/<harness>/: vell-fuzz-seeds FOLDER. The seeds in the
+// repository were made by it; run it again when a stream form changes.
+
+#include "vellfuzz.h"
+
+#include "document/vellcontext.h"
+#include "document/velllayer.h"
+#include "document/velllayermanager.h"
+#include "document/velllayermask.h"
+#include "foundation/vellglobalsettings.h"
+#include "picture/vellchannel.h"
+#include "picture/vellpicturehost.h"
+
+#include <QBuffer>
+#include <QDataStream>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QImageWriter>
+
+#include <cstdio>
+#include <functional>
+
+namespace {
+
+QString outRoot;
+
+bool save(const QString &harness, const QString &name, const QByteArray &bytes)
+{
+    const QString dir = outRoot + QLatin1Char('/') + harness;
+    QFile file(dir + QLatin1Char('/') + name);
+    if (!QDir().mkpath(dir) || !file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()) {
+        std::fprintf(stderr, "cannot write %s\n", qPrintable(file.fileName()));
+        return false;
+    }
+    return true;
+}
+
+// What a writer puts into a stream of the library's file version.
+QByteArray streamed(const std::function<void(QDataStream &)> &write)
+{
+    QByteArray bytes;
+    QDataStream out(&bytes, QIODevice::WriteOnly);
+    out.setVersion(QDataStream::Qt_4_8);
+    write(out);
+    return bytes;
+}
+
+// A small picture with a different value in every byte.
+VellPictureHost *host(unsigned width, unsigned height, unsigned pixelWidth, int seed)
+{
+    auto *h = new VellPictureHost(width, height, pixelWidth);
+    for (qint64 i = 0; i < h->getByteCount(); ++i)
+        h->getData()[i] = uchar(i * 37 + seed);
+    return h;
+}
+
+VellLayer *layer(const char *name, unsigned width, unsigned height, bool masked, int seed)
+{
+    auto *l = new VellLayer(QString::fromLatin1(name));
+    l->setVellPictureHost(host(width, height, 4, seed));
+    l->setAlpha(0.75f);
+    l->setPosition(QPointF(3, -2));
+    if (masked) {
+        l->createLayerMask();
+        l->getLayerMask()->getData()[1] = 17;
+    }
+    return l;
+}
+
+// The harnesses' leading byte: its low bit picks layer stream version 2.
+QByteArray versioned(int version, const QByteArray &stream)
+{
+    return QByteArray(1, char(version == 2 ? 1 : 0)) + stream;
+}
+
+QByteArray image(const QImage &picture, const char *format)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, format);
+    return writer.write(picture) ? bytes : QByteArray();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: %s FOLDER\n", argv[0]);
+        return 2;
+    }
+    VellFuzz::setUp();
+    outRoot = QString::fromLocal8Bit(argv[1]);
+    bool ok = true;
+
+    for (unsigned pw : {4u, 8u}) {
+        std::unique_ptr<VellPictureHost> h(host(3, 2, pw, int(pw)));
+        ok &= save("picturehost", QStringLiteral("3x2x%1").arg(pw), streamed([&](QDataStream &out) { out << h.get(); }));
+    }
+    std::unique_ptr<VellPictureHost> empty(new VellPictureHost(0, 0, 4));
+    ok &= save("picturehost", "empty", streamed([&](QDataStream &out) { out << empty.get(); }));
+
+    VellChannel channel(5, 2);
+    channel.getData()[2] = 9;
+    ok &= save("channel", "5x2", streamed([&](QDataStream &out) { out << &channel; }));
+    VellChannel none(0, 0);
+    ok &= save("channel", "empty", streamed([&](QDataStream &out) { out << &none; }));
+    VellLayerMask mask(6, 1);
+    mask.getData()[0] = 3;
+    ok &= save("mask", "6x1", streamed([&](QDataStream &out) { out << &mask; }));
+
+    for (int version : {1, 2}) {
+        VellGlobalSettings::getInstance()->streamWriteVersion = version;
+        for (bool masked : {false, true}) {
+            std::unique_ptr<VellLayer> l(layer("L", 2, 3, masked, version));
+            ok &= save("layer", QStringLiteral("v%1%2").arg(version).arg(masked ? "-masked" : ""),
+                       versioned(version, streamed([&](QDataStream &out) { out << l.get(); })));
+        }
+        // A stack, and a document around one, written by their writers.
+        VellContext document;
+        VellLayerManager *stack = document.getLayerManager();
+        // Stacks change only for a current document; this one needs no undo.
+        VellLayerManager::setDocumentProbe([] { return VellLayerManager::Document{true, {}, {}}; });
+        stack->addLayer(layer("A", 2, 2, false, 1), false);
+        stack->addLayer(layer("B", 1, 2, true, 2), false);
+        VellLayerManager::setDocumentProbe(nullptr);
+        ok &= save("layerstack", QStringLiteral("v%1-two-layers").arg(version),
+                   versioned(version, streamed([&](QDataStream &out) { out << stack; })));
+        ok &= save("document", QStringLiteral("v%1-two-layers").arg(version),
+                   versioned(version, streamed([&](QDataStream &out) { out << &document; })));
+    }
+    VellGlobalSettings::getInstance()->streamWriteVersion = 0;
+
+    QFile commands(QStringLiteral(VELL_SOURCE_DIR "/data/commands.xml"));
+    if (commands.open(QIODevice::ReadOnly)) {
+        // The first lines, closed again: the same shape in a few hundred bytes.
+        const QList<QByteArray> lines = commands.readAll().split('\n');
+        ok &= save("commandxml", "head", lines.mid(0, 8).join('\n') + "\n</Commands>\n");
+    } else {
+        ok = false;
+    }
+    ok &= save("commandxml", "empty-root", "<Commands/>");
+
+    QImage picture(5, 3, QImage::Format_ARGB32);
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 5; ++x)
+            picture.setPixel(x, y, qRgba(x * 50, y * 80, 90, 255 - x * 20));
+    for (const char *format : {"png", "jpeg", "bmp", "tiff", "webp"}) {
+        const QByteArray bytes = image(picture, format);
+        if (!bytes.isEmpty())
+            ok &= save("picturereader", QStringLiteral("5x3.%1").arg(format), bytes);
+    }
+
+    ok &= save("colourdetect", "adobe-head", QByteArray(64, '\0') + "ICC profile: Adobe RGB (1998)" + QByteArray(64, 'x'));
+    ok &= save("colourdetect", "prophoto-tail", QByteArray("no names here") + QByteArray(600, '\0') + "profile ProPhoto RGB");
+    ok &= save("colourdetect", "plain", "nothing to see");
+    return ok ? 0 : 1;
+}
