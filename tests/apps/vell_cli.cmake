@@ -436,7 +436,6 @@ foreach(row "adobe-rgb|adobe-srgb.png" "ADOBE_RGB|adobe-srgb.png" "srgb|adobe-as
     expect_same_file(${WORK_DIR}/from-loose.png ${WORK_DIR}/${want})
 endforeach()
 
-
 # select: shapes, masks and their combinations. Every step passes through the
 # selection's 3 x 3 median, so a rectangle loses its four corner pixels (80 - 4)
 # and a 3 x 3 hole keeps only its middle cross (76 - 5).
