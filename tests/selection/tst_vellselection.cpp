@@ -192,40 +192,48 @@ private slots:
     // pixel here.
     void placedMasks_data()
     {
+        // Four ints rather than a QRect: QRect would overflow computing the
+        // right edge of a mask that reaches past INT_MAX.
         QTest::addColumn<int>("mode");
-        QTest::addColumn<QRect>("place");   // the mask's columns x, rows y, and its size
-        QTest::newRow("replace inside") << int(VellCombineMode::Replace) << QRect(3, 2, 6, 5);
-        QTest::newRow("add over the right and bottom edges") << int(VellCombineMode::Add) << QRect(9, 7, 8, 6);
-        QTest::newRow("subtract over the left and top edges") << int(VellCombineMode::Subtract) << QRect(-4, -3, 9, 8);
-        QTest::newRow("intersect inside leaves the rest") << int(VellCombineMode::Intersect) << QRect(2, 2, 5, 4);
-        QTest::newRow("intersect covering the image") << int(VellCombineMode::Intersect) << QRect(-2, -2, 20, 20);
-        QTest::newRow("add wholly right of the image") << int(VellCombineMode::Add) << QRect(13, 0, 4, 4);
-        QTest::newRow("replace wholly above the image") << int(VellCombineMode::Replace) << QRect(0, -9, 4, 4);
-        QTest::newRow("add far beyond int") << int(VellCombineMode::Add) << QRect(INT_MAX - 2, 2, 3, 3);
-        QTest::newRow("subtract from far left") << int(VellCombineMode::Subtract) << QRect(INT_MIN, 0, 5, 5);
+        QTest::addColumn<int>("x");   // the mask's top-left pixel: column x, row y
+        QTest::addColumn<int>("y");
+        QTest::addColumn<int>("maskWidth");
+        QTest::addColumn<int>("maskHeight");
+        QTest::newRow("replace inside") << int(VellCombineMode::Replace) << 3 << 2 << 6 << 5;
+        QTest::newRow("add over the right and bottom edges") << int(VellCombineMode::Add) << 9 << 7 << 8 << 6;
+        QTest::newRow("subtract over the left and top edges") << int(VellCombineMode::Subtract) << -4 << -3 << 9 << 8;
+        QTest::newRow("intersect inside leaves the rest") << int(VellCombineMode::Intersect) << 2 << 2 << 5 << 4;
+        QTest::newRow("intersect covering the image") << int(VellCombineMode::Intersect) << -2 << -2 << 20 << 20;
+        QTest::newRow("add wholly right of the image") << int(VellCombineMode::Add) << 13 << 0 << 4 << 4;
+        QTest::newRow("replace wholly above the image") << int(VellCombineMode::Replace) << 0 << -9 << 4 << 4;
+        QTest::newRow("add reaching past INT_MAX") << int(VellCombineMode::Add) << INT_MAX - 2 << 2 << 3 << 3;
+        QTest::newRow("subtract from INT_MIN") << int(VellCombineMode::Subtract) << INT_MIN << 0 << 5 << 5;
     }
 
     void placedMasks()
     {
         QFETCH(int, mode);
-        QFETCH(QRect, place);
+        QFETCH(int, x);
+        QFETCH(int, y);
+        QFETCH(int, maskWidth);
+        QFETCH(int, maskHeight);
         const int width = 13, height = 11, stride = 16;
         VellSelection s(nullptr, width, height);
         const Bytes old = randomBytes(stride * height, 3, true);
         setCoverage(s, old);
-        const Bytes mask = randomBytes(qint64(place.width()) * place.height(), 4, true);
+        const Bytes mask = randomBytes(qint64(maskWidth) * maskHeight, 4, true);
         s.combineMode = mode;
-        QVERIFY(s.addMask(mask.data(), place.width(), place.height(), place.x(), place.y()));
+        QVERIFY(s.addMask(mask.data(), maskWidth, maskHeight, x, y));
 
         Bytes want = old;
         if (mode == VellCombineMode::Replace)
             std::fill(want.begin(), want.end(), 0);
         for (int r = 0; r < height; ++r)
             for (int c = 0; c < width; ++c) {
-                const qint64 mr = qint64(r) - place.y(), mc = qint64(c) - place.x();
-                if (mr < 0 || mr >= place.height() || mc < 0 || mc >= place.width())
+                const qint64 mr = qint64(r) - y, mc = qint64(c) - x;
+                if (mr < 0 || mr >= maskHeight || mc < 0 || mc >= maskWidth)
                     continue;
-                const int n = mask[size_t(mr * place.width() + mc)];
+                const int n = mask[size_t(mr * maskWidth + mc)];
                 uchar &o = want[size_t(r * stride + c)];
                 switch (mode) {
                 case VellCombineMode::Replace: o = uchar(n); break;
