@@ -7,12 +7,15 @@
 #include <QPointF>
 #include <QRect>
 #include <QRectF>
+#include <QPair>
+#include <QVector>
 
 #include <memory>
 #include <vector>
 
 class QDataStream;
 class VellCompressedSelection;
+class VellSelectionPath;
 
 // The selection of one document: one coverage byte per pixel (0 not
 // selected, 255 fully selected, values between partly selected), kept in the
@@ -134,6 +137,44 @@ public:
     // they were before. Nothing for radius < 1 or a neighbourhood of more than
     // 2^24 pixels.
     void medianFilter(int radius, const QRect &region);
+
+    // Feathering (vellselectionfeather.cpp): a Gaussian blur of the coverage
+    // of radius r (sigma r / 3, 2 ceil(r - 0.5) + 1 taps), restricted to
+    // where coverage can change. Results are clamped to 0 .. 255 and
+    // truncated; samples outside the image take the nearest edge pixel.
+    // A radius of 0 or less, or above kMaximumFeatherRadius, changes nothing.
+    static constexpr float kMaximumFeatherRadius = 4096.0f;
+    // The whole selection, over its box grown by the half-width; then the
+    // state is recorded and uploaded. Nothing for kinds Whole and Empty.
+    void feather(float radius);
+    // Around a path just drawn, by its type: only the band along a
+    // rectangle's edge (the radius limited to half the rectangle's shorter
+    // side less one), the box of an ellipse or polygon grown by the
+    // half-width. Nothing for too few points or radius 0. Not recorded.
+    void feather(VellSelectionPath *path, float radius);
+    void featherRectangle(VellSelectionPath *path, float radius);
+    void featherEllipse(VellSelectionPath *path, float radius);
+    void featherPolygon(VellSelectionPath *path, float radius);
+    // The separable blur of the ring `outer` minus `inner` (regions, see
+    // above; an empty inner leaves all of outer): a horizontal stage over
+    // outer grown by the half-width less inner shrunk by it, then a vertical
+    // stage over outer less inner. Rows split over OpenMP threads.
+    void feather2way(const QRect &inner, const QRect &outer, float radius);
+    // Large radii approximated by passes of a small 2-D kernel whose taps are
+    // spread apart (featherRepeatPasses), over the ring outer minus inner
+    // (inner non-empty, inside outer). Single-threaded; not recorded.
+    void featherRepeatMethod(const QRect &inner, const QRect &outer, float radius);
+    // The passes for radius R as (step, radius): (1, 3.5), (3, 3.5),
+    // (10, 3.5) ... while R exceeds 3.5, 12.25, 42.875 ..., then the last
+    // pass (step reach / 3.5, radius R / (reach / 3.5)); (1, R) alone for
+    // R <= 3.5.
+    static QVector<QPair<int, float>> featherRepeatPasses(float radius);
+    // One pixel's blurred byte with an n-tap kernel (n x n row-major for
+    // 2D) whose samples are `step` pixels apart, centred on (col, row); 0
+    // when n < 1.
+    uchar gaussianConv2D(int col, int row, const float *kernel, int n, int step) const;
+    uchar gaussianConvHorizontal1D(int col, int row, const float *kernel, int n, int step) const;
+    uchar gaussianConvVertical1D(int col, int row, const float *kernel, int n, int step) const;
 
     // How addMask (and later shapes) combine: a VellCombineMode, set by the
     // selection tools before each shape.
