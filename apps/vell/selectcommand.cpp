@@ -10,6 +10,7 @@
 #include "foundation/vellcodes.h"
 #include "picture/vellpicturehost.h"
 #include "selection/vellselection.h"
+#include "selection/vellselectionpath.h"
 
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -17,6 +18,7 @@
 #include <QImageReader>
 #include <QVector>
 
+#include <cmath>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -24,7 +26,7 @@
 namespace {
 
 const char *const kSelectUsage =
-    "Usage: vell select IN OUT.png STEP [STEP ...] [--invert]\n"
+    "Usage: vell select IN OUT.png STEP [STEP ...] [--feather R] [--invert]\n"
     "Builds a selection on a one-layer document of image IN and writes its coverage\n"
     "to OUT as an 8-bit grey image of IN's size (format from OUT's suffix): white\n"
     "is selected, black is not, greys are partly selected. Standard error reports\n"
@@ -35,15 +37,21 @@ const char *const kSelectUsage =
     "  --ellipse X,Y,W,H  the ellipse inside that rectangle (pixels whose centres\n"
     "                     lie inside it)\n"
     "  --mask FILE        a grey image of IN's size: its grey level is the coverage\n"
+    "  --polygon X0,Y0,X1,Y1,X2,Y2[,...]\n"
+    "                     the closed outline through those points (pixel edges;\n"
+    "                     overlapping parts alternate, even-odd); at least 3 points\n"
     "Each step may be preceded by one of\n"
     "  --add, --subtract, --intersect\n"
     "which says how it meets the selection so far; without one the first step\n"
     "replaces and later steps add. A selection starts with every pixel covered, so\n"
     "a first step that subtracts or intersects acts on the whole image.\n"
-    "Every step is smoothed by the selection's 3 x 3 median, which drops single\n"
-    "pixels and the corner pixels of a rectangle.\n"
+    "Every --rect, --ellipse and --mask step is smoothed by the selection's 3 x 3\n"
+    "median, which drops single pixels and the corner pixels of a rectangle.\n"
     "\n"
-    "  --invert           inverts the selection after the last step\n";
+    "  --feather R        softens the edge of the selection after the last step\n"
+    "                     with a Gaussian blur of radius R pixels (R above 0)\n"
+    "  --invert           inverts the selection after the last step (and after\n"
+    "                     feathering)\n";
 
 bool wantsHelp(const QStringList &args)
 {
@@ -58,11 +66,12 @@ int usageError(const QString &message)
 
 struct Step
 {
-    enum Shape { Rect, Ellipse, Mask };
+    enum Shape { Rect, Ellipse, Mask, Polygon };
     Shape shape = Rect;
     int mode = VellCombineMode::Replace;
     QRect rect;         // Rect and Ellipse: column x, row y, size
     QString path;       // Mask
+    QVector<QPointF> points;   // Polygon
     QString argument;   // as given, for messages
 };
 
@@ -70,7 +79,11 @@ struct SelectJob
 {
     QString inputPath, outputPath;
     QVector<Step> steps;
+    float feather = 0.0f;
     bool invert = false;
+    // The outlines the selection lists (it never deletes them); declared
+    // before the document, so they outlive it.
+    std::vector<std::unique_ptr<VellSelectionPath>> paths;
     std::unique_ptr<VellContext> document;
     VellSelection *selection = nullptr;   // the document's
     int width = 0, height = 0;
@@ -97,6 +110,25 @@ bool parseRect(const QString &text, QRect *rect)
     return true;
 }
 
+// "X0,Y0,X1,Y1,X2,Y2[,...]": at least 3 points, finite numbers.
+bool parsePoints(const QString &text, QVector<QPointF> *points)
+{
+    const QStringList parts = text.split(QLatin1Char(','));
+    if (parts.size() < 6 || parts.size() % 2 != 0)
+        return false;
+    QVector<QPointF> parsed;
+    for (int i = 0; i < parts.size(); i += 2) {
+        bool okX = false, okY = false;
+        const double x = parts.at(i).trimmed().toDouble(&okX);
+        const double y = parts.at(i + 1).trimmed().toDouble(&okY);
+        if (!okX || !okY || !std::isfinite(x) || !std::isfinite(y))
+            return false;
+        parsed.append(QPointF(x, y));
+    }
+    *points = parsed;
+    return true;
+}
+
 int parse(const QStringList &args, SelectJob *job)
 {
     if (wantsHelp(args)) {
@@ -117,7 +149,7 @@ int parse(const QStringList &args, SelectJob *job)
                                                         : VellCombineMode::Intersect;
             pendingName = arg;
         } else if (arg == QLatin1String("--rect") || arg == QLatin1String("--ellipse")
-                   || arg == QLatin1String("--mask")) {
+                   || arg == QLatin1String("--mask") || arg == QLatin1String("--polygon")) {
             if (i + 1 >= args.size())
                 return usageError(QStringLiteral("%1 needs a value").arg(arg));
             Step step;
@@ -125,6 +157,11 @@ int parse(const QStringList &args, SelectJob *job)
             if (arg == QLatin1String("--mask")) {
                 step.shape = Step::Mask;
                 step.path = args.at(i);
+            } else if (arg == QLatin1String("--polygon")) {
+                step.shape = Step::Polygon;
+                if (!parsePoints(args.at(i), &step.points))
+                    return usageError(QStringLiteral("bad --polygon '%1' (X0,Y0,X1,Y1,X2,Y2 and more "
+                                                     "pairs: at least 3 points)").arg(args.at(i)));
             } else {
                 step.shape = arg == QLatin1String("--rect") ? Step::Rect : Step::Ellipse;
                 if (!parseRect(args.at(i), &step.rect))
@@ -136,6 +173,17 @@ int parse(const QStringList &args, SelectJob *job)
                                          : int(VellCombineMode::Add);
             pendingMode = -1;
             job->steps.append(step);
+        } else if (arg == QLatin1String("--feather")) {
+            if (i + 1 >= args.size())
+                return usageError(QStringLiteral("--feather needs a value"));
+            bool ok = false;
+            const float radius = args.at(++i).toFloat(&ok);
+            if (!ok || !(radius > 0.0f) || radius > VellSelection::kMaximumFeatherRadius)
+                return usageError(QStringLiteral("bad --feather '%1' (a radius above 0, at most %2)")
+                                      .arg(args.at(i)).arg(double(VellSelection::kMaximumFeatherRadius)));
+            if (job->feather > 0.0f)
+                return usageError(QStringLiteral("--feather given twice"));
+            job->feather = radius;
         } else if (arg == QLatin1String("--invert")) {
             if (job->invert)
                 return usageError(QStringLiteral("--invert given twice"));
@@ -147,11 +195,11 @@ int parse(const QStringList &args, SelectJob *job)
         }
     }
     if (pendingMode >= 0)
-        return usageError(QStringLiteral("%1 needs a step after it (--rect, --ellipse or --mask)").arg(pendingName));
+        return usageError(QStringLiteral("%1 needs a step after it (--rect, --ellipse, --mask or --polygon)").arg(pendingName));
     if (positional.size() != 2)
         return usageError(QStringLiteral("select needs IN and OUT (got %1)").arg(vellCount(positional.size(), "argument")));
     if (job->steps.isEmpty())
-        return usageError(QStringLiteral("select needs at least one step (--rect, --ellipse or --mask)"));
+        return usageError(QStringLiteral("select needs at least one step (--rect, --ellipse, --mask or --polygon)"));
     job->inputPath = positional.at(0);
     job->outputPath = positional.at(1);
     return kProceed;
@@ -264,8 +312,18 @@ bool work(SelectJob *job)
     VellSelection *selection = job->selection;
     for (int i = 0; i < job->steps.size(); ++i) {
         const Step &step = job->steps.at(i);
-        const std::vector<unsigned char> mask = stepMask(*job, i);
         selection->combineMode = step.mode;
+        if (step.shape == Step::Polygon) {
+            auto path = std::make_unique<VellSelectionPath>();
+            for (const QPointF &point : step.points)
+                path->addPoint(point);
+            selection->addPath(path.get(), 0.0f);
+            job->paths.push_back(std::move(path));
+            vellNote(QStringLiteral("step %1/%2: %3 %4").arg(i + 1).arg(job->steps.size())
+                         .arg(QLatin1String(modeName(step.mode)), step.argument));
+            continue;
+        }
+        const std::vector<unsigned char> mask = stepMask(*job, i);
         if (!selection->addMask(mask.data(), job->width, job->height, 0, 0)) {
             vellError(QStringLiteral("%1: the selection refused the mask").arg(step.argument));
             return false;
@@ -273,6 +331,8 @@ bool work(SelectJob *job)
         vellNote(QStringLiteral("step %1/%2: %3 %4").arg(i + 1).arg(job->steps.size())
                      .arg(QLatin1String(modeName(step.mode)), step.argument));
     }
+    if (job->feather > 0.0f)
+        selection->feather(job->feather);
     if (job->invert)
         selection->inverse();
     // The box and counts of the final coverage (addMask measures before its

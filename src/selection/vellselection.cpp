@@ -220,6 +220,7 @@ void VellSelection::selectAll()
 
 void VellSelection::clear()
 {
+    paths.clear();   // not owned
     if (kind != VellSelectionKind::Whole && getData()) {
         fillRows(getData(), getHeight(), size_t(getPaddedWidth()), 255);
         update();

@@ -9,6 +9,7 @@
 #include <QRectF>
 #include <QPair>
 #include <QVector>
+#include <QVectorIterator>
 
 #include <memory>
 #include <vector>
@@ -176,6 +177,25 @@ public:
     uchar gaussianConvHorizontal1D(int col, int row, const float *kernel, int n, int step) const;
     uchar gaussianConvVertical1D(int col, int row, const float *kernel, int n, int step) const;
 
+    // Outlines (vellselectionaddpath.cpp). addPath closes the path, keeps
+    // it in the path list (not owned: the creator deletes it, after clear()
+    // has emptied the list), rasterises it with pathToSelection, and records
+    // the state; the selection commands go on.
+    void addPath(VellSelectionPath *path, float radius);
+    // The path's shape (odd-even fill, its one-pixel outline included)
+    // combined with the coverage by combineMode over the whole image, then
+    // feathered around the shape and uploaded; the box follows the combine
+    // mode and is measured again when feathered or subtracted. Kind Mask.
+    void pathToSelection(VellSelectionPath *path, float radius);
+    // Each path's plain outline, in the current GL colour (context current).
+    void drawPaths();
+    int getPathCount() const { return paths.size(); }
+    VellSelectionPath *getPath(int i) const { return i >= 0 && i < paths.size() ? paths.at(i) : nullptr; }
+    QVectorIterator<VellSelectionPath *> getIterator() const
+    {
+        return QVectorIterator<VellSelectionPath *>(paths);
+    }
+
     // How addMask (and later shapes) combine: a VellCombineMode, set by the
     // selection tools before each shape.
     int combineMode = VellCombineMode::Replace;
@@ -193,6 +213,7 @@ private:
     static void enableGroup(int group, bool on);
 
     QRectF boundBox;
+    QVector<VellSelectionPath *> paths;   // not owned
     std::vector<std::unique_ptr<VellCompressedSelection>> history;
     int kind = VellSelectionKind::Whole;
     int historyIndex = 0;

@@ -521,6 +521,24 @@ run_vell(0 select ${shapes} ${WORK_DIR}/not-ellipse.png --ellipse ${ex},${ey},${
 expect_match("${last_err}" "box: 0,0 200x150\n")
 expect_match("${last_err}" "selected: ${rest} pixels")
 
+# select --polygon: the closed outline, filled even-odd with its one-pixel
+# outline, through the selection's own path rasterising (no median): the
+# rectangle 10,10 .. 30,20 as a polygon covers columns 10 .. 30 and rows
+# 10 .. 20. Feathered, the edge turns partly selected: more pixels are
+# touched, fewer are at least half selected.
+run_vell(0 select ${shapes} ${WORK_DIR}/polygon.png --polygon 10,10,30,10,30,20,10,20)
+expect_match("${last_err}" "box: 10,10 21x11")
+expect_match("${last_err}" "selected: 231 pixels \\(231 at least half\\)")
+run_vell(0 select ${shapes} ${WORK_DIR}/soft.png --polygon 10,10,30,10,30,20,10,20 --feather 3)
+string(REGEX MATCH "selected: ([0-9]+) pixels \\(([0-9]+) at least half" soft "${last_err}")
+if(NOT soft OR CMAKE_MATCH_1 LESS_EQUAL 231 OR CMAKE_MATCH_2 GREATER_EQUAL 231)
+    message(FATAL_ERROR "feathering did not soften the polygon's edge:\n${last_err}")
+endif()
+run_vell(2 select ${shapes} ${WORK_DIR}/never.png --polygon 1,2,3,4)
+expect_match("${last_err}" "bad --polygon '1,2,3,4'")
+run_vell(2 select ${shapes} ${WORK_DIR}/never.png --rect 1,1,5,5 --feather -2)
+expect_match("${last_err}" "bad --feather '-2'")
+
 # select: usage errors name the argument; a mask of another size is a failure.
 run_vell(0 select --help)
 expect_match("${last_out}" "Usage: vell select IN OUT.png STEP")
