@@ -13,6 +13,7 @@
 #include "gpu/vellgpumanager.h"
 #include "picture/vellpicturehost.h"
 #include "picture/vellpicturereader.h"
+#include "selection/vellselection.h"
 
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -484,7 +485,12 @@ int build(const VellHost &host, ComposeJob *job)
         vellNote(QStringLiteral("warning: the bottom layer %1 is drawn in Normal mode, not %2")
                      .arg(bottom->getLayerName(), VellLayerBase::getBlendModeName(bottom->getBlendMode())));
 
+    // The size: --size, else a saved document's own (its selection's), else
+    // the bottom layer's.
     QSize size = args.size;
+    const VellSelection *saved = args.isDocument ? session.document->getSelection() : nullptr;
+    if (!size.isValid() && saved && saved->getWidth() > 0 && saved->getHeight() > 0)
+        size = QSize(saved->getWidth(), saved->getHeight());
     if (!size.isValid())
         size = QSize(manager->getLayer(0)->getWidth(), manager->getLayer(0)->getHeight());
     if (size.isEmpty() || !withinImageLimits(size)) {
@@ -503,6 +509,16 @@ int build(const VellHost &host, ComposeJob *job)
         }
         session.canvas->reSizeCanvas(size.width(), size.height(), false);
         session.canvas->makeCurrent();
+    }
+    // The document's selection is the document's size, so a saved document
+    // keeps it.
+    if (!saved || saved->getWidth() != size.width() || saved->getHeight() != size.height()) {
+        auto selection = std::make_unique<VellSelection>(nullptr, size.width(), size.height());
+        if (selection->isNull()) {
+            vellError(QStringLiteral("no memory for a %1x%2 selection").arg(size.width()).arg(size.height()));
+            return ExitFailure;
+        }
+        session.document->setSelection(selection.release());
     }
     job->size = size;
     job->layerCount = count;

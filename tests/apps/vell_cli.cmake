@@ -212,6 +212,11 @@ expect_match("${last_err}" "layer 3/3: stripes.png, 160x120 at -40,150, Hard Lig
 expect_match("${last_err}" "composed 3 layers, 320x240, on the CPU in [0-9]+ ms")
 run_vell(0 compose -o ${WORK_DIR}/again.png ${WORK_DIR}/compose.vdoc)
 expect_same_file(${WORK_DIR}/compose.png ${WORK_DIR}/again.png)
+# A document saved with --size keeps that size when read back.
+run_vell(0 compose -o ${WORK_DIR}/sized.png --size 400x300 --save ${WORK_DIR}/sized.vdoc ${cs}/shapes.png)
+run_vell(0 compose -o ${WORK_DIR}/sized-again.png ${WORK_DIR}/sized.vdoc)
+expect_match("${last_err}" "composed 1 layer, 400x300")
+expect_same_file(${WORK_DIR}/sized.png ${WORK_DIR}/sized-again.png)
 run_vell(2 compose -o x.png ${WORK_DIR}/compose.vdoc --opacity 0.5)
 expect_match("${last_err}" "--opacity cannot follow '.*compose.vdoc'")
 
