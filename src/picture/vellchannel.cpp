@@ -225,7 +225,9 @@ unsigned char *VellChannel::readStreamForm(QDataStream &in, int *width, int *hei
     }
     // A writer only produces sizes the constructor accepts; anything else is a
     // damaged stream.
-    if (!acceptedSize(w, h)) {
+    // One empty side is no picture either: 0 x 2^31 - 1 holds no bytes, yet
+    // every row loop would still walk its rows. 0 x 0 is the empty channel.
+    if (!acceptedSize(w, h) || (w == 0) != (h == 0)) {
         VellLog::Instance()->Log("%s: corrupt stream header %d x %d\n", owner, w, h);
         in.setStatus(QDataStream::ReadCorruptData);
         return nullptr;

@@ -117,9 +117,10 @@ private:
 // null channel, or one without data, writes nothing and sets WriteFailed.
 QDataStream &operator<<(QDataStream &out, const VellChannel *channel);
 // Allocates *channel (the caller owns it) and uploads its texture when a
-// context is current. A truncated or malformed stream leaves *channel null
-// with the status set to ReadPastEnd or ReadCorruptData, and never allocates
-// more than the stream can supply.
+// context is current. A truncated or malformed stream (one side 0 and the
+// other not included) leaves *channel null with the status set to
+// ReadPastEnd or ReadCorruptData, and never allocates more than the stream
+// can supply.
 QDataStream &operator>>(QDataStream &in, VellChannel **channel);
 
 #endif // VELLCHANNEL_H

@@ -52,7 +52,27 @@ private slots:
     void channel();
     void swapTwice_data();
     void swapTwice();
+    void emptySideStreams_data();
+    void emptySideStreams();
 };
+
+void TestVellChannel::emptySideStreams_data()
+{
+    QTest::addColumn<int>("width");
+    QTest::addColumn<int>("height");
+    QTest::newRow("0 x 3") << 0 << 3;
+    QTest::newRow("5 x 0") << 5 << 0;
+    QTest::newRow("0 x int max") << 0 << 0x7FFFFFFF;
+}
+
+// A stream with one empty side holds no bytes but rows (or columns) that every
+// row loop would walk: refused, though the constructor makes such a channel.
+void TestVellChannel::emptySideStreams()
+{
+    QFETCH(int, width);
+    QFETCH(int, height);
+    expectRefused(bigEndian32(width) + bigEndian32(height), QDataStream::ReadCorruptData);
+}
 
 void TestVellChannel::channel_data()
 {
