@@ -818,6 +818,8 @@ QDataStream &operator>>(QDataStream &in, VellLayer **layer)
     if (!(opacity >= 0.0f && opacity <= 1.0f) || !std::isfinite(position.x())
         || !std::isfinite(position.y()))
         return corrupt("opacity or position");
+    if (permanentIndex < -1)
+        return corrupt("permanent index");   // -1 is "none yet"; a stack gives out 0 and up
 
     VellPictureHost *rawHost = nullptr;
     in >> &rawHost;   // sets the status itself on failure

@@ -293,7 +293,7 @@ private:
 QDataStream &operator<<(QDataStream &out, VellLayer *layer);
 // Allocates *layer (the caller owns it; latest place 0); the version-2 fields
 // are read when streamReadVersion is 2 or more. A truncated or corrupt stream
-// leaves *layer null with the status set, and never allocates more than the
+// (a permanent index below -1 included) leaves *layer null with the status set, and never allocates more than the
 // stream can supply.
 QDataStream &operator>>(QDataStream &in, VellLayer **layer);
 

@@ -436,6 +436,7 @@ private slots:
         const auto patched = [&good](int at, const QByteArray &with) { return QByteArray(good).replace(at, with.size(), with); };
         const QVector<QPair<const char *, QByteArray>> damaged = {
             { "opacity 2", patched(0, QByteArray::fromHex("4000000000000000")) },
+            { "permanent index -2", patched(hostAt - 4, bigEndian32(0xFFFFFFFE)) },
             { "width 2^30", patched(hostAt, bigEndian32(1u << 30)) },
             { "pixel width 5", patched(hostAt + 8, bigEndian32(5)) },
             { "blend mode 15", patched(blendAt, bigEndian32(15)) },
