@@ -9,6 +9,7 @@
 #include "document/velllayermanager.h"
 #include "foundation/vellcodes.h"
 #include "picture/vellpicturehost.h"
+#include "selection/vellalgorithmgrow.h"
 #include "selection/vellselection.h"
 #include "selection/vellselectionpath.h"
 
@@ -37,6 +38,9 @@ const char *const kSelectUsage =
     "  --ellipse X,Y,W,H  the ellipse inside that rectangle (pixels whose centres\n"
     "                     lie inside it)\n"
     "  --mask FILE        a grey image of IN's size: its grey level is the coverage\n"
+    "  --grow X,Y[,T]     the region 4-connected to pixel X,Y whose colours lie\n"
+    "                     within T (default 32; root-mean-square per channel in\n"
+    "                     8-bit levels, colours premultiplied by alpha) of its colour\n"
     "  --polygon X0,Y0,X1,Y1,X2,Y2[,...]\n"
     "                     the closed outline through those points (pixel edges;\n"
     "                     overlapping parts alternate, even-odd); at least 3 points\n"
@@ -45,7 +49,7 @@ const char *const kSelectUsage =
     "which says how it meets the selection so far; without one the first step\n"
     "replaces and later steps add. A selection starts with every pixel covered, so\n"
     "a first step that subtracts or intersects acts on the whole image.\n"
-    "Every --rect, --ellipse and --mask step is smoothed by the selection's 3 x 3\n"
+    "Every --rect, --ellipse, --grow and --mask step is smoothed by the selection's 3 x 3\n"
     "median, which drops single pixels and the corner pixels of a rectangle.\n"
     "\n"
     "  --feather R        softens the edge of the selection after the last step\n"
@@ -66,12 +70,13 @@ int usageError(const QString &message)
 
 struct Step
 {
-    enum Shape { Rect, Ellipse, Mask, Polygon };
+    enum Shape { Rect, Ellipse, Mask, Polygon, Grow };
     Shape shape = Rect;
     int mode = VellCombineMode::Replace;
     QRect rect;         // Rect and Ellipse: column x, row y, size
     QString path;       // Mask
-    QVector<QPointF> points;   // Polygon
+    QVector<QPointF> points;   // Polygon; Grow: the seed
+    float tolerance = 32.0f;   // Grow
     QString argument;   // as given, for messages
 };
 
@@ -129,6 +134,22 @@ bool parsePoints(const QString &text, QVector<QPointF> *points)
     return true;
 }
 
+// "X,Y[,T]": a whole-pixel seed and a tolerance of 0 or more.
+bool parseGrow(const QString &text, Step *step)
+{
+    const QStringList parts = text.split(QLatin1Char(','));
+    if (parts.size() != 2 && parts.size() != 3)
+        return false;
+    bool okX = false, okY = false, okT = true;
+    const int x = parts.at(0).trimmed().toInt(&okX), y = parts.at(1).trimmed().toInt(&okY);
+    const float t = parts.size() == 3 ? parts.at(2).trimmed().toFloat(&okT) : step->tolerance;
+    if (!okX || !okY || !okT || !(t >= 0.0f) || !std::isfinite(t))
+        return false;
+    step->points = {QPointF(x, y)};
+    step->tolerance = t;
+    return true;
+}
+
 int parse(const QStringList &args, SelectJob *job)
 {
     if (wantsHelp(args)) {
@@ -149,7 +170,8 @@ int parse(const QStringList &args, SelectJob *job)
                                                         : VellCombineMode::Intersect;
             pendingName = arg;
         } else if (arg == QLatin1String("--rect") || arg == QLatin1String("--ellipse")
-                   || arg == QLatin1String("--mask") || arg == QLatin1String("--polygon")) {
+                   || arg == QLatin1String("--mask") || arg == QLatin1String("--polygon")
+                   || arg == QLatin1String("--grow")) {
             if (i + 1 >= args.size())
                 return usageError(QStringLiteral("%1 needs a value").arg(arg));
             Step step;
@@ -157,6 +179,10 @@ int parse(const QStringList &args, SelectJob *job)
             if (arg == QLatin1String("--mask")) {
                 step.shape = Step::Mask;
                 step.path = args.at(i);
+            } else if (arg == QLatin1String("--grow")) {
+                step.shape = Step::Grow;
+                if (!parseGrow(args.at(i), &step))
+                    return usageError(QStringLiteral("bad --grow '%1' (X,Y or X,Y,T with T 0 or more)").arg(args.at(i)));
             } else if (arg == QLatin1String("--polygon")) {
                 step.shape = Step::Polygon;
                 if (!parsePoints(args.at(i), &step.points))
@@ -195,11 +221,11 @@ int parse(const QStringList &args, SelectJob *job)
         }
     }
     if (pendingMode >= 0)
-        return usageError(QStringLiteral("%1 needs a step after it (--rect, --ellipse, --mask or --polygon)").arg(pendingName));
+        return usageError(QStringLiteral("%1 needs a step after it (--rect, --ellipse, --mask, --polygon or --grow)").arg(pendingName));
     if (positional.size() != 2)
         return usageError(QStringLiteral("select needs IN and OUT (got %1)").arg(vellCount(positional.size(), "argument")));
     if (job->steps.isEmpty())
-        return usageError(QStringLiteral("select needs at least one step (--rect, --ellipse, --mask or --polygon)"));
+        return usageError(QStringLiteral("select needs at least one step (--rect, --ellipse, --mask, --polygon or --grow)"));
     job->inputPath = positional.at(0);
     job->outputPath = positional.at(1);
     return kProceed;
@@ -323,7 +349,21 @@ bool work(SelectJob *job)
                          .arg(QLatin1String(modeName(step.mode)), step.argument));
             continue;
         }
-        const std::vector<unsigned char> mask = stepMask(*job, i);
+        std::vector<unsigned char> mask;
+        if (step.shape == Step::Grow) {
+            // From the colour of IN at the seed, over IN's own pixels.
+            mask.assign(size_t(job->width) * size_t(job->height), 0);
+            const VellLayerBase *layer = job->document->getLayerManager()->getLayer(0);
+            const QPoint seed = step.points.first().toPoint();
+            if (VellAlgorithmGrow::grow(layer->getPictureHost(), mask.data(), step.tolerance,
+                                        seed.x(), seed.y()).isNull()) {
+                vellError(QStringLiteral("%1: the seed is outside the %2x%3 image")
+                              .arg(step.argument).arg(job->width).arg(job->height));
+                return false;
+            }
+        } else {
+            mask = stepMask(*job, i);
+        }
         if (!selection->addMask(mask.data(), job->width, job->height, 0, 0)) {
             vellError(QStringLiteral("%1: the selection refused the mask").arg(step.argument));
             return false;
