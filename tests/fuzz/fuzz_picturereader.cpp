@@ -16,9 +16,9 @@
 
 namespace {
 
-// Qt's own names for the formats; "tiff" and "webp" only when their
-// plug-ins are installed.
-const char *const kAllowed[] = {"png", "jpeg", "bmp", "gif", "tiff", "webp"};
+// Qt's own names for the formats (a plug-in may answer with either of its
+// names); TIFF and WebP only when their plug-ins are installed.
+const char *const kAllowed[] = {"png", "jpeg", "jpg", "bmp", "gif", "tiff", "tif", "webp"};
 
 bool allowed(const QByteArray &format)
 {
