@@ -7,6 +7,7 @@
 #include "picture/vellpicture.h"
 #include "picture/vellpicturehost.h"
 
+#include <QFile>
 #include <QImage>
 #include <QImageReader>
 
@@ -145,7 +146,20 @@ QImage VellPictureReader::readImageFile(const QString &path, QString *error)
     QImageReader reader(path);
     // The header's size, read before anything is decoded: a few bytes of a
     // compressed file can claim gigabytes of pixels.
-    const QSize declared = reader.size();
+    QSize declared = reader.size();
+    if (reader.format() == "gif") {
+        // Qt answers with the first frame's size but decodes onto the whole
+        // logical screen, whose size is the header's bytes 6 to 9 (two
+        // little-endian 16-bit sides): check the larger of each.
+        QFile file(path);
+        const QByteArray header = file.open(QIODevice::ReadOnly) ? file.read(10) : QByteArray();
+        if (header.size() == 10) {
+            const auto side = [&header](int at) {
+                return int(uchar(header[at])) | int(uchar(header[at + 1])) << 8;
+            };
+            declared = declared.expandedTo(QSize(side(6), side(8)));
+        }
+    }
     if (!declared.isValid() || declared.isEmpty()) {
         // The reader's own reason when it knows none of the formats.
         return fail(reader.canRead() ? tr("the file does not say how large its picture is")

@@ -86,6 +86,8 @@ private slots:
                                                        << "7201 x 32767 pixels is too large";
         QTest::newRow("GIF of 35 bytes, 65535 x 65535") << bombs + "gif-65535x65535.gif"
                                                         << "65535 x 65535 pixels is too large";
+        QTest::newRow("GIF of 40 bytes, 1 x 1 frame on a 65528 x 2561 screen")
+            << bombs + "gif-screen-65528x2561.gif" << "65528 x 2561 pixels is too large";
         QTest::newRow("not an image") << QStringLiteral(VELL_TEST_DATA_DIR "/commands.xml")
                                       << "Unsupported image format";
         QTest::newRow("honest PNG over the limits") << QString("png") << QString();
