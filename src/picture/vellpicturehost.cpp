@@ -349,8 +349,11 @@ QDataStream &operator>>(QDataStream &in, VellPictureHost **host)
     }
     // A writer only produces 4 or 8 and sizes below 2^31 bytes; anything else
     // is a damaged stream, not a size to normalise.
+    // One empty side is no picture either: its rows (or columns) would still
+    // be walked by whoever loops over them. 0 x 0 is the empty host.
     qint64 bytes = 0;
-    if ((pixelWidth != 4 && pixelWidth != 8) || !bufferBytes(width, height, pixelWidth, &bytes)) {
+    if ((pixelWidth != 4 && pixelWidth != 8) || (width == 0) != (height == 0)
+        || !bufferBytes(width, height, pixelWidth, &bytes)) {
         VellLog::Instance()->Log("VellPictureHost: corrupt stream header %u x %u x %u\n", width,
                                  height, pixelWidth);
         in.setStatus(QDataStream::ReadCorruptData);

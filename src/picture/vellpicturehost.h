@@ -139,8 +139,9 @@ private:
 // Writing a null host writes nothing and sets WriteFailed.
 QDataStream &operator<<(QDataStream &out, const VellPictureHost *host);
 // Allocates *host, which the caller then owns. A truncated or malformed
-// stream leaves *host null with the stream's status set to ReadPastEnd or
-// ReadCorruptData, and never allocates more than the stream can supply.
+// stream (one side 0 and the other not included) leaves *host null with the
+// stream's status set to ReadPastEnd or ReadCorruptData, and never allocates
+// more than the stream can supply.
 QDataStream &operator>>(QDataStream &in, VellPictureHost **host);
 
 #endif // VELLPICTUREHOST_H

@@ -536,7 +536,8 @@ QDataStream &operator>>(QDataStream &in, VellSelection **selection)
     // among the positive ones).
     const int padded = VellChannel::paddedWidthFor(width);
     const qint64 pixels = qint64(width) * height;   // both int: fits in 64 bits
-    const bool sizeOk = width >= 0 && height >= 0 && padded >= 0
+    // One empty side is no picture: its rows or columns would still be walked.
+    const bool sizeOk = width >= 0 && height >= 0 && padded >= 0 && (width == 0) == (height == 0)
         && qint64(padded) * height <= qint64(INT_MAX);
     const bool boxOk = std::isfinite(box.x()) && std::isfinite(box.y()) && std::isfinite(box.width())
         && std::isfinite(box.height());
@@ -554,7 +555,7 @@ QDataStream &operator>>(QDataStream &in, VellSelection **selection)
         unsigned char *data = vellReadBudgetBytes(in, bytes, "VellSelection");
         if (!data)
             return in;   // status set and logged there
-        result = new VellSelection(width, height, data, VellChannel::Adopt());
+        result = new VellSelection(width, height, data, VellSelection::Adopt());
     }
     result->kind = kind;
     result->boundBox = box;

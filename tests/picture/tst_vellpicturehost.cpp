@@ -71,6 +71,8 @@ private slots:
     void adoptedBuffer();
     void badStreams_data();
     void badStreams();
+    void emptySides_data();
+    void emptySides();
 };
 
 void TestVellPictureHost::host_data()
@@ -84,8 +86,8 @@ void TestVellPictureHost::host_data()
     QTest::newRow("second band one row high") << 1 << 2049 << 4 << 4;
     QTest::newRow("two bands, 16-bit, over a read step") << 70 << 2049 << 8 << 8;
     QTest::newRow("three bands, odd width") << 3 << 4097 << 8 << 8;
-    QTest::newRow("no rows") << 5 << 0 << 4 << 4;
-    QTest::newRow("no columns") << 0 << 3000 << 8 << 8;
+    QTest::newRow("no pixels") << 0 << 0 << 4 << 4;
+    QTest::newRow("no pixels, 16-bit") << 0 << 0 << 8 << 8;
     QTest::newRow("pixel width 3 taken as 4") << 3 << 2 << 3 << 4;
     QTest::newRow("pixel width 16 taken as 4") << 3 << 2 << 16 << 4;
 }
@@ -342,3 +344,33 @@ void TestVellPictureHost::badStreams()
 
 QTEST_GUILESS_MAIN(TestVellPictureHost)
 #include "tst_vellpicturehost.moc"
+void TestVellPictureHost::emptySides_data()
+{
+    QTest::addColumn<quint32>("width");
+    QTest::addColumn<quint32>("height");
+    QTest::addColumn<bool>("accepted");
+    QTest::newRow("0 x 3") << 0u << 3u << false;
+    QTest::newRow("3 x 0") << 3u << 0u << false;
+    QTest::newRow("0 x int max") << 0u << 0x7FFFFFFFu << false;
+    QTest::newRow("int max x 0") << 0x7FFFFFFFu << 0u << false;
+    QTest::newRow("0 x 0, the empty host") << 0u << 0u << true;
+}
+
+// One empty side makes a picture of no pixels but many rows (or columns) that
+// a caller's loops would still walk: refused. An empty host round-trips.
+void TestVellPictureHost::emptySides()
+{
+    QFETCH(quint32, width);
+    QFETCH(quint32, height);
+    QFETCH(bool, accepted);
+    VellPictureHost *host = nullptr;
+    QDataStream in(header(width, height, 4));
+    in >> &host;
+    std::unique_ptr<VellPictureHost> owned(host);
+    QCOMPARE(bool(host), accepted);
+    QCOMPARE(int(in.status()), int(accepted ? QDataStream::Ok : QDataStream::ReadCorruptData));
+    if (accepted) {
+        QCOMPARE(host->getWidth(), width);
+        QCOMPARE(host->getHeight(), height);
+    }
+}

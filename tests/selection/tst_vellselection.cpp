@@ -601,6 +601,8 @@ private slots:
         QTest::newRow("claims 1 GB, holds 100 bytes") << QByteArray(bigEndian32(32768) + bigEndian32(32768)
                                                                     + bigEndian32(2) + box + bigEndian32(0)
                                                                     + bigEndian32(0)) << true;
+        QTest::newRow("no columns, many rows") << QByteArray(bigEndian32(0) + bigEndian32(0x7fffffff) + bigEndian32(2)
+                                                             + box + bigEndian32(0) + bigEndian32(0)) << true;
         QTest::newRow("more visible than positive") << QByteArray(sized + bigEndian32(5) + bigEndian32(3)) << true;
         QTest::newRow("more positive than pixels") << QByteArray(sized + bigEndian32(0) + bigEndian32(17)) << true;
         QTest::newRow("short of bytes") << QByteArray(sized + bigEndian32(0) + bigEndian32(0)) << false;
