@@ -21,6 +21,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (host) {
         if (in.status() != QDataStream::Ok)
             std::abort();   // a host is only handed out for a good stream
+        if ((host->getWidth() == 0) != (host->getHeight() == 0))
+            std::abort();   // rows of nothing, or columns of nothing: not a picture
         // What a caller does next: walk every row of the picture.
         const size_t row = size_t(host->getWidth()) * host->getPixelWidth();
         unsigned sum = 0;
