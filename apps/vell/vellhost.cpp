@@ -17,7 +17,13 @@
 
 #include <cstdio>
 
+#include <cerrno>
+
 #include <fcntl.h>
+#include <netdb.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
@@ -135,9 +141,9 @@ void VellHost::openCanvas()
     m_noGlReason.clear();
 }
 
-// Whether an X server looks reachable. Qt aborts when it cannot connect, so
-// a local display (":N", "unix:N") must have its socket; other forms are
-// trusted.
+// Whether an X server answers at $DISPLAY. Qt aborts when it cannot connect,
+// so a display that is named but not there (a dead socket, a host where
+// nothing listens) must not reach it.
 bool VellHost::displayReachable()
 {
     const QByteArray display = qgetenv("DISPLAY");
@@ -146,9 +152,48 @@ bool VellHost::displayReachable()
     const int colon = display.lastIndexOf(':');
     if (colon < 0)
         return false;   // not a display name
-    const QByteArray host = display.left(colon);
-    if (!host.isEmpty() && host != "unix")
-        return true;
-    const QByteArray number = display.mid(colon + 1).split('.').value(0);
-    return QFile::exists(QStringLiteral("/tmp/.X11-unix/X") + QString::fromLatin1(number));
+    QByteArray host = display.left(colon);
+    bool okNumber = false;
+    const int number = display.mid(colon + 1).split('.').value(0).toInt(&okNumber);
+    if (!okNumber || number < 0 || number > 59535)
+        return false;
+    if (host.startsWith("unix/"))   // "unix/:N" and "unix/host:N" name the local socket
+        host.clear();
+    if (host.isEmpty() || host == "unix") {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::snprintf(address.sun_path, sizeof address.sun_path, "/tmp/.X11-unix/X%d", number);
+        return canConnect(AF_UNIX, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    }
+    // TCP on port 6000 + N; a host name is looked up, the first address tried.
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo *found = nullptr;
+    const QByteArray port = QByteArray::number(6000 + number);
+    if (getaddrinfo(host.constData(), port.constData(), &hints, &found) != 0 || !found)
+        return false;
+    const bool reached = canConnect(found->ai_family, found->ai_addr, found->ai_addrlen);
+    freeaddrinfo(found);
+    return reached;
+}
+
+// Whether something accepts a connection at `address` within a second: the
+// window system answers there. Qt aborts when it cannot reach the display,
+// so vell asks first and falls back to the CPU path.
+bool VellHost::canConnect(int family, const struct sockaddr *address, unsigned int length)
+{
+    const int fd = socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0)
+        return false;
+    bool connected = ::connect(fd, address, length) == 0;
+    if (!connected && errno == EINPROGRESS) {
+        pollfd waiting{fd, POLLOUT, 0};
+        int error = 0;
+        socklen_t size = sizeof error;
+        connected = poll(&waiting, 1, 1000) == 1
+            && getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
+    }
+    ::close(fd);
+    return connected;
 }

@@ -63,7 +63,10 @@ public:
     static QString logFile();
 
 private:
+    // Whether an X server answers at $DISPLAY (its local socket, or TCP port
+    // 6000 + N of the named host).
     static bool displayReachable();
+    static bool canConnect(int family, const struct sockaddr *address, unsigned int length);
     static void divertStandardOutput(bool verbose);
     static void placeLogFile();
     void openCanvas();

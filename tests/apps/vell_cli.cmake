@@ -212,6 +212,14 @@ expect_match("${last_err}" "layer 3/3: stripes.png, 160x120 at -40,150, Hard Lig
 expect_match("${last_err}" "composed 3 layers, 320x240, on the CPU in [0-9]+ ms")
 run_vell(0 compose -o ${WORK_DIR}/again.png ${WORK_DIR}/compose.vdoc)
 expect_same_file(${WORK_DIR}/compose.png ${WORK_DIR}/again.png)
+# A display that is named but does not answer (nothing listens there) is no
+# display: compose falls back to the CPU instead of aborting in Qt.
+foreach(unreachable 127.0.0.1:4242 :77)
+    set(ENV{DISPLAY} ${unreachable})
+    run_vell(0 compose -o ${WORK_DIR}/nodisplay.png ${cs}/shapes.png)
+    expect_match("${last_err}" "no GL context \\(no display reachable\\): compositing on the CPU")
+endforeach()
+unset(ENV{DISPLAY})
 # A document saved with --size keeps that size when read back.
 run_vell(0 compose -o ${WORK_DIR}/sized.png --size 400x300 --save ${WORK_DIR}/sized.vdoc ${cs}/shapes.png)
 run_vell(0 compose -o ${WORK_DIR}/sized-again.png ${WORK_DIR}/sized.vdoc)
