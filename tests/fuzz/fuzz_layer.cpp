@@ -7,8 +7,6 @@
 #include "document/velllayermask.h"
 #include "picture/vellpicturehost.h"
 
-#include <QDataStream>
-
 #include <cstdlib>
 #include <memory>
 
@@ -16,14 +14,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     VellFuzz::setUp();
     VellFuzz::Oracle oracle;
-    QDataStream in(VellFuzz::takeStreamVersion(data, size));
-    in.setVersion(QDataStream::Qt_4_8);
-    VellLayer *layer = nullptr;
-    in >> &layer;
-    std::unique_ptr<VellLayer> owned(layer);
+    const std::unique_ptr<VellLayer> layer =
+        VellFuzz::readStreamed<VellLayer>(VellFuzz::takeStreamVersion(data, size));
     if (layer) {
-        if (in.status() != QDataStream::Ok)
-            std::abort();
         const VellLayerMask *mask = layer->getLayerMask();
         const VellPictureHost *host = layer->getPictureHost();
         if (!host || (mask && (mask->getWidth() < 0 || mask->getHeight() < 0)))

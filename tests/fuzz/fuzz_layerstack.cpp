@@ -5,8 +5,6 @@
 
 #include "document/velllayermanager.h"
 
-#include <QDataStream>
-
 #include <cstdlib>
 #include <memory>
 
@@ -14,14 +12,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     VellFuzz::setUp();
     VellFuzz::Oracle oracle;
-    QDataStream in(VellFuzz::takeStreamVersion(data, size));
-    in.setVersion(QDataStream::Qt_4_8);
-    VellLayerManager *manager = nullptr;
-    in >> &manager;
-    std::unique_ptr<VellLayerManager> owned(manager);
+    const std::unique_ptr<VellLayerManager> manager =
+        VellFuzz::readStreamed<VellLayerManager>(VellFuzz::takeStreamVersion(data, size));
     if (manager) {
-        if (in.status() != QDataStream::Ok)
-            std::abort();
         // Every layer kept its index or was given one below the next.
         for (VellLayerBase *layer : manager->getLayers())
             if (layer->getPermanentIndex() < 0)

@@ -4,8 +4,6 @@
 
 #include "picture/vellpicturehost.h"
 
-#include <QDataStream>
-
 #include <cstdlib>
 #include <memory>
 
@@ -13,14 +11,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     VellFuzz::setUp();
     VellFuzz::Oracle oracle;
-    QDataStream in(VellFuzz::bytesOf(data, size));
-    in.setVersion(QDataStream::Qt_4_8);
-    VellPictureHost *host = nullptr;
-    in >> &host;
-    std::unique_ptr<VellPictureHost> owned(host);
+    const std::unique_ptr<VellPictureHost> host =
+        VellFuzz::readStreamed<VellPictureHost>(VellFuzz::bytesOf(data, size));
     if (host) {
-        if (in.status() != QDataStream::Ok)
-            std::abort();   // a host is only handed out for a good stream
         if ((host->getWidth() == 0) != (host->getHeight() == 0))
             std::abort();   // rows of nothing, or columns of nothing: not a picture
         // What a caller does next: walk every row of the picture.

@@ -12,10 +12,13 @@
 // corpora and the regression inputs. Neither makes a GL context.
 
 #include <QByteArray>
+#include <QDataStream>
 #include <QString>
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
@@ -51,6 +54,23 @@ private:
 inline QByteArray bytesOf(const uint8_t *data, size_t size)
 {
     return QByteArray(reinterpret_cast<const char *>(data), int(size));
+}
+
+// One object read from `bytes` with its stream operator (the Qt 4.8
+// encoding every library stream uses); null when the reader refused it. A
+// reader that hands out an object for a stream it did not read cleanly fails
+// the run.
+template <class T>
+std::unique_ptr<T> readStreamed(const QByteArray &bytes)
+{
+    QDataStream in(bytes);
+    in.setVersion(QDataStream::Qt_4_8);
+    T *object = nullptr;
+    in >> &object;
+    std::unique_ptr<T> owned(object);
+    if (owned && in.status() != QDataStream::Ok)
+        std::abort();
+    return owned;
 }
 
 // Writes bytes to a file in a private temporary folder, for readers that take
