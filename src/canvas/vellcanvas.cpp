@@ -16,6 +16,7 @@
 #include "gpu/vellrenderpass.h"
 #include "gpu/vellshaderbuilder.h"
 #include "picture/vellpicturehost.h"
+#include "selection/vellselection.h"
 
 #include <QCursor>
 #include <QGLFramebufferObject>
@@ -116,6 +117,7 @@ VellCanvas::VellCanvas(int width, int height, QWidget *parent)
     histogram = std::make_unique<VellHistogram>();
     initShader();
     initView();
+    VellSelection::installCanvasHooks();
     calcHistogramThumbScale();
     // The current document's layer activations reach onLayerActive.
     connect(VellContextManager::getInstance(), &VellContextManager::contextChanged, this, [this] {
@@ -415,6 +417,14 @@ VellLayer *VellCanvas::activeRasterLayer() const
     return active && active->getType() == VellLayerType::Raster ? qobject_cast<VellLayer *>(active) : nullptr;
 }
 
+VellSelection *VellCanvas::shownSelection() const
+{
+    if (selection)
+        return selection;
+    VellContext *document = VellContextManager::getInstance()->getCurrentContext();
+    return document ? document->getSelection() : nullptr;
+}
+
 void VellCanvas::Render(VellContext *document)
 {
     document = resolveDocument(document);
@@ -598,6 +608,20 @@ void VellCanvas::paintGL()
     glPopMatrix();
 
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    // The marching ants, laid over the composite where it lies and moved
+    // with a selection being dragged.
+    VellSelection *shown = shownSelection();
+    if (shown && shown->hasSelection() && selectionFbo) {
+        const QPointF moved = shown->getTranslation();
+        glPushMatrix();
+        glTranslated(qMax(0.0, origin.x()) + moved.x(), qMax(0.0, origin.y()) + moved.y(), 0.0);
+        glBindTexture(GL_TEXTURE_2D, selectionFbo->texture());
+        drawQuad(QRectF(0.0, 0.0, selectionFbo->width() * fboScale, selectionFbo->height() * fboScale),
+                 QRectF(0.0, 0.0, 1.0, 1.0), nullptr, nullptr);
+        glBindTexture(GL_TEXTURE_2D, 0);
+        glPopMatrix();
+    }
+
     glPushMatrix();
     glTranslated(origin.x(), origin.y(), 0.0);
     glDisable(GL_TEXTURE_2D);

@@ -305,6 +305,9 @@ private:
                   const QRectF *coord2);
     void deleteFramebuffers();
     VellLayer *activeRasterLayer() const;
+    // The selection whose outline is presented: the one set with
+    // setSelection, else the current document's.
+    VellSelection *shownSelection() const;
     // View helpers (vellcanvasview.cpp).
     void initView();                       // timers, connections, the layers' view probe
     void installViewProbe();

@@ -8,6 +8,7 @@
 #include "selection/vellcompressedselection.h"
 
 #include <QDataStream>
+#include <QGLShaderProgram>
 #include <QOpenGLContext>
 
 #include <algorithm>
@@ -384,6 +385,7 @@ void VellSelection::applyTranslation()
     update();
     if (QOpenGLContext::currentContext())
         glFinish();   // the moved mask is on the GPU before anyone samples it
+    renderOnCanvas();
     translation = QPointF(0, 0);
 }
 

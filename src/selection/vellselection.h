@@ -15,6 +15,8 @@
 #include <vector>
 
 class QDataStream;
+class QGLShaderProgram;
+class VellCanvas;
 class VellCompressedSelection;
 class VellSelectionPath;
 
@@ -196,6 +198,27 @@ public:
         return QVectorIterator<VellSelectionPath *>(paths);
     }
 
+    // Marching ants (vellselectionrender.cpp). Draws the outline of the
+    // coverage, and its tint while displayMask is set, over the part of the
+    // image the canvas shows, into the canvas's selection framebuffer
+    // (cleared to transparent first) at the canvas's framebuffer scale; each
+    // call advances the dash phase that every selection shares. Nothing
+    // without a canvas, its selection framebuffer, a texture or a program.
+    // Makes the canvas's context current; leaves the GL state and the
+    // window's binding as it found them.
+    void render(VellCanvas *canvas);
+    // Builds the outline program on first use (a compile log is shown in a
+    // message box titled "selection"); needs a current context.
+    void initShader();
+    QGLShaderProgram *getProgram() const { return program.get(); }
+    // The dash phase of the last render, 0 .. 7.
+    static int antPhase() { return phase; }
+    // Fills the canvas's selection hooks that are still empty: the outline
+    // of the current document's selection on the canvas timer, and the
+    // selection following the document's size. The canvas installs them
+    // when it is made; tests replace them.
+    static void installCanvasHooks();
+
     // How addMask (and later shapes) combine: a VellCombineMode, set by the
     // selection tools before each shape.
     int combineMode = VellCombineMode::Replace;
@@ -208,12 +231,22 @@ private:
     QRect wholeRegion() const;
     // Records, and makes the recorded state the current one.
     void record();
+    // Redraws the outline at once when this is the current document's
+    // selection and the canvas exists, so a move shows without waiting for
+    // the canvas timer.
+    void renderOnCanvas();
     // Switches the two command groups when the host has an action manager.
     static void enableGroups(bool selectionEdit, bool edit);
     static void enableGroup(int group, bool on);
 
+    static int phase;   // dash phase shared by every selection; GUI thread
+
     QRectF boundBox;
     QVector<VellSelectionPath *> paths;   // not owned
+    // The outline program; made with the canvas's context current and, like
+    // every GL name of the canvas's context, deleted by Qt in that context's
+    // group when this selection goes.
+    std::unique_ptr<QGLShaderProgram> program;
     std::vector<std::unique_ptr<VellCompressedSelection>> history;
     int kind = VellSelectionKind::Whole;
     int historyIndex = 0;
