@@ -11,6 +11,7 @@
 #include "foundation/vellglobalsettings.h"
 #include "picture/vellchannel.h"
 #include "picture/vellpicturehost.h"
+#include "selection/vellselection.h"
 
 #include <QBuffer>
 #include <QDataStream>
@@ -111,6 +112,17 @@ int main(int argc, char **argv)
     VellLayerMask mask(6, 1);
     mask.getData()[0] = 3;
     ok &= save("mask", "6x1", streamed([&](QDataStream &out) { out << &mask; }));
+
+    // A partly selected block (a mask), everything selected, and no pixels.
+    VellSelection shape(nullptr, 6, 4);
+    const unsigned char block[] = {200, 255, 90, 255, 255, 130, 60, 255, 255, 255, 140, 255};
+    shape.addMask(block, 4, 3, 1, 1);
+    ok &= save("selection", "6x4-mask", streamed([&](QDataStream &out) { out << &shape; }));
+    VellSelection all(nullptr, 3, 2);
+    all.selectAll();
+    ok &= save("selection", "3x2-all", streamed([&](QDataStream &out) { out << &all; }));
+    const VellSelection nothing(nullptr, 0, 0);
+    ok &= save("selection", "empty", streamed([&](QDataStream &out) { out << &nothing; }));
 
     for (int version : {1, 2}) {
         VellGlobalSettings::getInstance()->streamWriteVersion = version;
