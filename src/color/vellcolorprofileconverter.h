@@ -1,6 +1,7 @@
 #ifndef VELLCOLORPROFILECONVERTER_H
 #define VELLCOLORPROFILECONVERTER_H
 
+#include <QByteArray>
 #include <QString>
 
 class VellPictureHost;
@@ -48,6 +49,24 @@ public:
     // 8-bit hosts convert as 8-bit B, G, R, A; 16-bit hosts as 16-bit words in
     // the same order. Runs on the calling thread, its rows split over OpenMP.
     static bool convertToSRGB(VellPictureHost **host, const QString &name);
+
+    // What an ICC profile embedded in a picture file (its bytes) says of
+    // itself, as Little CMS reads it.
+    struct EmbeddedProfile
+    {
+        bool readable = false;   // Little CMS could parse it
+        bool rgb = false;        // it describes RGB pixels, so it can convert a host
+        bool srgb = false;       // converting with it to sRGB changes no 8-bit level by more than 1
+        QString description;     // its description tag ("Adobe RGB (1998)"); may be empty
+    };
+    static EmbeddedProfile inspectProfile(const QByteArray &iccProfile);
+
+    // Converts *host to sRGB from the colour space that the ICC profile
+    // `iccProfile` (a picture file's own) describes, perceptual intent like
+    // convertToSRGB, keeping alpha and replacing *host the same way. True
+    // when it converted; false, with *host untouched, when the bytes are not
+    // a readable RGB profile, no transform can be made or memory runs out.
+    static bool convertProfileToSRGB(VellPictureHost **host, const QByteArray &iccProfile);
 
     // The profile file of a canonical name ("./data/iccprofiles/..."); empty
     // for "SRGB" and for names not in the table.

@@ -1,6 +1,7 @@
 #include "color/vellcolorprofileconverter.h"
 #include "picture/vellpicturehost.h"
 
+#include <QColorSpace>
 #include <QDir>
 #include <QImage>
 #include <QProcess>
@@ -8,6 +9,8 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <cstring>
 
 namespace {
 
@@ -132,6 +135,72 @@ private slots:
                          qPrintable(QString("pixel %1,%2 channel %3").arg(i % w).arg(i / w).arg(c)));
         }
         delete host;
+    }
+
+    // A picture's embedded profile converts exactly as the same profile named: same intent, same pixel
+    // formats, alpha kept.
+    void embeddedMatchesNamed_data()
+    {
+        convertMatchesTificc_data();
+    }
+    void embeddedMatchesNamed()
+    {
+        QFETCH(QString, name);
+        QFETCH(bool, deep);
+        QVERIFY(QDir::setCurrent(QStringLiteral(VELL_BINARY_DIR "/apps/vell")));
+        QFile file(VellColorProfileConverter::profileFile(name));
+        QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
+        const QByteArray bytes = file.readAll();
+        const int w = 23, h = 19;
+        VellPictureHost *named = new VellPictureHost(w, h, deep ? 8 : 4);
+        QRandomGenerator(5).fillRange(reinterpret_cast<quint32 *>(named->getData()), w * h * (deep ? 2 : 1));
+        VellPictureHost *embedded = new VellPictureHost(named);
+        const VellPictureHost original(named);
+        VellColorProfileConverter::convertToSRGB(&named, name);
+        QVERIFY(VellColorProfileConverter::convertProfileToSRGB(&embedded, bytes));
+        QVERIFY(std::memcmp(named->getData(), original.getData(), size_t(original.getByteCount())) != 0);
+        for (int i = 0; i < w * h * 4; ++i)
+            QVERIFY2(channel(named, i) == channel(embedded, i), qPrintable(QString("channel value %1").arg(i)));
+        delete named;
+        delete embedded;
+    }
+
+    // What a profile says of itself; bytes that are no profile are unreadable and convert nothing.
+    void inspectProfile_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("readable");
+        QTest::addColumn<bool>("srgb");
+        QTest::addColumn<QString>("description");
+        QFile adobe(QStringLiteral(VELL_BINARY_DIR "/apps/vell/data/iccprofiles/Adobe98.icc"));
+        QVERIFY(adobe.open(QIODevice::ReadOnly));
+        const QByteArray adobeBytes = adobe.readAll();
+        QTest::newRow("Adobe RGB") << adobeBytes << true << false << "Adobe RGB (1998)";
+        QTest::newRow("Qt's sRGB") << QColorSpace(QColorSpace::SRgb).iccProfile() << true << true << "sRGB";
+        QTest::newRow("sRGB primaries, gamma 1.8")
+            << QColorSpace(QColorSpace::Primaries::SRgb, 1.8f).iccProfile() << true << false << "";
+        QTest::newRow("Adobe RGB cut short") << adobeBytes.left(200) << false << false << "";
+        QTest::newRow("text") << QByteArray("ICC profile: Adobe RGB (1998)") << false << false << "";
+        QTest::newRow("nothing") << QByteArray() << false << false << "";
+    }
+    void inspectProfile()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, readable);
+        QFETCH(bool, srgb);
+        QFETCH(QString, description);
+        const VellColorProfileConverter::EmbeddedProfile profile = VellColorProfileConverter::inspectProfile(bytes);
+        QCOMPARE(profile.readable, readable);
+        QCOMPARE(profile.rgb, readable);   // every readable row is an RGB profile
+        QCOMPARE(profile.srgb, srgb);
+        QVERIFY2(profile.description.contains(description), qPrintable(profile.description));
+        VellPictureHost *const before = new VellPictureHost(4, 3, 4);   // deleted by a conversion
+        VellPictureHost *host = before;
+        const bool converted = VellColorProfileConverter::convertProfileToSRGB(&host, bytes);
+        const bool replaced = host != before;
+        delete host;
+        QCOMPARE(converted, readable);
+        QCOMPARE(replaced, readable);
     }
 
     // True where there is nothing to do, else false; without a profile file the host stays.
