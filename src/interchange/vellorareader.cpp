@@ -275,7 +275,8 @@ void Resolver::commonAttributes(const VellOraNode &node, const Inherit &inherit,
     if (!known) {
         const QString op = node.attribute("composite-op");
         const int code = modeOfCompositeOp(op);
-        if (code < 0)
+        PorterDuff flattened;
+        if (code < 0 && !porterDuffOf(op, &flattened))   // those are flattened, with a warning of their own
             warn(QStringLiteral("\"%1\": composite-op \"%2\" read as Normal").arg(item->name, op));
         item->mode = code < 0 ? int(VellBlend::Normal) : code;
     }

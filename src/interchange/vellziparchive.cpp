@@ -3,6 +3,7 @@
 #include "foundation/velllog.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <zip.h>
 
@@ -120,6 +121,9 @@ bool VellZipArchive::openFile(const QString &path)
 {
     close();
     error.clear();
+    // libzip takes an empty file for an empty archive; for reading it is none.
+    if (QFileInfo(path).size() == 0)
+        return fail(QStringLiteral("not a readable zip archive (empty or missing)"));
     zip_error_t zerror;
     zip_error_init(&zerror);
     zip_source_t *source = zip_source_file_create(QFile::encodeName(path).constData(), 0, -1,
@@ -137,6 +141,8 @@ bool VellZipArchive::openData(const QByteArray &bytes)
 {
     close();
     error.clear();
+    if (bytes.isEmpty())
+        return fail(QStringLiteral("not a readable zip archive (no bytes)"));
     memoryCopy = bytes;   // shared; libzip reads it in place while the archive is open
     zip_error_t zerror;
     zip_error_init(&zerror);

@@ -1,0 +1,341 @@
+#include "interchange/vellorareader.h"
+#include "interchange/vellorawriter.h"
+
+#include "foundation/vellcodes.h"
+#include "foundation/vellglobalsettings.h"
+#include "foundation/vellmemory.h"
+#include "interchange/oratestsupport.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <functional>
+#include <memory>
+
+using OraTest::Entry;
+
+namespace {
+
+QImage solid(const QSize &size, QRgb colour)
+{
+    QImage image(size, QImage::Format_ARGB32);
+    image.fill(colour);
+    return image;
+}
+
+// Sets `value` at `offset` of every local and central header, whatever
+// entry it belongs to (the archives patched here hold no binary data).
+QByteArray patchHeaders(QByteArray bytes, int localOffset, int centralOffset, quint16 value)
+{
+    const auto patch = [&](const QByteArray &signature, int offset) {
+        for (int at = bytes.indexOf(signature); at >= 0; at = bytes.indexOf(signature, at + 4)) {
+            bytes[at + offset] = char(value & 0xff);
+            bytes[at + offset + 1] = char(value >> 8);
+        }
+    };
+    patch(QByteArray("PK\x03\x04", 4), localOffset);
+    patch(QByteArray("PK\x01\x02", 4), centralOffset);
+    return bytes;
+}
+
+QString nested(int depth, const QString &inner)
+{
+    QString xml = inner;
+    for (int i = 0; i < depth; ++i)
+        xml = QStringLiteral("<stack isolation=\"auto\">%1</stack>").arg(xml);
+    return xml;
+}
+
+struct Read
+{
+    std::unique_ptr<VellContext> document;
+    QStringList warnings;
+    QString error;
+};
+
+Read readBytes(const QByteArray &bytes)
+{
+    VellOraReader reader;
+    Read result;
+    if (reader.openData(bytes, QStringLiteral("test.ora")))
+        result.document.reset(reader.readDocument());
+    result.warnings = reader.warnings();
+    result.error = reader.errorString();
+    return result;
+}
+
+VellLayer *layerAt(const Read &read, int index)
+{
+    return qobject_cast<VellLayer *>(read.document->getLayerManager()->getLayer(index));
+}
+
+QImage layerImage(const VellLayer *layer)
+{
+    const VellPictureHost *host = layer->getPictureHost();
+    return QImage(host->getData(), int(host->getWidth()), int(host->getHeight()), QImage::Format_ARGB32).copy();
+}
+
+} // namespace
+
+class TestVellOraReader : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir dir;
+    QByteArray pngA, pngB;
+
+    QByteArray ora(const QString &stack, QVector<Entry> pngs = {}, const QSize &size = QSize(8, 6))
+    {
+        pngs += { { QStringLiteral("data/a.png"), pngA }, { QStringLiteral("data/b.png"), pngB } };
+        return OraTest::oraWith(dir, stack, pngs, size);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(dir.isValid());
+        pngA = OraTest::png(solid(QSize(4, 3), qRgba(200, 40, 10, 255)));
+        pngB = OraTest::png(solid(QSize(8, 6), qRgba(20, 100, 240, 128)));
+    }
+
+    void refused_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("reason");   // a part of the message
+        const QString layer = QStringLiteral("<layer src=\"data/a.png\"/>");
+        const QByteArray good = ora(layer);
+        QVERIFY(readBytes(good).document);
+        QTest::newRow("empty") << QByteArray() << "not a readable zip";
+        QTest::newRow("not a zip") << QByteArray("just some text, not an archive") << "not a readable zip";
+        QTest::newRow("truncated by half") << good.left(good.size() / 2) << "not a readable zip";
+        QTest::newRow("last byte missing") << good.left(good.size() - 1) << "not a readable zip";
+        QTest::newRow("no stack.xml")
+            << OraTest::archive(dir, { { "mimetype", "image/openraster" }, { "data/a.png", pngA } }) << "no stack.xml";
+        QByteArray wrongMime = good;
+        wrongMime.replace("image/openraster", "image/openraste!");
+        QTest::newRow("wrong mimetype text") << wrongMime << "mimetype is";
+        QTest::newRow("DOCTYPE")
+            << OraTest::archive(dir, { { "mimetype", "image/openraster" },
+                                       { "stack.xml", "<?xml version=\"1.0\"?><!DOCTYPE image [<!ENTITY e \"x\">]>"
+                                                      "<image w=\"1\" h=\"1\"><stack/></image>" } })
+            << "DOCTYPE";
+        QTest::newRow("not well-formed") << ora(QStringLiteral("<layer src=\"data/a.png\">")) << "not well-formed";
+        QTest::newRow("no stack") << OraTest::archive(dir, { { "mimetype", "image/openraster" },
+                                                             { "stack.xml", "<image w=\"1\" h=\"1\"/>" } })
+                                  << "no <stack>";
+        QTest::newRow("33 stacks deep") << ora(nested(32, layer)) << "nested deeper than 32";
+        QTest::newRow("4097 layers") << ora(layer.repeated(4097)) << "more than 4096 layers";
+        QTest::newRow("4097 stacks") << ora(QStringLiteral("<stack/>").repeated(4097)) << "more than 4096 stacks";
+        QTest::newRow("width 0") << ora(layer, {}, QSize(0, 6)) << "image size 0 x 6";
+        QTest::newRow("negative height") << ora(layer, {}, QSize(8, -6)) << "image size 8 x -6";
+        QTest::newRow("width over the limit") << ora(layer, {}, QSize(7201, 6)) << "image size 7201 x 6";
+        QTest::newRow("pixels over the limit") << ora(layer, {}, QSize(7000, 7000)) << "image size 7000 x 7000";
+        QTest::newRow("layer PNG over the limit")
+            << ora(QStringLiteral("<layer src=\"data/wide.png\"/>"),
+                   { { QStringLiteral("data/wide.png"), OraTest::png(solid(QSize(7201, 1), 0u)) } })
+            << "data/wide.png is 7201 x 1 pixels";
+        const QByteArray huge = QByteArray("<image w=\"1\" h=\"1\"><stack/></image>") + QByteArray(16 << 20, ' ');
+        QTest::newRow("stack.xml over 16 MiB")
+            << OraTest::archive(dir, { { "mimetype", "image/openraster" }, { "stack.xml", huge, VellZipArchive::Deflated } })
+            << "over the cap";
+        QTest::newRow("bzip2 entries") << patchHeaders(good, 8, 10, 12) << "compression method 12";
+        QTest::newRow("encrypted entries") << patchHeaders(good, 6, 8, 1) << "encrypted";
+    }
+
+    // Refusals name the file and the reason, build nothing and leave the
+    // memory budget as it was.
+    void refused()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, reason);
+        const qint64 used = VellMemory::getInstance()->getUsed();
+        const Read read = readBytes(bytes);
+        QVERIFY(!read.document);
+        QVERIFY2(read.error.startsWith(QLatin1String("test.ora: ")), qPrintable(read.error));
+        QVERIFY2(read.error.contains(reason), qPrintable(read.error));
+        QCOMPARE(VellMemory::getInstance()->getUsed(), used);
+    }
+
+    void repaired_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("layer");     // the top layer as read
+        QTest::addColumn<QStringList>("warnings");   // a part of each warning expected, in order
+        QTest::newRow("plain") << ora(QStringLiteral("<layer name=\"a\" src=\"data/a.png\" x=\"2\" y=\"-1\" opacity=\"0.25\"/>"))
+                               << "a 4x3 at 2,-1 mode 0 opacity 0.25 visible" << QStringList();
+        QTest::newRow("no source") << ora(QStringLiteral("<layer name=\"e\"/>"))
+                                   << "e 1x1 at 0,0 mode 0 opacity 1 visible" << QStringList{ "no source" };
+        QTest::newRow("source missing") << ora(QStringLiteral("<layer name=\"e\" src=\"data/gone.png\"/>"))
+                                        << "e 1x1 at 0,0 mode 0 opacity 1 visible" << QStringList{ "missing" };
+        QTest::newRow("NaN opacity") << ora(QStringLiteral("<layer name=\"n\" src=\"data/a.png\" opacity=\"nan\"/>"))
+                                     << "n 4x3 at 0,0 mode 0 opacity 1 visible" << QStringList{ "opacity \"nan\" read as 1" };
+        QTest::newRow("opacity out of range") << ora(QStringLiteral("<layer name=\"o\" src=\"data/a.png\" opacity=\"7\"/>"))
+                                              << "o 4x3 at 0,0 mode 0 opacity 1 visible" << QStringList();
+        QTest::newRow("half-pixel offsets") << ora(QStringLiteral("<layer name=\"h\" src=\"data/a.png\" x=\"2.5\" y=\"-0.5\"/>"))
+                                            << "h 4x3 at 3,0 mode 0 opacity 1 visible" << QStringList{ "x=2.5 rounded", "y=-0.5 rounded" };
+        QTest::newRow("unknown op") << ora(QStringLiteral("<layer name=\"u\" src=\"data/a.png\" composite-op=\"svg:pigment\"/>"))
+                                    << "u 4x3 at 0,0 mode 0 opacity 1 visible" << QStringList{ "svg:pigment\" read as Normal" };
+        QTest::newRow("LazPaint's add") << ora(QStringLiteral("<layer name=\"l\" src=\"data/a.png\" composite-op=\"svg:add\"/>"))
+                                        << "l 4x3 at 0,0 mode 100 opacity 1 visible" << QStringList();
+        QTest::newRow("our mode wins") << ora(QStringLiteral("<layer name=\"m\" src=\"data/a.png\" composite-op=\"svg:multiply\" vell:mode=\"160\"/>"))
+                                       << "m 4x3 at 0,0 mode 160 opacity 1 visible" << QStringList();
+        QTest::newRow("bad mode code falls back") << ora(QStringLiteral("<layer name=\"m\" src=\"data/a.png\" composite-op=\"svg:screen\" vell:mode=\"15\"/>"))
+                                                  << "m 4x3 at 0,0 mode 80 opacity 1 visible" << QStringList();
+        QTest::newRow("filter and text skipped")
+            << ora(QStringLiteral("<filter type=\"blur\"/><layer name=\"f\" src=\"data/a.png\"/><text>hi</text>"))
+            << "f 4x3 at 0,0 mode 0 opacity 1 visible" << QStringList{ "1 <filter> element(s) skipped", "1 <text> element(s) skipped" };
+        QTest::newRow("non-PNG source skipped")
+            << ora(QStringLiteral("<layer name=\"j\" src=\"data/x.jpg\"/><layer name=\"a\" src=\"data/a.png\"/>"))
+            << "a 4x3 at 0,0 mode 0 opacity 1 visible" << QStringList{ "not a PNG, skipped" };
+        QTest::newRow("auto stack inlined")
+            << ora(QStringLiteral("<stack isolation=\"auto\" opacity=\"0.5\" x=\"3\" y=\"1\" visibility=\"hidden\">"
+                                  "<layer name=\"in\" src=\"data/a.png\" opacity=\"0.5\" x=\"1\"/></stack>"))
+            << "in 4x3 at 4,1 mode 0 opacity 0.25 hidden" << QStringList();
+        QTest::newRow("32 stacks deep") << ora(nested(31, QStringLiteral("<layer name=\"deep\" src=\"data/a.png\"/>")))
+                                        << "deep 4x3 at 0,0 mode 0 opacity 1 visible" << QStringList();
+        QTest::newRow("mimetype compressed")
+            << OraTest::archive(dir, { { "mimetype", "image/openraster", VellZipArchive::Deflated },
+                                       { "stack.xml", "<image w=\"8\" h=\"6\"><stack><layer name=\"c\" src=\"a.png\"/></stack></image>" },
+                                       { "a.png", pngA } })
+            << "c 4x3 at 0,0 mode 0 opacity 1 visible" << QStringList{ "mimetype is compressed" };
+        QTest::newRow("mimetype not first")
+            << OraTest::archive(dir, { { "stack.xml", "<image w=\"8\" h=\"6\"><stack><layer name=\"c\" src=\"a.png\"/></stack></image>" },
+                                       { "mimetype", "image/openraster" }, { "a.png", pngA } })
+            << "c 4x3 at 0,0 mode 0 opacity 1 visible" << QStringList{ "not the first entry" };
+        QTest::newRow("no mimetype")
+            << OraTest::archive(dir, { { "stack.xml", "<image w=\"8\" h=\"6\"><stack><layer name=\"c\" src=\"a.png\"/></stack></image>" },
+                                       { "a.png", pngA } })
+            << "c 4x3 at 0,0 mode 0 opacity 1 visible" << QStringList{ "no mimetype" };
+    }
+
+    void repaired()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, layer);
+        QFETCH(QStringList, warnings);
+        const Read read = readBytes(bytes);
+        QVERIFY2(read.document, qPrintable(read.error));
+        VellLayerManager *stack = read.document->getLayerManager();
+        const VellLayer *top = qobject_cast<VellLayer *>(stack->getLayer(stack->getLayerCount() - 1));
+        QVERIFY(top);
+        QCOMPARE(QStringLiteral("%1 %2x%3 at %4,%5 mode %6 opacity %7 %8")
+                     .arg(top->getLayerName()).arg(top->getWidth()).arg(top->getHeight())
+                     .arg(top->getPosition().x()).arg(top->getPosition().y()).arg(top->getBlendMode())
+                     .arg(double(top->getAlpha())).arg(top->visible ? "visible" : "hidden"),
+                 layer);
+        QCOMPARE(read.warnings.size(), warnings.size());
+        for (int i = 0; i < warnings.size(); ++i)
+            QVERIFY2(read.warnings.at(i).contains(warnings.at(i)), qPrintable(read.warnings.at(i)));
+    }
+
+    // Without our vell:mode, the composite-op alone gives every mode back.
+    void compositeOpNames_data()
+    {
+        QTest::addColumn<int>("mode");
+        for (int mode = VellBlend::Normal; mode <= VellBlend::Luminosity; mode += VellBlend::Step)
+            QTest::addRow("%s", qPrintable(VellOraWriter::compositeOp(mode))) << mode;
+    }
+
+    void compositeOpNames()
+    {
+        QFETCH(int, mode);
+        const Read read = readBytes(ora(QStringLiteral("<layer src=\"data/a.png\" composite-op=\"%1\"/>")
+                                            .arg(VellOraWriter::compositeOp(mode).toHtmlEscaped())));
+        QVERIFY2(read.document, qPrintable(read.error));
+        QCOMPARE(layerAt(read, 0)->getBlendMode(), mode);
+        QCOMPARE(read.warnings, QStringList());
+    }
+
+    // An isolated group becomes one layer holding its members' composite,
+    // with the group's name, opacity and mode.
+    void isolatedGroupFlattened()
+    {
+        const Read read = readBytes(ora(QStringLiteral(
+            "<layer name=\"top\" src=\"data/a.png\"/>"
+            "<stack name=\"group\" opacity=\"0.5\" composite-op=\"svg:screen\" x=\"1\" y=\"1\">"
+            "<layer name=\"a\" src=\"data/a.png\" composite-op=\"svg:multiply\" x=\"2\"/>"
+            "<layer name=\"b\" src=\"data/b.png\"/></stack>")));
+        QVERIFY2(read.document, qPrintable(read.error));
+        QCOMPARE(read.document->getLayerManager()->getLayerCount(), 2);
+        const VellLayer *group = layerAt(read, 0);
+        QCOMPARE(group->getLayerName(), QStringLiteral("group"));
+        QCOMPARE(group->getAlpha(), 0.5f);
+        QCOMPARE(group->getBlendMode(), int(VellBlend::Screen));
+        QCOMPARE(group->getPosition(), QPointF(1, 1));
+        QCOMPARE(QSize(group->getWidth(), group->getHeight()), QSize(8, 6));
+        QCOMPARE(read.warnings.size(), 1);
+        const QImage pixels = layerImage(group);
+        // b alone: its own colour. Under a (x 2..5, y 0..2): multiply of
+        // a's opaque colour over b weighted by b's alpha, as the compositor
+        // defines it; full alpha.
+        QCOMPARE(pixels.pixel(0, 0), qRgba(20, 100, 240, 128));
+        const auto mixed = [](int a, int b) {
+            const double ab = 128 / 255.0;
+            return int(std::floor((1 - ab) * a + ab * (a * b / 255.0) + 0.5));
+        };
+        QCOMPARE(pixels.pixel(3, 1), qRgba(mixed(200, 20), mixed(40, 100), mixed(10, 240), 255));
+    }
+
+    // A layer under a Porter-Duff operator is flattened with what lies
+    // below it: dst-out cuts the backdrop by the layer's alpha.
+    void porterDuffFlattened()
+    {
+        const QByteArray bytes = ora(QStringLiteral(
+            "<layer name=\"cut\" src=\"data/c.png\" composite-op=\"svg:dst-out\" x=\"1\" y=\"1\"/>"
+            "<layer name=\"base\" src=\"data/a.png\"/>"),
+            { { QStringLiteral("data/c.png"), OraTest::png(solid(QSize(2, 2), qRgba(0, 0, 0, 102))) } });
+        const Read read = readBytes(bytes);
+        QVERIFY2(read.document, qPrintable(read.error));
+        QCOMPARE(read.document->getLayerManager()->getLayerCount(), 1);
+        const VellLayer *flat = layerAt(read, 0);
+        QCOMPARE(flat->getLayerName(), QStringLiteral("cut"));
+        QCOMPARE(QSize(flat->getWidth(), flat->getHeight()), QSize(4, 3));
+        const QImage pixels = layerImage(flat);
+        QCOMPARE(pixels.pixel(0, 0), qRgba(200, 40, 10, 255));
+        QCOMPARE(pixels.pixel(1, 1), qRgba(200, 40, 10, 153));   // 255 (1 - 102 / 255)
+        QCOMPARE(pixels.pixel(2, 2), qRgba(200, 40, 10, 153));
+        QCOMPARE(pixels.pixel(3, 2), qRgba(200, 40, 10, 255));
+        QCOMPARE(read.warnings.size(), 1);
+    }
+
+    // Another program's 16-bit PNG becomes an 8-byte layer, words kept.
+    void sixteenBitPng()
+    {
+        QImage deep(3, 2, QImage::Format_RGBA64);
+        for (int y = 0; y < 2; ++y)
+            for (int x = 0; x < 3; ++x)
+                deep.setPixelColor(x, y, QColor::fromRgba64(quint16(1000 * x + 7), quint16(30000 + y), 65535,
+                                                            quint16(40000 + x * 11)));
+        const Read read = readBytes(ora(QStringLiteral("<layer src=\"data/deep.png\"/>"),
+                                        { { QStringLiteral("data/deep.png"), OraTest::png(deep) } }));
+        QVERIFY2(read.document, qPrintable(read.error));
+        const VellPictureHost *host = layerAt(read, 0)->getPictureHost();
+        QCOMPARE(host->getPixelWidth(), 8u);
+        const auto *words = reinterpret_cast<const quint16 *>(host->getData());
+        QCOMPARE(words[0], quint16(65535));          // blue
+        QCOMPARE(words[1], quint16(30000));          // green
+        QCOMPARE(words[4 * 5 + 2], quint16(2007));   // red of (2, 1)
+        QCOMPARE(words[4 * 5 + 3], quint16(40022));  // alpha of (2, 1)
+    }
+
+    // The stored images are read one entry each, and their absence warns.
+    void storedImagesMissing()
+    {
+        VellOraReader reader;
+        QVERIFY(reader.openData(ora(QStringLiteral("<layer src=\"data/a.png\"/>")), QStringLiteral("x.ora")));
+        QVERIFY(reader.mergedImage().isNull());
+        QVERIFY(reader.thumbnail().isNull());
+        QCOMPARE(reader.warnings(), QStringList({ "no mergedimage.png", "no Thumbnails/thumbnail.png" }));
+    }
+
+    void canRead()
+    {
+        QVERIFY(!VellOraReader::canRead(QByteArray()));
+        QVERIFY(!VellOraReader::canRead(ora(QStringLiteral("<layer src=\"data/a.png\"/>")).replace("mimetype", "mimetypf")));
+        QVERIFY(VellOraReader::canRead(ora(QStringLiteral("<layer src=\"data/a.png\"/>"))));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestVellOraReader)
+#include "tst_vellorareader.moc"
