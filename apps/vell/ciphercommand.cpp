@@ -5,6 +5,7 @@
 #include "foundation/vellendecodetool.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 namespace {
 
@@ -18,18 +19,40 @@ struct CipherJob
     QByteArray output;       // the work's result
 };
 
-bool readFile(const QString &path, QByteArray *bytes)
+// The cipher works on whole files in memory (its result is twice their
+// size as text on the way), so it takes resource-sized ones: 64 MiB at most.
+constexpr qint64 kMostInput = qint64(64) << 20;
+
+// The regular file at `path` into *bytes: all of it when `whole` (a file of
+// more than `most` bytes is refused before anything is read), else its first
+// `most` bytes. A device or a pipe is refused, so /dev/zero ends at once.
+bool readFile(const QString &path, qint64 most, QByteArray *bytes, bool whole)
 {
     if (!vellInputExists(path))
         return false;
+    const QFileInfo info(path);
+    if (!info.isFile()) {
+        vellError(QStringLiteral("cannot read %1: not a regular file").arg(path));
+        return false;
+    }
+    if (whole && info.size() > most) {
+        vellError(QStringLiteral("cannot read %1: its %2 are more than the cipher takes (%3, 64 MiB)")
+                      .arg(path, vellCount(info.size(), "byte"), vellCount(most, "byte")));
+        return false;
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         vellError(QStringLiteral("cannot read %1: %2").arg(path, file.errorString()));
         return false;
     }
-    *bytes = file.readAll();
+    // One byte past the limit shows a file that grew since it was measured.
+    *bytes = file.read(whole ? most + 1 : most);
     if (file.error() != QFileDevice::NoError) {
         vellError(QStringLiteral("cannot read %1: %2").arg(path, file.errorString()));
+        return false;
+    }
+    if (whole && bytes->size() > most) {
+        vellError(QStringLiteral("cannot read %1: it grew past %2 while being read").arg(path, vellCount(most, "byte")));
         return false;
     }
     return true;
@@ -42,7 +65,7 @@ int parse(const QStringList &args, CipherJob *job)
         return ExitOk;
     }
     if (args.size() != 4) {
-        vellError(QStringLiteral("cipher needs 4 arguments (got %1)").arg(args.size()));
+        vellError(QStringLiteral("cipher needs 4 arguments (got %1)").arg(vellCount(args.size(), "argument")));
         vellNote(QString::fromLatin1(kCipherUsage));
         return ExitUsage;
     }
@@ -58,9 +81,10 @@ int parse(const QStringList &args, CipherJob *job)
     return kProceed;
 }
 
+// The key is the key file's first 8 bytes: nothing more of it is read.
 bool build(CipherJob *job)
 {
-    return readFile(job->keyPath, &job->key) && readFile(job->inputPath, &job->input);
+    return readFile(job->keyPath, 8, &job->key, false) && readFile(job->inputPath, kMostInput, &job->input, true);
 }
 
 // The key is the first 8 bytes of the key file's text. Enciphered data is
@@ -124,8 +148,8 @@ int vellCipherCommand(VellHost &host, const QStringList &args)
     }
     if (!work(&job) || !write(job))
         return ExitFailure;
-    vellNote(QStringLiteral("%1 %2 bytes into %3 bytes")
-                 .arg(job.encrypt ? QStringLiteral("enciphered") : QStringLiteral("deciphered"))
-                 .arg(job.input.size()).arg(job.output.size()));
+    vellNote(QStringLiteral("%1 %2 into %3")
+                 .arg(job.encrypt ? QStringLiteral("enciphered") : QStringLiteral("deciphered"),
+                      vellCount(job.input.size(), "byte"), vellCount(job.output.size(), "byte")));
     return ExitOk;
 }

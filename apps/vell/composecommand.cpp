@@ -15,6 +15,7 @@
 #include "picture/vellpicturereader.h"
 #include "selection/vellselection.h"
 
+#include <QColorSpace>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QImage>
@@ -30,7 +31,7 @@
 namespace {
 
 const char kUsageLine[] =
-    "Usage: vell compose -o OUT.png [--format FMT] [--size WxH] [--save DOC] [--cpu|--gpu] LAYER [LAYER ...]";
+    "Usage: vell compose -o OUT.png [--format FMT] [--size WxH] [--save DOC] [--cpu|--gpu] [OPTION ...] LAYER [LAYER ...]";
 
 const char kHelp[] =
     "Composites layers into one image, bottom LAYER first.\n"
@@ -45,21 +46,33 @@ const char kHelp[] =
     "The bottom layer is always drawn in Normal mode.\n"
     "\n"
     "Options:\n"
-    "  -o, --output OUT   the result, 8-bit with alpha where the format has it;\n"
-    "                     the format follows OUT's suffix (png, jpg, bmp, ...);\n"
+    "  -o, --output OUT   the result, with alpha where the format has it; the\n"
+    "                     format follows OUT's suffix (png, jpg, bmp, ...);\n"
     "                     - writes it to standard output\n"
     "  --format FMT       the result's format whatever OUT's suffix (PNG for -)\n"
+    "  --quality N        JPEG and WebP quality, 0 to 100 (100 on WebP is lossless)\n"
+    "  --lossless         lossless WebP\n"
+    "  --depth 8|16       bits per channel of a PNG or TIFF result; the compositor\n"
+    "                     works at 8, so --depth 16 says so and writes 8\n"
     "  --size WxH         document size (default: the bottom layer's size)\n"
     "  --save DOC         also write the document itself to DOC\n"
     "  --cpu              composite on the CPU\n"
     "  --gpu              composite on the GPU, or fail when no GL context can be\n"
     "                     made (default: the GPU when a display is reachable, else\n"
     "                     the CPU, saying so)\n"
+    "  --max-size WxH     the largest layer or document of this run (default: what\n"
+    "                     the path holds: the GPU's largest texture or 65535 a\n"
+    "                     side, and the memory budget's worth of pixels)\n"
+    "  --shrink           shrink the whole composition by one factor, every layer,\n"
+    "                     offset and mask with it, to fit --max-size or else the\n"
+    "                     image size limit of the settings (vell info)\n"
+    "  --no-colour        leave the images' colours as they are\n"
     "\n"
     "A sole LAYER that no image reader recognises is read as a document written\n"
     "by --save; it takes no options: its layers keep their modes, opacities,\n"
-    "offsets, masks and visibility. Images are\n"
-    "converted to sRGB like every image vell opens (see vell --help).\n"
+    "offsets, masks and visibility. Images are converted to sRGB like every image\n"
+    "vell opens (see vell --help). Each layer is announced as it is read when\n"
+    "standard error is a terminal or with --progress.\n"
     "\n"
     "Exit status: 0 on success, 1 on failure, 2 on a usage error.";
 
@@ -82,6 +95,7 @@ struct ComposeArguments
     QByteArray format;     // --format, lower case; else from the output's suffix
     bool cpu = false;
     bool gpu = false;
+    VellSharedOptions options;   // output, --max-size, --shrink, --no-colour
     QVector<LayerInput> layers;
     bool isDocument = false;   // the sole LAYER is a saved document (checkInputs)
 };
@@ -99,20 +113,6 @@ QString modeNames()
     for (const QString &name : VellLayerBase::getBlendModeList())
         names << name.toLower().replace(QLatin1Char(' '), QLatin1Char('-'));
     return names.join(QStringLiteral(", "));
-}
-
-bool parseSize(const QString &text, QSize *size)
-{
-    const QStringList parts = text.toLower().split(QLatin1Char('x'));
-    if (parts.size() != 2)
-        return false;
-    bool okW = false, okH = false;
-    const int w = parts.at(0).toInt(&okW);
-    const int h = parts.at(1).toInt(&okH);
-    if (!okW || !okH || w <= 0 || h <= 0)
-        return false;
-    *size = QSize(w, h);
-    return true;
 }
 
 bool parseOffset(const QString &text, QPoint *offset)
@@ -148,6 +148,14 @@ int parseArguments(const QStringList &args, ComposeArguments *parsed)
     bool sizeGiven = false;
     for (int i = 0; i < args.size(); ++i) {
         const QString &arg = args.at(i);
+        const int taken = vellTakeOption(args, &i, QualityOptions | DepthOption | MaxSizeOption
+                                             | NoColourOption | ShrinkOption, &parsed->options);
+        if (taken < 0) {
+            vellNote(QString::fromLatin1(kUsageLine));
+            return ExitUsage;
+        }
+        if (taken > 0)
+            continue;
         if (!arg.startsWith(QLatin1Char('-')) || arg == QLatin1String("-")) {
             LayerInput layer;
             layer.path = arg;
@@ -196,7 +204,7 @@ int parseArguments(const QStringList &args, ComposeArguments *parsed)
             if (sizeGiven)
                 return usageError(QStringLiteral("--size given twice"));
             sizeGiven = true;
-            if (!parseSize(value, &parsed->size))
+            if (!vellParseSize(value, &parsed->size))
                 return usageError(QStringLiteral("bad size '%1' (WxH, e.g. 640x480)").arg(value));
         } else if (arg == QLatin1String("--format")) {
             if (!parsed->format.isEmpty())
@@ -244,6 +252,10 @@ int checkInputs(ComposeArguments *parsed)
     } else {
         parsed->format = vellImageFormat(parsed->output);
     }
+    if (!vellCheckOutputOptions(parsed->options.output, parsed->format)) {
+        vellNote(QString::fromLatin1(kUsageLine));
+        return ExitUsage;
+    }
     if (toResults && ::isatty(fileno(vellResultStream())))
         return usageError(QStringLiteral("-o - would write image data to the terminal: redirect it "
                                          "or pipe it into a program"));
@@ -270,6 +282,8 @@ int checkInputs(ComposeArguments *parsed)
         return usageError(QStringLiteral("%1 cannot follow '%2': it is not an image, so it is read "
                                          "as a document, whose layers keep their own settings")
                               .arg(bottom.options.first(), bottom.path));
+    if (parsed->isDocument && parsed->options.shrink)
+        return usageError(QStringLiteral("--shrink scales image layers, not the document '%1'").arg(bottom.path));
     return kProceed;
 }
 
@@ -321,30 +335,53 @@ QString describe(const VellLayer *layer)
     return text;
 }
 
-bool withinImageLimits(const QSize &size)
+// A bound on pictures: their sides and their pixel count.
+struct SizeLimit
 {
-    const VellGlobalSettings *settings = VellGlobalSettings::getInstance();
-    const QSize limit = settings->getImageLimitSize();
-    return size.width() <= limit.width() && size.height() <= limit.height()
-        && qint64(size.width()) * size.height() <= qint64(settings->getImageLimitPixel()) * 1048576;
+    QSize sides;
+    qint64 pixels = 0;
+};
+
+// The largest factor, at most 1, that brings `size` within `limit`.
+double fitFactor(const QSize &size, const SizeLimit &limit)
+{
+    double factor = 1.0;
+    if (size.width() > limit.sides.width())
+        factor = qMin(factor, double(limit.sides.width()) / size.width());
+    if (size.height() > limit.sides.height())
+        factor = qMin(factor, double(limit.sides.height()) / size.height());
+    const double pixels = double(size.width()) * size.height();
+    if (pixels > double(limit.pixels))
+        factor = qMin(factor, std::sqrt(double(limit.pixels) / pixels));
+    return factor;
 }
 
-QString limitText()
+// `size` times `factor`, rounded down (so it stays within the limit the
+// factor was made for) and at least 1 a side.
+QSize scaledSize(const QSize &size, double factor)
 {
-    const VellGlobalSettings *settings = VellGlobalSettings::getInstance();
-    return QStringLiteral("%1 x %2 pixels, %3 Mpixels")
-        .arg(settings->imageLimitX).arg(settings->imageLimitY).arg(settings->imageLimitPixel);
+    if (factor >= 1.0)
+        return size;
+    return QSize(qMax(1, int(std::floor(size.width() * factor))), qMax(1, int(std::floor(size.height() * factor))));
+}
+
+QString limitText(const SizeLimit &limit)
+{
+    return QStringLiteral("%1 x %2 pixels, %3 pixels in all").arg(limit.sides.width()).arg(limit.sides.height())
+        .arg(limit.pixels);
 }
 
 // The grey levels of `path` into the layer's mask; false with a message when
 // the file cannot be read or is not of the size of the layer's image
-// (`imageSize`; a layer shrunk to the size limit gets its mask shrunk too).
+// (`imageSize`, before any shrinking; the mask shrinks with its layer).
 bool applyMask(VellLayer *layer, const QString &path, const QSize &imageSize)
 {
-    QImageReader reader(path);
-    QImage image = reader.read().convertToFormat(QImage::Format_Grayscale8);
+    QImage image = vellReadImage(path);
+    if (image.isNull())
+        return false;
+    image = image.convertToFormat(QImage::Format_Grayscale8);
     if (image.isNull()) {
-        vellError(QStringLiteral("cannot read %1: %2").arg(path, reader.errorString()));
+        vellError(QStringLiteral("no memory for the mask '%1'").arg(path));
         return false;
     }
     if (image.size() != imageSize) {
@@ -370,32 +407,32 @@ bool applyMask(VellLayer *layer, const QString &path, const QSize &imageSize)
     return true;
 }
 
-// One image LAYER into a new layer of the current document.
-bool addImageLayer(VellContext *document, const LayerInput &input)
+// One image LAYER into a new layer of the current document, its picture,
+// offset and mask scaled by `scale` (--shrink; 1 otherwise).
+bool addImageLayer(VellContext *document, const LayerInput &input, bool soleLayer, double scale, bool colour)
 {
-    QImageReader reader(input.path);
-    QImage image = reader.read();
-    if (image.isNull()) {
-        // No reader knows the file: it may be a document, which stands alone.
-        const QString hint = reader.format().isEmpty()
-            ? QStringLiteral(" (a document written by --save must be the only LAYER)") : QString();
-        vellError(QStringLiteral("cannot read %1: %2%3").arg(input.path, reader.errorString(), hint));
+    // A file no image reader knows may be a document, which stands alone.
+    if (!soleLayer && QImageReader::imageFormat(input.path).isEmpty() && vellInputExists(input.path)) {
+        vellError(QStringLiteral("cannot read %1: not an image (a document written by --save must be the "
+                                 "only LAYER)").arg(input.path));
         return false;
     }
-    // Over the limits the picture reader shrinks the picture to the size the
-    // resize dialog would propose (the document is in batch mode: no dialog).
+    QImage image = vellReadImage(input.path);
+    if (image.isNull())
+        return false;
+    const QByteArray iccProfile = image.colorSpace().iccProfile();
     const QSize imageSize = image.size();
-    VellPictureHost *host = VellPictureReader().ReadImageToHost(image);
+    if (scale < 1.0)
+        image = image.scaled(scaledSize(imageSize, scale), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    // Within the limits the picture reader keeps the size; it converts to
+    // the library's 4-byte pixels.
+    VellPictureHost *host = image.isNull() ? nullptr : VellPictureReader().ReadImageToHost(image);
     if (!host) {
-        vellError(QStringLiteral("no memory for '%1' (%2x%3)").arg(input.path).arg(image.width())
-                      .arg(image.height()));
+        vellError(QStringLiteral("no memory for '%1' (%2x%3)").arg(input.path).arg(imageSize.width())
+                      .arg(imageSize.height()));
         return false;
     }
-    if (host && QSize(int(host->getWidth()), int(host->getHeight())) != imageSize)
-        vellNote(QStringLiteral("'%1' is %2x%3, over the image size limit (%4): shrunk to %5x%6")
-                     .arg(input.path).arg(imageSize.width()).arg(imageSize.height())
-                     .arg(limitText()).arg(host->getWidth()).arg(host->getHeight()));
-    if (!vellColourStep(&host, input.path, QString())) {
+    if (colour && !vellColourStep(&host, input.path, iccProfile, QString())) {
         delete host;
         return false;
     }
@@ -403,7 +440,9 @@ bool addImageLayer(VellContext *document, const LayerInput &input)
     layer->setVellPictureHost(host);
     layer->setBlendMode(input.mode);
     layer->setAlpha(input.opacity);
-    layer->setPosition(QPointF(input.offset));
+    const QPointF offset = scale < 1.0 ? QPointF(std::round(input.offset.x() * scale), std::round(input.offset.y() * scale))
+                                       : QPointF(input.offset);
+    layer->setPosition(offset);
     layer->visible = !input.hidden;
     if (!input.mask.isEmpty() && !applyMask(layer.get(), input.mask, imageSize))
         return false;
@@ -432,7 +471,32 @@ struct ComposeJob
     int layerCount = 0;
     QImage result;         // the composite
     qint64 elapsed = 0;    // ms the compositing took
+    SizeLimit target;      // with --shrink: what the composition must fit
+    double scale = 1.0;    // with --shrink: the factor of every layer, offset and mask
 };
+
+// With --shrink, the one factor that brings every layer and the document
+// within job->target, from the sizes the files' headers declare (a file
+// that declares none is left to its reader's message).
+void chooseScale(ComposeJob *job)
+{
+    const ComposeArguments &args = job->args;
+    QSize bottom;
+    for (const LayerInput &input : args.layers) {
+        const QSize declared = QImageReader(input.path).size();
+        if (!declared.isValid())
+            continue;
+        if (&input == &args.layers.first())
+            bottom = declared;
+        job->scale = qMin(job->scale, fitFactor(declared, job->target));
+    }
+    const QSize document = args.size.isValid() ? args.size : bottom;
+    if (document.isValid())
+        job->scale = qMin(job->scale, fitFactor(document, job->target));
+    if (job->scale < 1.0)
+        vellNote(QStringLiteral("shrinking the composition by %1 to fit %2")
+                     .arg(job->scale, 0, 'g', 4).arg(limitText(job->target)));
+}
 
 // The document from the LAYERs (or the saved document), announced layer by
 // layer, and the canvas sized to it. kProceed, or the exit code with the
@@ -465,16 +529,21 @@ int build(const VellHost &host, ComposeJob *job)
     // Each layer is announced as it is read (a document's all at once).
     const auto announce = [manager](int index, int count) {
         if (const VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(index)))
-            vellNote(QStringLiteral("layer %1/%2: %3").arg(index + 1).arg(count).arg(describe(layer)));
+            vellProgress(QStringLiteral("layer %1/%2: %3").arg(index + 1).arg(count).arg(describe(layer)));
     };
+    if (!args.isDocument && args.options.shrink)
+        chooseScale(job);
     for (int i = 0; !args.isDocument && i < args.layers.size(); ++i) {
-        if (!addImageLayer(session.document, args.layers.at(i)))
+        if (!addImageLayer(session.document, args.layers.at(i), args.layers.size() == 1, job->scale,
+                           !args.options.noColour))
             return ExitFailure;
         announce(i, args.layers.size());
     }
     const int count = manager->getLayerCount();
     if (count == 0) {
-        vellError(QStringLiteral("'%1' holds no layers").arg(args.layers.first().path));
+        // vell never saves an empty document, and a stream with no layers is
+        // what many a stray file reads as.
+        vellError(QStringLiteral("cannot read %1: neither an image nor a vell document").arg(args.layers.first().path));
         return ExitFailure;
     }
     for (int i = 0; args.isDocument && i < count; ++i)
@@ -487,15 +556,15 @@ int build(const VellHost &host, ComposeJob *job)
 
     // The size: --size, else a saved document's own (its selection's), else
     // the bottom layer's.
-    QSize size = args.size;
+    QSize size = args.size.isValid() ? scaledSize(args.size, job->scale) : QSize();
     const VellSelection *saved = args.isDocument ? session.document->getSelection() : nullptr;
     if (!size.isValid() && saved && saved->getWidth() > 0 && saved->getHeight() > 0)
         size = QSize(saved->getWidth(), saved->getHeight());
     if (!size.isValid())
         size = QSize(manager->getLayer(0)->getWidth(), manager->getLayer(0)->getHeight());
-    if (size.isEmpty() || !withinImageLimits(size)) {
-        vellError(QStringLiteral("a document of %1x%2 is outside the image size limit (%3)")
-                      .arg(size.width()).arg(size.height()).arg(limitText()));
+    if (size.isEmpty() || !vellWithinLimit(size)) {
+        vellError(QStringLiteral("a document of %1x%2 is over the image size limit of this run (%3; %4)")
+                      .arg(size.width()).arg(size.height()).arg(vellLimitText(), vellLimitHint()));
         return ExitFailure;
     }
     if (session.canvas) {
@@ -529,6 +598,8 @@ int build(const VellHost &host, ComposeJob *job)
 bool work(ComposeJob *job)
 {
     const ComposeSession &session = job->session;
+    vellProgress(QStringLiteral("compositing %1x%2 on the %3").arg(job->size.width()).arg(job->size.height())
+                     .arg(session.canvas ? QStringLiteral("GPU") : QStringLiteral("CPU")));
     QElapsedTimer timer;
     timer.start();
     if (session.canvas) {
@@ -557,8 +628,9 @@ bool work(ComposeJob *job)
 // as they were.
 bool write(const ComposeJob &job)
 {
+    vellProgress(QStringLiteral("writing %1").arg(VellAtomicFile::displayName(job.args.output)));
     VellAtomicFile image(job.args.output);
-    if (!image.open() || !vellWriteImage(&image, job.result, job.args.format)) {
+    if (!image.open() || !vellWriteImage(&image, job.result, job.args.format, job.args.options.output)) {
         image.reportError();
         return false;
     }
@@ -579,8 +651,9 @@ void report(const ComposeJob &job)
     vellNote(QStringLiteral("composed %1, %2x%3, on the %4 in %5 ms")
                  .arg(vellCount(job.layerCount, "layer")).arg(job.size.width()).arg(job.size.height())
                  .arg(job.session.canvas ? QStringLiteral("GPU") : QStringLiteral("CPU")).arg(job.elapsed));
-    vellNote(QStringLiteral("wrote %1 (%2)").arg(VellAtomicFile::displayName(job.args.output),
-                                                 QString::fromLatin1(job.args.format.toUpper())));
+    vellNote(QStringLiteral("wrote %1 (%2, %3 bits per channel)")
+                 .arg(VellAtomicFile::displayName(job.args.output), QString::fromLatin1(job.args.format.toUpper()))
+                 .arg(vellWrittenDepth(job.result, job.args.format)));
     if (!job.args.save.isEmpty())
         vellNote(QStringLiteral("saved the document to %1").arg(job.args.save));
 }
@@ -597,6 +670,21 @@ int vellComposeCommand(VellHost &host, const QStringList &args)
     total.start();
     // The GPU unless the CPU is asked for; build() says what came of it.
     host.setUp(job.args.cpu ? VellHost::Headless : VellHost::Gl);
+    // Without --shrink, a picture over the limit is refused; with it, the
+    // pictures are read within what the path holds and the composition
+    // shrinks to fit --max-size, or else the limit of the settings.
+    const VellSharedOptions &options = job.args.options;
+    if (!host.setImageLimit(options.maxSize) || (options.shrink && !host.setImageLimit(QSize())))
+        return ExitUsage;
+    if (options.shrink) {
+        job.target.sides = options.maxSize.isValid() ? options.maxSize : host.savedLimitSize();
+        job.target.pixels = options.maxSize.isValid() ? qint64(options.maxSize.width()) * options.maxSize.height()
+                                                      : qint64(host.savedLimitPixel()) * 1048576;
+    }
+    vellSetLimitHint(QStringLiteral("--max-size WxH raises it; --shrink shrinks the whole composition to fit"));
+    if (options.output.depth == 16)
+        vellNote(QStringLiteral("warning: --depth 16: the compositor works at 8 bits per channel, so the "
+                                "result holds 8"));
 
     int code = checkInputs(&job.args);
     if (code == kProceed)

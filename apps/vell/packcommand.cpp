@@ -32,44 +32,57 @@ HostPointer readHostFile(const QString &path)
 struct PackJob
 {
     QString imagePath, outputPath;
-    bool colour = true;
+    VellSharedOptions options;   // --no-colour, --max-size
+    QByteArray iccProfile;       // the one the image embeds
     HostPointer host;       // built from the image, then converted to sRGB
     HostPointer readBack;   // the written file, read back to check it
     qint64 bytes = 0;       // the size of the written file
 };
 
-int parsePack(const QStringList &arguments, PackJob *job)
+int parsePack(const QStringList &args, PackJob *job)
 {
-    if (wantsHelp(arguments)) {
-        vellPrint(QStringLiteral("Usage: vell pack IMAGE OUT [--no-colour]\n"
+    if (wantsHelp(args)) {
+        vellPrint(QStringLiteral("Usage: vell pack IMAGE OUT [--no-colour] [--max-size WxH]\n"
                                  "Reads IMAGE into an 8-bit picture host, converts it to sRGB from the\n"
-                                 "colour space its metadata names (not with --no-colour) and writes the\n"
-                                 "host's stream to OUT."));
+                                 "colour space its embedded ICC profile or else its metadata names (not\n"
+                                 "with --no-colour) and writes the host's stream to OUT. --max-size sets\n"
+                                 "the largest picture read (see vell --help)."));
         return ExitOk;
     }
-    QStringList args = arguments;
-    job->colour = args.removeAll(QStringLiteral("--no-colour")) == 0;
-    if (args.size() != 2) {
-        vellError(QStringLiteral("pack needs IMAGE and OUT (got %1)").arg(vellCount(args.size(), "argument")));
+    QStringList positional;
+    for (int i = 0; i < args.size(); ++i) {
+        const int taken = vellTakeOption(args, &i, NoColourOption | MaxSizeOption, &job->options);
+        if (taken < 0)
+            return ExitUsage;
+        if (taken > 0)
+            continue;
+        if (args.at(i).startsWith(QLatin1String("--"))) {
+            vellError(QStringLiteral("unknown option '%1' (try 'vell pack --help')").arg(args.at(i)));
+            return ExitUsage;
+        }
+        positional << args.at(i);
+    }
+    if (positional.size() != 2) {
+        vellError(QStringLiteral("pack needs IMAGE and OUT (got %1)").arg(vellCount(positional.size(), "argument")));
         return ExitUsage;
     }
-    job->imagePath = args.at(0);
-    job->outputPath = args.at(1);
+    job->imagePath = positional.at(0);
+    job->outputPath = positional.at(1);
     return kProceed;
 }
 
 bool buildPack(PackJob *job)
 {
-    job->host.reset(vellReadImageHost(job->imagePath, false));
+    job->host.reset(vellReadImageHost(job->imagePath, false, nullptr, &job->iccProfile));
     return job->host != nullptr;
 }
 
 bool workPack(PackJob *job)
 {
-    if (!job->colour)
+    if (job->options.noColour)
         return true;
     VellPictureHost *picture = job->host.release();
-    const bool ok = vellColourStep(&picture, job->imagePath, QString());
+    const bool ok = vellColourStep(&picture, job->imagePath, job->iccProfile, QString());
     job->host.reset(picture);
     return ok;
 }
@@ -107,22 +120,40 @@ bool writePack(PackJob *job)
 struct UnpackJob
 {
     QString inputPath, outputPath;
+    VellOutputOptions options;
     HostPointer host;   // read from the stream
-    QImage image;       // the host's pixels
+    QImage image;       // the host's pixels, as they are written
 };
 
 int parseUnpack(const QStringList &args, UnpackJob *job)
 {
     if (wantsHelp(args)) {
-        vellPrint(QStringLiteral("Usage: vell unpack IN OUT\nReads a picture host stream and saves it as an image (format from OUT's suffix)."));
+        vellPrint(QStringLiteral("Usage: vell unpack IN OUT [--quality N] [--lossless] [--depth 8|16]\n"
+                                 "Reads a picture host stream and saves it as an image (format from OUT's\n"
+                                 "suffix); 16-bit hosts give 16-bit PNG and TIFF files unless --depth 8."));
         return ExitOk;
     }
-    if (args.size() != 2) {
-        vellError(QStringLiteral("unpack needs IN and OUT (got %1)").arg(vellCount(args.size(), "argument")));
+    VellSharedOptions shared;
+    QStringList positional;
+    for (int i = 0; i < args.size(); ++i) {
+        const int taken = vellTakeOption(args, &i, QualityOptions | DepthOption, &shared);
+        if (taken < 0)
+            return ExitUsage;
+        if (taken > 0)
+            continue;
+        if (args.at(i).startsWith(QLatin1String("--"))) {
+            vellError(QStringLiteral("unknown option '%1' (try 'vell unpack --help')").arg(args.at(i)));
+            return ExitUsage;
+        }
+        positional << args.at(i);
+    }
+    if (positional.size() != 2) {
+        vellError(QStringLiteral("unpack needs IN and OUT (got %1)").arg(vellCount(positional.size(), "argument")));
         return ExitUsage;
     }
-    job->inputPath = args.at(0);
-    job->outputPath = args.at(1);
+    job->inputPath = positional.at(0);
+    job->outputPath = positional.at(1);
+    job->options = shared.output;
     return kProceed;
 }
 
@@ -141,7 +172,7 @@ bool workUnpack(UnpackJob *job)
                       .arg(job->inputPath).arg(host.getWidth()).arg(host.getHeight()));
         return false;
     }
-    job->image = vellHostToImage(&host);
+    job->image = vellOutputImage(vellHostToImage(&host), vellImageFormat(job->outputPath), job->options);
     if (job->image.isNull()) {
         vellError(QStringLiteral("no memory for a %1 x %2 image").arg(host.getWidth()).arg(host.getHeight()));
         return false;
@@ -151,7 +182,7 @@ bool workUnpack(UnpackJob *job)
 
 bool writeUnpack(const UnpackJob &job)
 {
-    return vellWriteImageFile(job.outputPath, job.image);
+    return vellWriteImageFile(job.outputPath, job.image, job.options);
 }
 
 } // namespace
@@ -163,7 +194,7 @@ int vellPackCommand(VellHost &host, const QStringList &args)
     if (parsed != kProceed)
         return parsed;
     host.setUp(VellHost::Headless);
-    if (vellOutputIsInput(job.outputPath, {job.imagePath}))
+    if (!host.setImageLimit(job.options.maxSize) || vellOutputIsInput(job.outputPath, {job.imagePath}))
         return ExitUsage;
 
     QElapsedTimer timer;
@@ -188,16 +219,19 @@ int vellUnpackCommand(VellHost &host, const QStringList &args)
     if (parsed != kProceed)
         return parsed;
     host.setUp(VellHost::Headless);
-    if (!vellCheckImageSuffix(job.outputPath) || vellOutputIsInput(job.outputPath, {job.inputPath}))
+    if (!vellCheckImageSuffix(job.outputPath)
+        || !vellCheckOutputOptions(job.options, vellImageFormat(job.outputPath))
+        || vellOutputIsInput(job.outputPath, {job.inputPath}))
         return ExitUsage;
 
     QElapsedTimer timer;
     timer.start();
     if (!buildUnpack(&job) || !workUnpack(&job) || !writeUnpack(job))
         return ExitFailure;
-    vellNote(QStringLiteral("unpacked %1 (%2 x %3, %4 bytes per pixel) into %5")
+    vellNote(QStringLiteral("unpacked %1 (%2 x %3, %4 bytes per pixel) into %5 (%6 bits per channel)")
                   .arg(job.inputPath).arg(job.host->getWidth()).arg(job.host->getHeight())
-                  .arg(job.host->getPixelWidth()).arg(job.outputPath));
+                  .arg(job.host->getPixelWidth()).arg(job.outputPath)
+                  .arg(vellWrittenDepth(job.image, vellImageFormat(job.outputPath))));
     vellNote(QStringLiteral("%1 ms").arg(timer.elapsed()));
     return ExitOk;
 }

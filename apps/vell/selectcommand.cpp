@@ -16,7 +16,6 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QImage>
-#include <QImageReader>
 #include <QVector>
 
 #include <cmath>
@@ -27,7 +26,7 @@
 namespace {
 
 const char *const kSelectUsage =
-    "Usage: vell select IN OUT.png STEP [STEP ...] [--feather R] [--invert]\n"
+    "Usage: vell select IN OUT.png STEP [STEP ...] [--feather R] [--invert] [OPTION ...]\n"
     "Builds a selection on a one-layer document of image IN and writes its coverage\n"
     "to OUT as an 8-bit grey image of IN's size (format from OUT's suffix): white\n"
     "is selected, black is not, greys are partly selected. Standard error reports\n"
@@ -55,7 +54,15 @@ const char *const kSelectUsage =
     "  --feather R        softens the edge of the selection after the last step\n"
     "                     with a Gaussian blur of radius R pixels (R above 0)\n"
     "  --invert           inverts the selection after the last step (and after\n"
-    "                     feathering)\n";
+    "                     feathering)\n"
+    "\n"
+    "Options:\n"
+    "  --no-colour        leave IN's colours as they are (--grow compares them;\n"
+    "                     by default IN is converted to sRGB like every image vell\n"
+    "                     opens)\n"
+    "  --max-size WxH     the largest picture of this run (see vell --help)\n"
+    "  --quality N        the quality of a JPEG or WebP OUT, 0 to 100\n"
+    "  --lossless         a lossless WebP OUT\n";
 
 bool wantsHelp(const QStringList &args)
 {
@@ -86,6 +93,7 @@ struct SelectJob
     QVector<Step> steps;
     float feather = 0.0f;
     bool invert = false;
+    VellSharedOptions options;   // --no-colour, --max-size, --quality, --lossless
     // The outlines the selection lists (it never deletes them); declared
     // before the document, so they outlive it.
     std::vector<std::unique_ptr<VellSelectionPath>> paths;
@@ -160,6 +168,11 @@ int parse(const QStringList &args, SelectJob *job)
     int pendingMode = -1;   // -1: the default for the next step
     QString pendingName;
     for (int i = 0; i < args.size(); ++i) {
+        const int taken = vellTakeOption(args, &i, NoColourOption | MaxSizeOption | QualityOptions, &job->options);
+        if (taken < 0)
+            return ExitUsage;
+        if (taken > 0)
+            continue;
         const QString &arg = args.at(i);
         if (arg == QLatin1String("--add") || arg == QLatin1String("--subtract")
             || arg == QLatin1String("--intersect")) {
@@ -235,7 +248,13 @@ int parse(const QStringList &args, SelectJob *job)
 // --mask steps, each checked to be of IN's size.
 bool build(SelectJob *job)
 {
-    std::unique_ptr<VellPictureHost> picture(vellReadImageHost(job->inputPath, false));
+    QByteArray iccProfile;
+    VellPictureHost *read = vellReadImageHost(job->inputPath, false, nullptr, &iccProfile);
+    if (read && !job->options.noColour && !vellColourStep(&read, job->inputPath, iccProfile, QString())) {
+        delete read;
+        return false;
+    }
+    std::unique_ptr<VellPictureHost> picture(read);
     if (!picture)
         return false;
     job->width = int(picture->getWidth());
@@ -267,14 +286,9 @@ bool build(SelectJob *job)
     for (const Step &step : job->steps) {
         QImage grey;
         if (step.shape == Step::Mask) {
-            if (!vellInputExists(step.path))
+            const QImage image = vellReadImage(step.path);
+            if (image.isNull())
                 return false;
-            QImageReader reader(step.path);
-            const QImage image = reader.read();
-            if (image.isNull()) {
-                vellError(QStringLiteral("%1: cannot read %2: %3").arg(step.argument, step.path, reader.errorString()));
-                return false;
-            }
             if (image.size() != QSize(job->width, job->height)) {
                 vellError(QStringLiteral("%1: the mask is %2x%3, the image %4x%5")
                               .arg(step.argument).arg(image.width()).arg(image.height())
@@ -345,8 +359,8 @@ bool work(SelectJob *job)
                 path->addPoint(point);
             selection->addPath(path.get(), 0.0f);
             job->paths.push_back(std::move(path));
-            vellNote(QStringLiteral("step %1/%2: %3 %4").arg(i + 1).arg(job->steps.size())
-                         .arg(QLatin1String(modeName(step.mode)), step.argument));
+            vellProgress(QStringLiteral("step %1/%2: %3 %4").arg(i + 1).arg(job->steps.size())
+                             .arg(QLatin1String(modeName(step.mode)), step.argument));
             continue;
         }
         std::vector<unsigned char> mask;
@@ -368,8 +382,8 @@ bool work(SelectJob *job)
             vellError(QStringLiteral("%1: the selection refused the mask").arg(step.argument));
             return false;
         }
-        vellNote(QStringLiteral("step %1/%2: %3 %4").arg(i + 1).arg(job->steps.size())
-                     .arg(QLatin1String(modeName(step.mode)), step.argument));
+        vellProgress(QStringLiteral("step %1/%2: %3 %4").arg(i + 1).arg(job->steps.size())
+                         .arg(QLatin1String(modeName(step.mode)), step.argument));
     }
     if (job->feather > 0.0f)
         selection->feather(job->feather);
@@ -420,12 +434,14 @@ int vellSelectCommand(VellHost &host, const QStringList &args)
     for (const Step &step : job.steps)
         if (step.shape == Step::Mask)
             inputs << step.path;
-    if (!vellCheckImageSuffix(job.outputPath) || vellOutputIsInput(job.outputPath, inputs))
+    if (!vellCheckImageSuffix(job.outputPath)
+        || !vellCheckOutputOptions(job.options.output, vellImageFormat(job.outputPath))
+        || !host.setImageLimit(job.options.maxSize) || vellOutputIsInput(job.outputPath, inputs))
         return ExitUsage;
 
     QElapsedTimer timer;
     timer.start();
-    if (!build(&job) || !work(&job) || !vellWriteImageFile(job.outputPath, job.result))
+    if (!build(&job) || !work(&job) || !vellWriteImageFile(job.outputPath, job.result, job.options.output))
         return ExitFailure;
     report(job);
     vellNote(QStringLiteral("%1 ms").arg(timer.elapsed()));

@@ -6,6 +6,7 @@
 #include "foundation/vellconfig.h"
 #include "foundation/vellglobalsettings.h"
 #include "foundation/velllog.h"
+#include "foundation/vellmemory.h"
 #include "gpu/vellgpumanager.h"
 #include "presets/vellactionmanager.h"
 
@@ -15,9 +16,9 @@
 #include <QGLWidget>
 #include <QStandardPaths>
 
-#include <cstdio>
-
 #include <cerrno>
+#include <climits>
+#include <cstdio>
 
 #include <fcntl.h>
 #include <netdb.h>
@@ -113,6 +114,52 @@ void VellHost::setUp(Graphics graphics)
     // manager to ask, so it is not created.
     if (m_canvas)
         VellGpuManager::getInstance();
+}
+
+bool VellHost::setImageLimit(const QSize &maxSize)
+{
+    VellGlobalSettings *settings = VellGlobalSettings::getInstance();
+    if (!m_limitSaved) {
+        m_savedLimitSize = settings->getImageLimitSize();
+        m_savedLimitPixel = settings->getImageLimitPixel();
+        m_limitSaved = true;
+    }
+    // What the path can hold: sides a texture takes on the GPU (the CPU
+    // compositor's rows are ints, and 65535 is the most most formats
+    // declare), and pictures of 4-byte pixels below 2^31 bytes, the most one
+    // allocation of the library takes.
+    QSize sides(65535, 65535);
+    const char *path = "the CPU path";
+    if (m_canvas) {
+        const VellGpuManager *gpu = VellGpuManager::getInstance();
+        if (gpu->maxTextureWidth > 0 && gpu->maxTextureHeight > 0)
+            sides = QSize(gpu->maxTextureWidth, gpu->maxTextureHeight).boundedTo(sides);
+        path = "the GPU's largest texture";
+    }
+    constexpr qint64 kMostPixels = INT_MAX / 4;
+    QSize limit;
+    qint64 pixels = 0;
+    if (maxSize.isValid()) {
+        pixels = qint64(maxSize.width()) * maxSize.height();
+        if (maxSize.width() > sides.width() || maxSize.height() > sides.height() || pixels > kMostPixels) {
+            vellError(QStringLiteral("--max-size %1x%2 is beyond what %3 can hold (%4 x %5 pixels, %6)%7")
+                          .arg(maxSize.width()).arg(maxSize.height()).arg(QLatin1String(path))
+                          .arg(sides.width()).arg(sides.height())
+                          .arg(vellCount(kMostPixels >> 20, "Mpixel"))
+                          .arg(m_canvas ? QStringLiteral("; --cpu composites larger pictures") : QString()));
+            return false;
+        }
+        limit = maxSize;
+    } else {
+        // The memory budget's worth of pixels by default: a picture of that
+        // many takes the whole budget.
+        limit = sides;
+        pixels = qMin<qint64>(VellMemory::getInstance()->getLimit() / 4, kMostPixels);
+    }
+    settings->setImageLimitSize(limit);
+    // In units of 2^20 pixels, rounded up: the sides bound the count anyway.
+    settings->setImageLimitPixel(int(qMax<qint64>(1, (pixels + 1048575) >> 20)));
+    return true;
 }
 
 // A hidden canvas when this process has a window system and the driver gives

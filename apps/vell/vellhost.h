@@ -1,6 +1,7 @@
 #ifndef VELLHOST_H
 #define VELLHOST_H
 
+#include <QSize>
 #include <QString>
 #include <QStringList>
 #include <QtGlobal>
@@ -55,6 +56,19 @@ public:
     // finds out from canvas() and noGlReason() and says what it makes of it.
     void setUp(Graphics graphics);
 
+    // The image-size limit of this run, written into the global settings
+    // (never saved) so that the library's readers hold to it as well:
+    // `maxSize` (--max-size) when it is valid, else what the run's path can
+    // hold: the memory budget's worth of 4-byte pixels, with sides up to the
+    // GPU's largest texture on the GL path and up to 65535 on the CPU path.
+    // Call after setUp(). False, with the usage error printed, when maxSize
+    // is beyond what the path can hold at all (the GPU's largest texture, or
+    // pictures of 2^31 bytes and more).
+    bool setImageLimit(const QSize &maxSize);
+    // The limit of the settings as they were before the first setImageLimit().
+    const QSize &savedLimitSize() const { return m_savedLimitSize; }
+    int savedLimitPixel() const { return m_savedLimitPixel; }
+
     VellCanvas *canvas() const { return m_canvas; }   // owned; null on the CPU path
     // Why canvas() is null after asking for Gl; empty otherwise.
     const QString &noGlReason() const { return m_noGlReason; }
@@ -76,6 +90,9 @@ private:
     std::unique_ptr<QCoreApplication> m_application;
     VellCanvas *m_canvas = nullptr;         // owned
     QString m_noGlReason;
+    QSize m_savedLimitSize;
+    int m_savedLimitPixel = 0;
+    bool m_limitSaved = false;
 };
 
 #endif // VELLHOST_H

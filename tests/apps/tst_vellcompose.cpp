@@ -107,7 +107,7 @@ private slots:
         QTest::newRow("gpu") << QStringList{"--gpu"} + sampleLayers() << "3 layers, 320x240, on the GPU";
         QTest::newRow("cpu") << QStringList{"--cpu"} + sampleLayers() << "3 layers, 320x240, on the CPU";
         QTest::newRow("document, gpu")
-            << QStringList{"--gpu", doc()} << "2/3: shapes.png, 200x150 at 60,40, Multiply, opacity 0.85, masked";
+            << QStringList{"--gpu", "--progress", doc()} << "2/3: shapes.png, 200x150 at 60,40, Multiply, opacity 0.85, masked";
         QTest::newRow("document, cpu") << QStringList{"--cpu", doc()} << "on the CPU";
         QTest::newRow("document, part") << QStringList{"--size", "200x100", "--gpu", doc()} << "200x100";
     }

@@ -135,9 +135,9 @@ expect_same_file(${WORK_DIR}/sample.vph ${WORK_DIR}/sample-again.vph)
 # its binary.
 set(adobe ${SOURCE_DIR}/data/samples/adobergb.jpg)
 run_vell(0 icc ${adobe} ${WORK_DIR}/adobe-srgb.png)
-expect_match("${last_err}" "colour space: Adobe RGB \\(converted to sRGB\\)")
+expect_match("${last_err}" "colour space: named in metadata: Adobe RGB \\(converted to sRGB\\)")
 run_vell(0 pack ${adobe} ${WORK_DIR}/adobe.vph)
-expect_match("${last_err}" "colour space: Adobe RGB \\(converted to sRGB\\)")
+expect_match("${last_err}" "colour space: named in metadata: Adobe RGB \\(converted to sRGB\\)")
 run_vell(0 pack ${adobe} ${WORK_DIR}/adobe-raw.vph --no-colour)
 if(last_err MATCHES "colour space")
     message(FATAL_ERROR "--no-colour still converted:\n${last_err}")
@@ -146,7 +146,7 @@ endif()
 run_vell(0 pack ${WORK_DIR}/adobe-srgb.png ${WORK_DIR}/icc.vph --no-colour)
 expect_same_file(${WORK_DIR}/adobe.vph ${WORK_DIR}/icc.vph)
 run_vell(0 icc ${adobe} ${WORK_DIR}/adobe-as-is.png --from SRGB)
-expect_match("${last_err}" "colour space: sRGB\n")
+expect_match("${last_err}" "colour space: sRGB \\(as --from says\\)\n")
 run_vell(2 icc ${adobe} ${WORK_DIR}/x.png --from Adobe98)
 expect_match("${last_err}" "unknown colour space 'Adobe98'")
 
@@ -164,7 +164,7 @@ expect_match("${last_err}" "no such file: .*missing.vph")
 set(cs ${SOURCE_DIR}/data/samples/compose)
 set(bg ${cs}/background.png)
 run_vell(0 compose --help)
-expect_match("${last_out}" "Usage: vell compose -o OUT.png \\[--format FMT\\] \\[--size WxH\\] \\[--save DOC\\] \\[--cpu\\|--gpu\\] LAYER")
+expect_match("${last_out}" "Usage: vell compose -o OUT.png \\[--format FMT\\] \\[--size WxH\\] \\[--save DOC\\] \\[--cpu\\|--gpu\\] \\[OPTION \\.\\.\\.\\] LAYER")
 run_vell(0 --help)
 expect_match("${last_out}" "compose -o OUT.png")
 
@@ -205,7 +205,7 @@ expect_match("${last_err}" "--gpu: no GL context")
 # document gives the same picture.
 set(sample ${bg} ${cs}/shapes.png --mode multiply --opacity 0.85 --offset 60,40
     --mask ${cs}/shapes-mask.png ${cs}/stripes.png --mode hard-light --offset -40,150)
-run_vell(0 compose -o ${WORK_DIR}/compose.png --save ${WORK_DIR}/compose.vdoc ${sample})
+run_vell(0 compose -o ${WORK_DIR}/compose.png --save ${WORK_DIR}/compose.vdoc ${sample} --progress)
 expect_match("${last_err}" "no GL context \\(no display reachable\\): compositing on the CPU")
 expect_match("${last_err}" "layer 2/3: shapes.png, 200x150 at 60,40, Multiply, opacity 0.85, masked")
 expect_match("${last_err}" "layer 3/3: stripes.png, 160x120 at -40,150, Hard Light")
@@ -229,7 +229,7 @@ run_vell(2 compose -o x.png ${WORK_DIR}/compose.vdoc --opacity 0.5)
 expect_match("${last_err}" "--opacity cannot follow '.*compose.vdoc'")
 
 # A hidden layer stays out of the picture.
-run_vell(0 compose -o ${WORK_DIR}/hidden.png ${bg} ${cs}/stripes.png --hidden --mode screen)
+run_vell(0 compose -o ${WORK_DIR}/hidden.png ${bg} ${cs}/stripes.png --hidden --mode screen --progress)
 expect_match("${last_err}" "layer 2/2: stripes.png, 160x120, Screen, hidden")
 run_vell(0 compose -o ${WORK_DIR}/alone.png --cpu ${bg})
 expect_same_file(${WORK_DIR}/hidden.png ${WORK_DIR}/alone.png)
@@ -390,7 +390,7 @@ foreach(format IN ITEMS png bmp)
         message(FATAL_ERROR "vell compose ${piped_args}: exit ${code}\n${err}")
     endif()
     string(TOUPPER ${format} upper)
-    expect_match("${err}" "wrote standard output \\(${upper}\\)")
+    expect_match("${err}" "wrote standard output \\(${upper}, 8 bits per channel\\)")
     run_vell(0 compose -o ${WORK_DIR}/filed.${format} ${args})
     expect_same_file(${WORK_DIR}/piped.${format} ${WORK_DIR}/filed.${format})
 endforeach()
@@ -456,7 +456,7 @@ set(shapes ${SOURCE_DIR}/data/samples/compose/shapes.png)   # 200 x 150
 run_vell(0 select ${shapes} ${WORK_DIR}/rect.png --rect 2,2,10,8)
 expect_match("${last_err}" "box: 2,2 10x8")
 expect_match("${last_err}" "selected: 76 pixels")
-run_vell(0 select ${shapes} ${WORK_DIR}/holed.png --rect 2,2,10,8 --subtract --rect 4,4,3,3)
+run_vell(0 select ${shapes} ${WORK_DIR}/holed.png --rect 2,2,10,8 --subtract --rect 4,4,3,3 --progress)
 expect_match("${last_err}" "step 2/2: subtract --rect 4,4,3,3")
 expect_match("${last_err}" "selected: 71 pixels")
 # A coverage image read back as a mask gives the same image (the rectangle
@@ -587,3 +587,200 @@ expect_match("${last_err}" "--mask .*stripes.png: the mask is [0-9]+x[0-9]+, the
 if(EXISTS ${WORK_DIR}/never.png)
     message(FATAL_ERROR "a refused select run wrote never.png")
 endif()
+
+# Bad inputs kept in data/samples/bad (its make-bad.py writes them). Images
+# whose headers claim gigabytes of pixels are refused before anything is
+# decoded by every command and every place that opens an image, naming the
+# file and the limit (the GIF whose logical screen alone is huge is held to
+# the picture reader's decode ceiling).
+set(bad ${SOURCE_DIR}/data/samples/bad)
+set(over "is over the image size limit of this run \\(65535 x 65535 pixels, [0-9]+ Mpixels; --max-size WxH raises it")
+foreach(row
+        "wide-bmp.bmp|7201 x 32767 pixels ${over}"
+        "huge-gif.gif|65535 x 65535 pixels ${over}"
+        "huge-screen-gif.gif|65535 x 65535 pixels is too large to open"
+        "huge-jpeg.jpg|65500 x 65500 pixels ${over}")
+    string(REPLACE "|" ";" row "${row}")
+    list(GET row 0 file)
+    list(GET row 1 said)
+    foreach(command IN ITEMS
+            "pack|${bad}/${file}|never.vph"
+            "icc|${bad}/${file}|never.png"
+            "select|${bad}/${file}|never.png|--rect|1,1,2,2"
+            "select|${bg}|never.png|--mask|${bad}/${file}"
+            "compose|-o|never.png|--cpu|${bad}/${file}"
+            "compose|-o|never.png|--cpu|${bg}|--mask|${bad}/${file}")
+        string(REPLACE "|" ";" command "${command}")
+        run_vell(1 ${command})
+        expect_match("${last_err}" "cannot read ${bad}/${file}: its picture of ${said}")
+    endforeach()
+endforeach()
+# Files whose bytes read as a document stream with no layers (or one with
+# bytes after it) are neither images nor documents.
+foreach(file IN ITEMS empty-document.bin empty-document-and-more.bin)
+    run_vell(1 compose -o never.png --cpu ${bad}/${file})
+    expect_match("${last_err}" "cannot read ${bad}/${file}: neither an image nor a vell document")
+endforeach()
+# A folder given as a file, to every command; /dev/zero and a file over the
+# cipher's 64 MiB to cipher, which reads no byte of them.
+execute_process(COMMAND truncate -s 65M ${WORK_DIR}/huge.bin RESULT_VARIABLE truncated)
+foreach(row
+        "pack|${WORK_DIR}|never.vph"
+        "icc|${WORK_DIR}|never.png"
+        "unpack|${WORK_DIR}|never.png"
+        "select|${WORK_DIR}|never.png|--rect|1,1,2,2"
+        "compose|-o|never.png|--cpu|${WORK_DIR}"
+        "cipher|encrypt|${WORK_DIR}/key.txt|${WORK_DIR}|never.bin"
+        "cipher|encrypt|${WORK_DIR}|${WORK_DIR}/plain.txt|never.bin"
+        "cipher|encrypt|${WORK_DIR}/key.txt|/dev/zero|never.bin"
+        "cipher|decrypt|/dev/zero|${WORK_DIR}/cipher.bin|never.bin"
+        "cipher|encrypt|${WORK_DIR}/key.txt|${WORK_DIR}/huge.bin|never.bin")
+    string(REPLACE "|" ";" row "${row}")
+    if(row MATCHES "huge.bin" AND NOT truncated EQUAL 0)
+        continue()   # no sparse file here
+    endif()
+    run_vell(1 ${row})
+    if(row MATCHES "/dev/zero")
+        expect_match("${last_err}" "cannot read /dev/zero: not a regular file")
+    elseif(row MATCHES "huge.bin")
+        expect_match("${last_err}" "huge.bin: its 68157440 bytes are more than the cipher takes \\(67108864 bytes, 64 MiB\\)")
+    else()
+        expect_match("${last_err}" "cannot read ${WORK_DIR}: Is a directory")
+    endif()
+endforeach()
+file(REMOVE ${WORK_DIR}/huge.bin)
+foreach(never IN ITEMS never.png never.vph never.bin)
+    if(EXISTS ${WORK_DIR}/${never})
+        message(FATAL_ERROR "a refused run wrote ${never}")
+    endif()
+endforeach()
+
+# Image sizes. A run takes what its path holds, so a picture over the
+# settings' 7200 pixels a side is used whole (vell used to shrink it, and
+# --size could not pass it).
+run_vell(0 compose -o ${WORK_DIR}/wide.png --cpu --size 7300x40 ${cs}/shapes.png)
+expect_match("${last_err}" "composed 1 layer, 7300x40")
+run_vell(0 pack ${WORK_DIR}/wide.png ${WORK_DIR}/wide.vph)
+expect_match("${last_err}" "7300 x 40, 1 band")
+# --max-size sets the limit: a picture or a document over it is refused,
+# naming the limit and what raises it; compose adds --shrink.
+set(limit "over the image size limit of this run \\(7200 x 7200 pixels, 50 Mpixels; --max-size WxH raises it")
+foreach(row
+        "pack|${WORK_DIR}/wide.png|never.vph"
+        "icc|${WORK_DIR}/wide.png|never.png"
+        "select|${WORK_DIR}/wide.png|never.png|--rect|1,1,2,2"
+        "compose|-o|never.png|--cpu|${WORK_DIR}/wide.png"
+        "compose|-o|never.png|--cpu|--size|7300x40|${cs}/shapes.png")
+    string(REPLACE "|" ";" row "${row}")
+    run_vell(1 ${row} --max-size 7200x7200)
+    if(row MATCHES "--size")
+        expect_match("${last_err}" "a document of 7300x40 is ${limit}; --shrink shrinks the whole composition to fit\\)")
+    else()
+        expect_match("${last_err}" "cannot read ${WORK_DIR}/wide.png: its picture of 7300 x 40 pixels is ${limit}")
+    endif()
+endforeach()
+run_vell(2 pack ${WORK_DIR}/wide.png never.vph --max-size 70000x10)
+expect_match("${last_err}" "--max-size 70000x10 is beyond what the CPU path can hold \\(65535 x 65535 pixels, 511 Mpixels\\)")
+run_vell(2 compose -o never.png --max-size 10 ${bg})
+expect_match("${last_err}" "bad --max-size '10'")
+# --shrink scales the whole composition by one factor to fit --max-size:
+# every layer, offset and mask, so the layers keep their places.
+run_vell(0 compose -o ${WORK_DIR}/shrunk.png --cpu --max-size 160x120 --shrink --progress ${sample})
+expect_match("${last_err}" "shrinking the composition by 0.5 to fit 160 x 120 pixels, 19200 pixels in all")
+expect_match("${last_err}" "layer 1/3: background.png, 160x120, Normal")
+expect_match("${last_err}" "layer 2/3: shapes.png, 100x75 at 30,20, Multiply, opacity 0.85, masked")
+expect_match("${last_err}" "layer 3/3: stripes.png, 80x60 at -20,75, Hard Light")
+expect_match("${last_err}" "composed 3 layers, 160x120")
+# Without --max-size, to the settings' limit (7200 pixels a side).
+run_vell(0 compose -o ${WORK_DIR}/shrunk-wide.png --cpu --shrink ${WORK_DIR}/wide.png)
+expect_match("${last_err}" "composed 1 layer, 7200x39")
+run_vell(2 compose -o never.png --shrink ${WORK_DIR}/compose.vdoc)
+expect_match("${last_err}" "--shrink scales image layers, not the document")
+
+# Output options: JPEG and WebP quality, lossless WebP, 16 bits per channel in
+# PNG and TIFF; each checked against the format before any work.
+foreach(quality IN ITEMS 20 95)
+    run_vell(0 icc ${picture} ${WORK_DIR}/q${quality}.jpg --quality ${quality})
+    file(SIZE ${WORK_DIR}/q${quality}.jpg q${quality}_size)
+endforeach()
+if(NOT q20_size LESS q95_size)
+    message(FATAL_ERROR "--quality 20 gave ${q20_size} bytes, --quality 95 ${q95_size}")
+endif()
+run_vell(0 icc ${picture} ${WORK_DIR}/lossless.webp --lossless)
+run_vell(0 pack ${WORK_DIR}/lossless.webp ${WORK_DIR}/lossless.vph)
+expect_same_file(${WORK_DIR}/sample.vph ${WORK_DIR}/lossless.vph)
+run_vell(0 compose -o ${WORK_DIR}/compose.webp --lossless --cpu ${sample})
+run_vell(0 compose -o ${WORK_DIR}/compose-again.png --cpu ${WORK_DIR}/compose.webp)
+expect_same_file(${WORK_DIR}/compose.png ${WORK_DIR}/compose-again.png)
+# 16 bits: asked for, kept from a 16-bit input, and the line says what a
+# format actually holds.
+foreach(row
+        "${picture}|deep.png|--depth,16|16"
+        "${WORK_DIR}/deep.png|deep-again.tif||16"
+        "${WORK_DIR}/deep.png|deep.jpg||8"
+        "${WORK_DIR}/deep.png|shallow.png|--depth,8|8")
+    string(REPLACE "|" ";" row "${row}")
+    list(GET row 0 in)
+    list(GET row 1 out)
+    list(GET row 2 options)
+    list(GET row 3 depth)
+    string(REPLACE "," ";" options "${options}")
+    run_vell(0 icc ${in} ${WORK_DIR}/${out} ${options})
+    expect_match("${last_err}" "wrote .*${out} \\(640 x 400, ${depth} bits per channel\\)")
+endforeach()
+run_vell(0 compose -o ${WORK_DIR}/deep-compose.png --depth 16 --cpu ${bg})
+expect_match("${last_err}" "warning: --depth 16: the compositor works at 8 bits per channel")
+expect_match("${last_err}" "wrote .*deep-compose.png \\(PNG, 8 bits per channel\\)")
+foreach(row
+        "--quality applies to JPEG and WebP, not to PNG|icc|${picture}|never.png|--quality|50"
+        "--lossless applies to WebP, not to JPG|icc|${picture}|never.jpg|--lossless"
+        "--depth 16 needs PNG or TIFF: JPG holds 8 bits per channel|compose|-o|never.jpg|--depth|16|${bg}"
+        "bad --quality '101'|unpack|${WORK_DIR}/sample.vph|never.jpg|--quality|101"
+        "bad --depth '12'|unpack|${WORK_DIR}/sample.vph|never.png|--depth|12"
+        "--lossless and --quality exclude each other|select|${bg}|never.webp|--rect|1,1,2,2|--lossless|--quality|9"
+        "--quality given twice|icc|${picture}|never.jpg|--quality|5|--quality|6"
+        "unknown option '--depth'|select|${bg}|never.png|--rect|1,1,2,2|--depth|16")
+    string(REPLACE "|" ";" row "${row}")
+    list(POP_FRONT row said)
+    run_vell(2 ${row})
+    expect_match("${last_err}" "${said}")
+endforeach()
+
+# Progress lines only on a terminal or with --progress; the report always.
+run_vell(0 compose -o ${WORK_DIR}/quiet.png --cpu ${sample})
+if(last_err MATCHES "layer [0-9]/|compositing|writing")
+    message(FATAL_ERROR "progress lines without --progress on a pipe:\n${last_err}")
+endif()
+expect_match("${last_err}" "composed 3 layers")
+run_vell(0 --progress compose -o ${WORK_DIR}/quiet.png --cpu ${sample})
+expect_match("${last_err}" "layer 1/3: .*compositing 320x240 on the CPU.*writing .*quiet.png")
+
+# --no-colour works on every command that opens an image (the sample's
+# metadata names Adobe RGB).
+foreach(row
+        "pack|${adobe}|${WORK_DIR}/nc.vph"
+        "icc|${adobe}|${WORK_DIR}/nc.png"
+        "select|${adobe}|${WORK_DIR}/nc.png|--rect|1,1,2,2"
+        "compose|-o|${WORK_DIR}/nc.png|--cpu|${adobe}")
+    string(REPLACE "|" ";" row "${row}")
+    run_vell(0 ${row})
+    expect_match("${last_err}" "colour space: named in metadata: Adobe RGB \\(converted to sRGB\\)")
+    run_vell(0 ${row} --no-colour)
+    if(last_err MATCHES "colour space")
+        message(FATAL_ERROR "vell ${row} --no-colour still converted:\n${last_err}")
+    endif()
+endforeach()
+run_vell(2 icc ${adobe} never.png --from srgb --no-colour)
+expect_match("${last_err}" "--from and --no-colour exclude each other")
+
+# One wording and correct plurals.
+run_vell(2 pack ${picture})
+expect_match("${last_err}" "pack needs IMAGE and OUT \\(got 1 argument\\)")
+run_vell(2 cipher encrypt only-two)
+expect_match("${last_err}" "cipher needs 4 arguments \\(got 2 arguments\\)")
+run_vell(2 pack ${picture} never.vph --frobnicate)
+expect_match("${last_err}" "unknown option '--frobnicate'")
+# The main help lists every select step and option.
+run_vell(0 --help)
+expect_match("${last_out}" "--ellipse, --polygon, --grow and --mask")
+expect_match("${last_out}" "with --feather")
