@@ -66,6 +66,17 @@ enum Bits : int {
 };
 } // namespace VellChannelBits
 
+namespace VellEventType {
+// The events helper threads post to objects on the GUI thread (the first
+// numbers above QEvent::User that Qt leaves to applications).
+enum Type : int {
+    SwapFinished = 1010,        // a memo's swap file was written or read
+    ApplyAcquired = 1011,       // a tool's apply thread got the apply lock
+    ApplyNotAcquired = 1012,    // ... or found it taken
+    TimerTick = 1013            // a timer thread's tick
+};
+} // namespace VellEventType
+
 namespace VellSelectionKind {
 // What a selection holds. Rectangle and Ellipse are only set through setType
 // and the history; Whole is every pixel selected when displayFull is set and
