@@ -681,7 +681,8 @@ int vellComposeCommand(VellHost &host, const QStringList &args)
         job.target.pixels = options.maxSize.isValid() ? qint64(options.maxSize.width()) * options.maxSize.height()
                                                       : qint64(host.savedLimitPixel()) * 1048576;
     }
-    vellSetLimitHint(QStringLiteral("--max-size WxH raises it; --shrink shrinks the whole composition to fit"));
+    vellSetLimitHint(options.shrink ? QStringLiteral("the most this path reads: nothing larger can be read to be shrunk")
+                                    : QStringLiteral("--max-size WxH raises it; --shrink shrinks the whole composition to fit"));
     if (options.output.depth == 16)
         vellNote(QStringLiteral("warning: --depth 16: the compositor works at 8 bits per channel, so the "
                                 "result holds 8"));

@@ -45,7 +45,7 @@ void printFolders()
     vellPrint(QStringLiteral("  brushes, cursors:   %1, %2").arg(config->brushPath, config->cursorPath));
 }
 
-void printSettings()
+void printSettings(VellHost &host)
 {
     const VellGlobalSettings *settings = VellGlobalSettings::getInstance();
     const VellConfig *config = VellConfig::getInstance();
@@ -54,6 +54,10 @@ void printSettings()
     vellPrint(QStringLiteral("  style:              %1").arg(config->style));
     vellPrint(QStringLiteral("  image size limit:   %1 x %2 pixels, %3 Mpixels")
                   .arg(settings->imageLimitX).arg(settings->imageLimitY).arg(settings->imageLimitPixel));
+    // What vell's own runs take instead (see VellHost::setImageLimit); after
+    // the settings' line, since this replaces their limit for the run.
+    if (host.setImageLimit(QSize()))
+        vellPrint(QStringLiteral("  vell's runs take:   %1 on this path (--max-size WxH sets it)").arg(vellLimitText()));
     vellPrint(QStringLiteral("  histogram:          %1 samples, realtime %2")
                   .arg(settings->histogramSampleCount).arg(yesNo(settings->histogramRealtimeUpdate)));
     vellPrint(QStringLiteral("  animation:          move %1, zoom %2, damping %3")
@@ -115,7 +119,7 @@ int vellInfoCommand(VellHost &host, const QStringList &args)
     host.setUp(VellHost::Gl);   // the driver is only reachable through a GL context
 
     printFolders();
-    printSettings();
+    printSettings(host);
     printGpu(host);
     return ExitOk;
 }

@@ -78,6 +78,7 @@ unset(ENV{DISPLAY})
 run_vell(0 info)
 expect_match("${last_out}" "application data: +.*/Vellorix")
 expect_match("${last_out}" "image size limit: +7200 x 7200 pixels, 40 Mpixels")
+expect_match("${last_out}" "vell's runs take: +65535 x 65535 pixels, [0-9]+ Mpixels on this path")
 expect_match("${last_out}" "no GL context")
 # The library's log keeps its file in vell's cache folder, and info says so.
 expect_match("${last_out}" "library log: +${WORK_DIR}/xdg-cache/[^\n]*/ConsoleLog.txt\n")
