@@ -53,7 +53,8 @@ const char kHelp[] =
     "  --quality N        JPEG and WebP quality, 0 to 100 (100 on WebP is lossless)\n"
     "  --lossless         lossless WebP\n"
     "  --depth 8|16       bits per channel of a PNG or TIFF result; the compositor\n"
-    "                     works at 8, so --depth 16 says so and writes 8\n"
+    "                     works at 8, and says so when --depth 16 or 16-bit\n"
+    "                     layers ask for more\n"
     "  --size WxH         document size (default: the bottom layer's size)\n"
     "  --save DOC         also write the document itself to DOC\n"
     "  --cpu              composite on the CPU\n"
@@ -408,8 +409,10 @@ bool applyMask(VellLayer *layer, const QString &path, const QSize &imageSize)
 }
 
 // One image LAYER into a new layer of the current document, its picture,
-// offset and mask scaled by `scale` (--shrink; 1 otherwise).
-bool addImageLayer(VellContext *document, const LayerInput &input, bool soleLayer, double scale, bool colour)
+// offset and mask scaled by `scale` (--shrink; 1 otherwise). *deep says
+// whether the image had 16 bits per channel.
+bool addImageLayer(VellContext *document, const LayerInput &input, bool soleLayer, double scale, bool colour,
+                   bool *deep)
 {
     // A file no image reader knows may be a document, which stands alone.
     if (!soleLayer && QImageReader::imageFormat(input.path).isEmpty() && vellInputExists(input.path)) {
@@ -422,6 +425,7 @@ bool addImageLayer(VellContext *document, const LayerInput &input, bool soleLaye
         return false;
     const QByteArray iccProfile = image.colorSpace().iccProfile();
     const QSize imageSize = image.size();
+    *deep = image.depth() == 64 || image.format() == QImage::Format_Grayscale16;
     if (scale < 1.0)
         image = image.scaled(scaledSize(imageSize, scale), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     // Within the limits the picture reader keeps the size; it converts to
@@ -533,12 +537,22 @@ int build(const VellHost &host, ComposeJob *job)
     };
     if (!args.isDocument && args.options.shrink)
         chooseScale(job);
+    bool allDeep = !args.isDocument;
     for (int i = 0; !args.isDocument && i < args.layers.size(); ++i) {
+        bool deep = false;
         if (!addImageLayer(session.document, args.layers.at(i), args.layers.size() == 1, job->scale,
-                           !args.options.noColour))
+                           !args.options.noColour, &deep))
             return ExitFailure;
+        allDeep = allDeep && deep;
         announce(i, args.layers.size());
     }
+    // The compositor works at 8 bits per channel: said where 16 were asked
+    // for or every layer had them.
+    const int depth = args.options.output.depth;
+    if (depth == 16 || (allDeep && depth != 8))
+        vellNote(QStringLiteral("warning: %1, but the compositor works at 8 bits per channel: the result holds 8")
+                     .arg(depth == 16 ? QStringLiteral("--depth 16 asks for 16 bits per channel")
+                                      : QStringLiteral("every layer has 16 bits per channel")));
     const int count = manager->getLayerCount();
     if (count == 0) {
         // vell never saves an empty document, and a stream with no layers is
@@ -683,9 +697,6 @@ int vellComposeCommand(VellHost &host, const QStringList &args)
     }
     vellSetLimitHint(options.shrink ? QStringLiteral("the most this path reads: nothing larger can be read to be shrunk")
                                     : QStringLiteral("--max-size WxH raises it; --shrink shrinks the whole composition to fit"));
-    if (options.output.depth == 16)
-        vellNote(QStringLiteral("warning: --depth 16: the compositor works at 8 bits per channel, so the "
-                                "result holds 8"));
 
     int code = checkInputs(&job.args);
     if (code == kProceed)

@@ -729,9 +729,19 @@ foreach(row
     run_vell(0 icc ${in} ${WORK_DIR}/${out} ${options})
     expect_match("${last_err}" "wrote .*${out} \\(640 x 400, ${depth} bits per channel\\)")
 endforeach()
-run_vell(0 compose -o ${WORK_DIR}/deep-compose.png --depth 16 --cpu ${bg})
-expect_match("${last_err}" "warning: --depth 16: the compositor works at 8 bits per channel")
-expect_match("${last_err}" "wrote .*deep-compose.png \\(PNG, 8 bits per channel\\)")
+# The compositor works at 8 bits, and says so when more are asked for or
+# every layer has 16.
+foreach(row "--depth|16|${bg}|asks for" "${WORK_DIR}/deep.png|every layer has" "${WORK_DIR}/deep.png|${bg}|")
+    string(REPLACE "|" ";" row "${row}")
+    list(POP_BACK row said)
+    run_vell(0 compose -o ${WORK_DIR}/deep-compose.png --cpu ${row})
+    expect_match("${last_err}" "wrote .*deep-compose.png \\(PNG, 8 bits per channel\\)")
+    if(said)
+        expect_match("${last_err}" "warning: [^\n]*${said} 16 bits per channel, but the compositor works at 8 bits per channel")
+    elseif(last_err MATCHES "compositor works at 8")
+        message(FATAL_ERROR "a warning about 16 bits for an 8-bit layer:\n${last_err}")
+    endif()
+endforeach()
 foreach(row
         "--quality applies to JPEG and WebP, not to PNG|icc|${picture}|never.png|--quality|50"
         "--lossless applies to WebP, not to JPG|icc|${picture}|never.jpg|--lossless"
