@@ -2,7 +2,11 @@
 
 #include "document/vellcontextmanager.h"
 #include "document/velllayermanager.h"
+#include "canvas/vellcanvas.h"
 #include "foundation/velllog.h"
+#include "history/vellhistory.h"
+#include "history/vellhistorymemo.h"
+#include "history/vellselectionedithistory.h"
 #include "presets/vellactionmanager.h"
 #include "selection/vellselection.h"
 
@@ -11,7 +15,7 @@
 #include <memory>
 
 VellContext::VellContext(QObject *parent)
-    : QObject(parent), layerManager(new VellLayerManager)
+    : QObject(parent), layerManager(new VellLayerManager), history(new VellHistory(this))
 {
     setFileName(tr("Untitled Document"));
 }
@@ -22,7 +26,13 @@ VellContext::~VellContext()
     // while its parts are being deleted.
     VellContextManager::getInstance()->removeContext(this);
     delete selection;
+    // Memos refer to layers and masks: they go before the layer manager.
+    if (lastMemo && history->indexOfMemo(lastMemo) < 0)
+        delete lastMemo;
+    lastMemo = nullptr;
+    delete history;
     delete layerManager;
+    delete selectionChannel;
 }
 
 void VellContext::setSelection(VellSelection *newSelection)
@@ -36,6 +46,36 @@ void VellContext::setSelection(VellSelection *newSelection)
 bool VellContext::hasSelection() const
 {
     return selection && selection->hasSelection();
+}
+
+void VellContext::enterSelectionEditingMode()
+{
+    if (!selection || editingSelection)
+        return;
+    selectionChannel = new VellChannel(selection);
+    selectionEditHistory = new VellSelectionEditHistory(this, this);
+    selection->clear();
+    editingSelection = true;
+    if (VellCanvas *canvas = VellCanvas::getInstance()) {
+        canvas->setFgColor(QColor(QStringLiteral("#000000")));
+        canvas->setBgColor(QColor(QStringLiteral("#ffffff")));
+    }
+    emit selectionEditModeChanged(true);
+    history->updateAction();
+}
+
+void VellContext::exitSelectionEditingMode()
+{
+    if (!selection || !selectionChannel || !editingSelection)
+        return;
+    selection->copyMask(selectionChannel->getData());
+    delete selectionChannel;
+    selectionChannel = nullptr;
+    delete selectionEditHistory;
+    selectionEditHistory = nullptr;
+    editingSelection = false;
+    emit selectionEditModeChanged(false);
+    history->updateAction();
 }
 
 void VellContext::setFileName(const QString &name)

@@ -8,8 +8,12 @@
 #include <QString>
 
 class QDataStream;
+class VellChannel;
+class VellHistory;
+class VellHistoryMemo;
 class VellLayerManager;
 class VellSelection;
+class VellSelectionEditHistory;
 
 // One open document: its layer stack, its file name and whether it has
 // changes worth saving, plus the flags through which the host tells the rest
@@ -26,7 +30,14 @@ class VellSelection;
 // document; the selection's size is the document's size, which the stream
 // keeps.
 //
-// Owns its layer manager and selection; the tag and the host's batch-action record are not
+// Undo: the document owns its history and, while its selection is edited as
+// a grey-level image, the channel painted on and that edit's own history.
+// The undoing flag is set, with the memo being replayed, for as long as a
+// memo changes the document; the history refuses to step meanwhile. The
+// pending last memo is one a tool keeps back before pushing it; the document
+// owns it until it is pushed.
+//
+// Owns its layer manager, selection and history; the tag and the host's batch-action record are not
 // owned. Deleting a document whose layers hold textures needs the canvas's GL
 // context current. GUI thread only.
 class VellContext : public QObject
@@ -55,6 +66,28 @@ public:
     // Also enables or disables the host's "Save" command, when the host has
     // registered its commands with the action manager.
     void setSaveAble(bool enabled);
+
+    VellHistory *getHistory() const { return history; }   // owned by the context
+    VellHistoryMemo *getCurrentMemo() const { return currentMemo; }   // not owned
+    bool isUndoing() const { return undoing; }
+    // Sets the undoing flag and the memo being replayed together.
+    void setUndoing(bool on, VellHistoryMemo *memo) { undoing = on; currentMemo = memo; }
+    VellHistoryMemo *getLastMemo() const { return lastMemo; }
+    // Takes ownership of a memo not yet in the history (null clears it, and
+    // the caller then owns what was there).
+    void setLastMemo(VellHistoryMemo *memo) { lastMemo = memo; }
+
+    // Selection editing: while on, tools paint the grey-level copy of the
+    // selection and undo goes through the selection-edit history. Entering
+    // (only with a selection and not already editing) copies the mask into
+    // the channel, clears the visible selection and sets the canvas's
+    // colours to black on white; leaving writes the channel back. Both emit
+    // selectionEditModeChanged and refresh the Undo and Redo commands.
+    bool isEditingSelection() const { return editingSelection; }
+    VellChannel *getChannelSelectionForEditing() const { return selectionChannel; }   // owned here
+    VellSelectionEditHistory *getSelectionEditHistory() const { return selectionEditHistory; }
+    void enterSelectionEditingMode();
+    void exitSelectionEditingMode();
 
     void *getTag() const { return tag; }    // opaque to the library, not owned
     void setTag(void *hostTag) { tag = hostTag; }
@@ -87,6 +120,13 @@ private:
     QString fileName;
     VellLayerManager *layerManager = nullptr;   // owned
     VellSelection *selection = nullptr;         // owned
+    VellHistory *history = nullptr;             // owned
+    VellHistoryMemo *currentMemo = nullptr;     // not owned
+    VellHistoryMemo *lastMemo = nullptr;        // owned until pushed
+    bool undoing = false;
+    bool editingSelection = false;
+    VellChannel *selectionChannel = nullptr;                   // owned, while editing
+    VellSelectionEditHistory *selectionEditHistory = nullptr;  // QObject child, while editing
     bool saveAble = false;
     void *tag = nullptr;                        // not owned
 

@@ -3,7 +3,13 @@
 #include "document/vellcontext.h"
 #include "document/velllayermanager.h"
 #include "foundation/vellrecovery.h"
+#include "history/vellhistory.h"
+#include "history/vellmemolayerlistchange.h"
 #include "picture/vellpicturereader.h"
+
+#include <QCoreApplication>
+#include <QMetaObject>
+#include <QThread>
 
 VellContextManager *VellContextManager::getInstance()
 {
@@ -29,12 +35,22 @@ void VellContextManager::installProbes()
             return std::nullopt;
         return current->getLayerManager()->getLayerIndex(const_cast<VellLayerBase *>(layer));
     });
-    // The memo callbacks stay empty until documents keep a history.
     VellLayerManager::setDocumentProbe([this]() -> std::optional<VellLayerManager::Document> {
         if (!current)
             return std::nullopt;
         VellLayerManager::Document document;
         document.quiet = current->quietFlag;
+        document.flushPendingMemo = [this] {
+            if (!current || !current->getLastMemo())
+                return;
+            VellHistoryMemo *pending = current->getLastMemo();
+            current->setLastMemo(nullptr);
+            current->getHistory()->pushNewMemo(pending);
+        };
+        document.pushListChangeMemo = [this](VellLayerManager *manager) {
+            if (current)
+                current->getHistory()->pushNewMemo(new VellMemoLayerListChange(current, manager));
+        };
         return document;
     });
     VellPictureReader::setDocumentProbe([this]() -> std::optional<VellPictureReader::Document> {
@@ -45,10 +61,35 @@ void VellContextManager::installProbes()
         document.quiet = current->quietFlag;
         return document;
     });
-    VellRecovery::setDropInactiveTextures([this] {
-        if (current)
-            current->getLayerManager()->deleteFullTextureInDisactiveLayers();
+    // A swap thread that allocates may run short too: memos are deleted in
+    // the GUI thread only, so its request waits for the event loop there.
+    VellRecovery::setClearHistory([this] {
+        if (QThread::currentThread() != thread()) {
+            QMetaObject::invokeMethod(this, [this] { clearCurrentHistory(); }, Qt::QueuedConnection);
+            return;
+        }
+        clearCurrentHistory();
     });
+    VellRecovery::setDropInactiveTextures([this] {
+        // Textures live with the GUI thread's context, like memos.
+        if (QThread::currentThread() != thread()) {
+            QMetaObject::invokeMethod(this, [this] { dropInactiveTextures(); }, Qt::QueuedConnection);
+            return;
+        }
+        dropInactiveTextures();
+    });
+}
+
+void VellContextManager::clearCurrentHistory()
+{
+    if (current)
+        current->getHistory()->clearHistory();
+}
+
+void VellContextManager::dropInactiveTextures()
+{
+    if (current)
+        current->getLayerManager()->deleteFullTextureInDisactiveLayers();
 }
 
 void VellContextManager::addContext(VellContext *context)

@@ -13,9 +13,10 @@ class VellContext;
 // Creating the manager installs the hooks through which the lower floors ask
 // about the current document: the layers' stack index, the layer manager's
 // document (quiet mode), the picture reader's document (batch and quiet
-// mode) and the recovery from exhausted memory that drops inactive layers'
-// textures. Clearing the history on exhausted memory is not installed, as
-// documents keep no history yet.
+// mode), the layer manager's undo recording (the pending memo and a memo of
+// the stack before each change, into the current document's history) and the
+// recovery from exhausted memory, which clears the current document's history
+// and drops its inactive layers' textures.
 //
 // Owns none of the documents. One per process, created on first use with no
 // parent and never destroyed by the library. GUI thread only, no locking.
@@ -46,6 +47,8 @@ signals:
 private:
     VellContextManager();
     void installProbes();
+    void clearCurrentHistory();
+    void dropInactiveTextures();
 
     QVector<VellContext *> contexts;   // not owned
     VellContext *current = nullptr;    // one of contexts, or null

@@ -252,6 +252,23 @@ void VellLayerManager::updateLayerList()
         emit layerListChanged();
 }
 
+bool VellLayerManager::setLayerList(const QVector<VellLayerBase *> &stack)
+{
+    for (int i = 0; i < stack.size(); ++i)
+        if (!allLayers.contains(stack.at(i)) || stack.indexOf(stack.at(i)) != i)
+            return false;
+    if (activeLayer && !stack.contains(activeLayer)) {
+        activeLayer->disactive(true);
+        activeLayer = nullptr;
+    }
+    layers = stack;
+    for (VellLayerBase *layer : layers)
+        connect(layer, &VellLayerBase::layerChanged, this, &VellLayerManager::onLayerChanged,
+                Qt::UniqueConnection);
+    updateSelectedLayers();
+    return true;
+}
+
 void VellLayerManager::deleteFullTextureInDisactiveLayers()
 {
     for (VellLayerBase *layer : layers)

@@ -66,6 +66,8 @@ public:
     // With no active layer but a non-empty stack, the bottom layer is made
     // active first.
     VellLayerBase *getActiveLayer();
+    // The active layer as it stands, without activating one.
+    VellLayerBase *currentActiveLayer() const { return activeLayer; }
     // The next permanent index to give out; the stream form keeps it.
     int getNextPermanentIndex() const { return nextPermanentIndex; }
 
@@ -104,6 +106,13 @@ public:
     // Only the active layer stays selected; always emits layerListChanged().
     void unselectDisactiveLayers();
     void updateLayerList();
+    // Replaces the whole stack by `stack`, as an undo of a list change does:
+    // every layer must already be owned (false, changing nothing, otherwise
+    // or for a layer named twice). A layer that was active and is not in the
+    // new stack stops being active (keeping no full-resolution texture) and
+    // none is then active. No memo and no signal: the caller activates and
+    // announces.
+    bool setLayerList(const QVector<VellLayerBase *> &stack);
     // Every raster layer in the stack but the active one drops its
     // full-resolution texture: what the recovery from exhausted memory asks for.
     void deleteFullTextureInDisactiveLayers();

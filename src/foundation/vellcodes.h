@@ -122,6 +122,27 @@ enum Group : int {
 };
 } // namespace VellActionGroup
 
+namespace VellMemoType {
+// The kind of an undo memo, which also picks how the history steps over it:
+// PictureFull by restoring a snapshot, Param by replaying a filter from the
+// snapshot below it, every other kind by exchanging its state with the
+// document's (such a memo is its own inverse). Reserved is stepped like the
+// exchanging kinds but no memo of the library has it.
+enum Type : int {
+    PictureFull = 0,
+    Param = 1,
+    SparsePicture = 2,
+    Selection = 3,
+    Reserved = 4,
+    LayerList = 5,
+    CanvasAndLayers = 6,
+    LayerModify = 7,
+    LayerMask = 8,
+    LayerMaskCreateOrRemove = 9,
+    LayerMaskFull = 10
+};
+} // namespace VellMemoType
+
 // One #define the shaders get: `name` is the GLSL macro.
 struct VellGlslCode
 {

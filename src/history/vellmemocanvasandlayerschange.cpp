@@ -1,0 +1,249 @@
+#include "history/vellmemocanvasandlayerschange.h"
+
+#include "canvas/vellcanvas.h"
+#include "document/vellcontext.h"
+#include "document/vellcontextmanager.h"
+#include "document/velllayer.h"
+#include "document/velllayermanager.h"
+#include "foundation/vellcodes.h"
+#include "foundation/velllog.h"
+#include "foundation/vellmemory.h"
+#include "history/vellmemoloaderthread.h"
+#include "picture/vellpicturehost.h"
+#include "picture/vellpicturereader.h"
+#include "selection/vellselection.h"
+
+#include <QBuffer>
+#include <QDataStream>
+
+#include <memory>
+#include <vector>
+
+namespace {
+
+// One layer's state as read from the bytes, before it is applied.
+struct LayerState
+{
+    QPointF position;
+    float opacity = 1.0f;
+    std::unique_ptr<VellPictureHost> host;   // raster layers only
+};
+
+} // namespace
+
+VellMemoCanvasAndLayersChange::VellMemoCanvasAndLayersChange(VellContext *context,
+                                                             QObject *parent)
+    : VellHistoryMemo(context, tr("Canvas Change"), parent)
+{
+    type = VellMemoType::CanvasAndLayers;
+    if (!context)
+        return;
+    if (VellLayerBase *active = context->getLayerManager()->currentActiveLayer())
+        activeIndex = active->getPermanentIndex();
+    if (!save(context, &bytes))
+        VellLog::Instance()->Log("Canvas memo: the document could not be recorded whole\n");
+    byteCount = bytes.size();
+    book();
+}
+
+VellMemoCanvasAndLayersChange::~VellMemoCanvasAndLayersChange()
+{
+    if (isTransferRunning())
+        loader()->wait();
+    unbook();
+}
+
+void VellMemoCanvasAndLayersChange::book()
+{
+    // The budget ignores a booking of more than half of it; then there is
+    // nothing to give back either.
+    VellMemory *memory = VellMemory::getInstance();
+    if (bytes.size() > memory->getLimit() / 2)
+        return;
+    booked = bytes.size();
+    memory->takeAway(booked);
+}
+
+void VellMemoCanvasAndLayersChange::unbook()
+{
+    if (booked)
+        VellMemory::getInstance()->returnBack(booked);
+    booked = 0;
+}
+
+QSize VellMemoCanvasAndLayersChange::documentSize(VellContext *context)
+{
+    if (VellCanvas *canvas = VellCanvas::getInstance())
+        return QSize(canvas->getCanvasWidth(), canvas->getCanvasHeight());
+    if (context && context->getSelection())
+        return QSize(context->getSelection()->getWidth(), context->getSelection()->getHeight());
+    return QSize();
+}
+
+bool VellMemoCanvasAndLayersChange::save(VellContext *context, QByteArray *bytes)
+{
+    if (!context || !bytes)
+        return false;
+    bytes->clear();
+    QDataStream out(bytes, QIODevice::WriteOnly);
+    out.setVersion(QDataStream::Qt_4_8);
+    const QSize size = documentSize(context);
+    out << qint32(size.width()) << qint32(size.height());
+    for (VellLayerBase *layer : context->getLayerManager()->getLayers()) {
+        out << layer->getPosition() << layer->getAlpha();
+        if (auto *raster = qobject_cast<VellLayer *>(layer)) {
+            if (raster->getLatestPlace() == VellLayer::GpuNewer) {
+                raster->fboTextureToHost(true);
+                raster->setLatestPlace(VellLayer::BothAgree);
+            }
+            out << static_cast<const VellPictureHost *>(raster->getPictureHost());
+        }
+        // Text layers will add their text, font, direction, orientation and
+        // scale here.
+    }
+    bytes->squeeze();
+    return out.status() == QDataStream::Ok;
+}
+
+bool VellMemoCanvasAndLayersChange::load(VellContext *context, const QByteArray *bytes)
+{
+    if (!context || !bytes)
+        return false;
+    QBuffer buffer(const_cast<QByteArray *>(bytes));
+    if (!buffer.open(QIODevice::ReadOnly))
+        return false;
+    QDataStream in(&buffer);
+    in.setVersion(QDataStream::Qt_4_8);
+    qint32 width = 0, height = 0;
+    in >> width >> height;
+    if (in.status() != QDataStream::Ok || width < 0 || height < 0)
+        return false;
+    // The size resizes the selection, which allocates for it: no larger than
+    // the largest picture the library decodes.
+    if (qint64(width) * height * 4 > VellPictureReader::decodeCeiling())
+        return false;
+
+    VellLayerManager *manager = context->getLayerManager();
+    const QVector<VellLayerBase *> layers = manager->getLayers();
+    std::vector<LayerState> states(size_t(layers.size()));   // sized by the document, not the bytes
+    for (int i = 0; i < layers.size(); ++i) {
+        LayerState &state = states[size_t(i)];
+        in >> state.position >> state.opacity;
+        if (in.status() != QDataStream::Ok)
+            return false;
+        if (qobject_cast<VellLayer *>(layers.at(i))) {
+            VellPictureHost *host = nullptr;
+            in >> &host;   // checks its sizes against what the bytes supply
+            if (!host)
+                return false;
+            state.host.reset(host);
+        }
+    }
+    if (in.status() != QDataStream::Ok || !buffer.atEnd())
+        return false;   // bytes of another layer list
+
+    // From here on the document changes.
+    VellCanvas *canvas = VellCanvas::getInstance();
+    const QSize present = documentSize(context);
+    if (present != QSize(width, height)) {
+        if (canvas) {
+            canvas->reSizeCanvas(width, height, true);
+        } else if (VellSelection *selection = context->getSelection()) {
+            selection->resize(width, height, true);
+            selection->initMasks();
+        }
+    }
+    for (int i = 0; i < layers.size(); ++i) {
+        LayerState &state = states[size_t(i)];
+        VellLayerBase *layer = layers.at(i);
+        layer->setPosition(state.position);
+        layer->setAlpha(state.opacity);
+        if (auto *raster = qobject_cast<VellLayer *>(layer)) {
+            raster->deleteTextures();
+            const std::unique_ptr<VellPictureHost> old = raster->takePictureHost();
+            raster->setVellPictureHost(state.host.release());
+            raster->setLatestPlace(VellLayer::HostOnly);
+            raster->refresh();
+        }
+    }
+    return true;
+}
+
+bool VellMemoCanvasAndLayersChange::undo()
+{
+    VellLayerManager *manager = layerManager();
+    {
+        UndoMark mark(this);
+        if (!mark.ok())
+            return false;
+        if (!ensureInMemory()) {
+            VellLog::Instance()->Log("Canvas memo: its bytes cannot be read back\n");
+            return false;
+        }
+        VellLayerBase *active = manager->currentActiveLayer();
+        const int presentActive = active ? active->getPermanentIndex() : -1;
+        QByteArray present;
+        if (!save(context, &present))
+            return false;
+        if (!load(context, &bytes)) {
+            VellLog::Instance()->Log("Canvas memo: its bytes do not fit the document\n");
+            return false;
+        }
+        unbook();
+        bytes = present;
+        byteCount = bytes.size();
+        book();
+        if (activeIndex != -1)
+            manager->activeLayerByPermanentIndex(unsigned(activeIndex));
+        activeIndex = presentActive;
+
+        if (VellCanvas *canvas = VellCanvas::getInstance()) {
+            if (VellContext *current = VellContextManager::getInstance()->getCurrentContext())
+                canvas->Render(current);
+            canvas->moveToCenter(true);
+            canvas->setScale(canvas->getScale(), true);
+        }
+    }
+    // Once the document no longer reports undoing.
+    manager->unselectDisactiveLayers();
+    return true;
+}
+
+bool VellMemoCanvasAndLayersChange::swapToDisk()
+{
+    if (transferRunning || inDisk)
+        return false;
+    loader()->setByteArray(&bytes);
+    return startWrite();
+}
+
+bool VellMemoCanvasAndLayersChange::swapFromDisk()
+{
+    if (transferRunning || !inDisk)
+        return false;
+    loader()->setByteArray(&bytes);
+    return startLoad();
+}
+
+void VellMemoCanvasAndLayersChange::finishTransfer(bool load, bool ok)
+{
+    if (!load) {
+        if (ok) {
+            unbook();
+            bytes = QByteArray();   // releases the storage
+            inDisk = true;
+        }
+        return;
+    }
+    if (!ok)
+        return;
+    if (bytes.size() != byteCount) {
+        VellLog::Instance()->Log("Swap file of a canvas memo holds %d bytes instead of %s\n",
+                                 bytes.size(), QByteArray::number(byteCount).constData());
+        bytes = QByteArray();
+        return;
+    }
+    bytes.squeeze();
+    book();
+    inDisk = false;
+}
