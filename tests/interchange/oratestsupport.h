@@ -34,6 +34,7 @@ struct LayerSpec
     bool visible = true;
     bool wide = false;     // 8-byte pixels
     bool masked = false;   // a soft mask, varying in both directions
+    QPointF maskPosition;
     int seed = 1;
 };
 
@@ -91,6 +92,7 @@ inline std::unique_ptr<VellContext> makeDocument(const QSize &size, const QVecto
                 for (int x = 0; x < mask->getPaddedWidth(); ++x)
                     mask->getData()[y * mask->getPaddedWidth() + x] =
                         uchar(x < mask->getWidth() ? (x * 41 + y * 97 + spec.seed * 3) & 255 : 255);
+            layer->setLayerMaskPosition(spec.maskPosition);
         }
         stack->insertLayer(layer, stack->getLayerCount(), false);
     }

@@ -3,6 +3,7 @@
 
 #include "canvas/vellblendreference.h"
 #include "foundation/vellcodes.h"
+#include "foundation/vellglobalsettings.h"
 #include "interchange/oratestsupport.h"
 
 #include <QImageReader>
@@ -117,6 +118,7 @@ private slots:
         masked.mode = VellBlend::Overlay;
         masked.opacity = 0.6f;
         masked.position = QPoint(-2, 1);
+        masked.maskPosition = QPointF(2, -1);
         QTest::newRow("soft mask, overlay, as stack")
             << QSize(9, 6) << QVector<LayerSpec>{ base(0), masked } << -1 << VellOraWriter::MasksAsStacks;
         QTest::newRow("soft mask, overlay, baked")
@@ -157,34 +159,40 @@ private slots:
         QVERIFY(!OraTest::fileBytes(path).isEmpty());
         QCOMPARE(OraTest::fileBytes(again), OraTest::fileBytes(path));
 
-        VellOraReader reader;
-        QVERIFY2(reader.openFile(path), qPrintable(reader.errorString()));
-        QCOMPARE(reader.imageSize(), size);
-        std::unique_ptr<VellContext> back(reader.readDocument());
-        QVERIFY2(back, qPrintable(reader.errorString()));
-        QCOMPARE(reader.warnings(), QStringList());
-        QCOMPARE(VellOraWriter::documentSize(back.get()), size);
+        // Stream version 2 also carries the mask's position.
+        for (int version : { 1, 2 }) {
+            VellGlobalSettings::getInstance()->streamReadVersion = version;
+            VellOraReader reader;
+            QVERIFY2(reader.openFile(path), qPrintable(reader.errorString()));
+            QCOMPARE(reader.imageSize(), size);
+            std::unique_ptr<VellContext> back(reader.readDocument());
+            QVERIFY2(back, qPrintable(reader.errorString()));
+            QCOMPARE(reader.warnings(), QStringList());
+            QCOMPARE(VellOraWriter::documentSize(back.get()), size);
 
-        VellLayerManager *from = document->getLayerManager();
-        VellLayerManager *to = back->getLayerManager();
-        QCOMPARE(to->getLayerCount(), from->getLayerCount());
-        for (int i = 0; i < from->getLayerCount(); ++i) {
-            auto *want = qobject_cast<VellLayer *>(from->getLayer(i));
-            auto *got = qobject_cast<VellLayer *>(to->getLayer(i));
-            QVERIFY(got);
-            QCOMPARE(layerSummary(got), layerSummary(want));
-            QCOMPARE(got->getAlpha(), want->getAlpha());   // bit for bit, not just as printed
-            QCOMPARE(got->getPictureHost()->getPixelWidth(), want->getPictureHost()->getPixelWidth());
-            QCOMPARE(got->getWidth(), want->getWidth());
-            QCOMPARE(got->getHeight(), want->getHeight());
-            QVERIFY2(hostBytes(got) == hostBytes(want), qPrintable(QStringLiteral("pixels of layer %1").arg(i)));
-            QCOMPARE(got->hasLayerMask(), want->hasLayerMask());
-            QVERIFY2(maskBytes(got) == maskBytes(want), qPrintable(QStringLiteral("mask of layer %1").arg(i)));
+            VellLayerManager *from = document->getLayerManager();
+            VellLayerManager *to = back->getLayerManager();
+            QCOMPARE(to->getLayerCount(), from->getLayerCount());
+            for (int i = 0; i < from->getLayerCount(); ++i) {
+                auto *want = qobject_cast<VellLayer *>(from->getLayer(i));
+                auto *got = qobject_cast<VellLayer *>(to->getLayer(i));
+                QVERIFY(got);
+                QCOMPARE(layerSummary(got), layerSummary(want));
+                QCOMPARE(got->getAlpha(), want->getAlpha());   // bit for bit, not just as printed
+                QCOMPARE(got->getPictureHost()->getPixelWidth(), want->getPictureHost()->getPixelWidth());
+                QCOMPARE(got->getWidth(), want->getWidth());
+                QCOMPARE(got->getHeight(), want->getHeight());
+                QVERIFY2(hostBytes(got) == hostBytes(want), qPrintable(QStringLiteral("pixels of layer %1").arg(i)));
+                QCOMPARE(got->hasLayerMask(), want->hasLayerMask());
+                QVERIFY2(maskBytes(got) == maskBytes(want), qPrintable(QStringLiteral("mask of layer %1").arg(i)));
+                QCOMPARE(got->getLayerMaskPosition(), version >= 2 ? want->getLayerMaskPosition() : QPointF());
+            }
+            QCOMPARE(to->getLayerIndex(to->currentActiveLayer()), from->getLayerIndex(from->currentActiveLayer()));
+            QCOMPARE(to->getSelectedLayers().size(), 1);
+            // What the document shows is what the file's merged image holds.
+            QCOMPARE(cpuComposite(back.get()), reader.mergedImage());
         }
-        QCOMPARE(to->getLayerIndex(to->currentActiveLayer()), from->getLayerIndex(from->currentActiveLayer()));
-        QCOMPARE(to->getSelectedLayers().size(), 1);
-        // What the document shows is what the file's merged image holds.
-        QCOMPARE(cpuComposite(back.get()), reader.mergedImage());
+        VellGlobalSettings::getInstance()->streamReadVersion = 0;
     }
 
     // Both sides could reverse the order and still agree: the stack is
