@@ -1,7 +1,11 @@
-// An OpenRaster file in memory: the container, stack.xml and the PNGs it
-// names, through VellOraReader (document, merged image, thumbnail). The image
-// limits are lowered so that a file declaring large pictures is refused or
-// decoded quickly; the layer stream is read in version 2, as hosts do.
+// An OpenRaster file in memory through VellOraReader (document, merged
+// image, thumbnail). The first byte's low bit picks what the rest is: 1, a
+// whole file; 0, only its stack.xml, which the harness packs with a mimetype
+// and two small PNGs (data/a.png, 8-bit, and data/b.png, 16-bit), so that
+// mutations reach the XML and the layer tree instead of failing the
+// archive's checksums. The image limits are lowered so that a file declaring
+// large pictures is refused or decoded quickly; the layer stream is read in
+// version 2, as hosts do.
 
 #include "vellfuzz.h"
 
@@ -11,7 +15,14 @@
 #include "foundation/vellglobalsettings.h"
 #include "interchange/vellorareader.h"
 #include "picture/vellpicturehost.h"
+#include "interchange/vellziparchive.h"
 #include "selection/vellselection.h"
+
+#include <QBuffer>
+#include <QFile>
+#include <QImage>
+#include <QImageWriter>
+#include <QTemporaryDir>
 
 #include <cstdio>
 #include <cstdlib>
@@ -26,6 +37,42 @@ constexpr int kSide = 512;
     std::fprintf(stderr, "vellfuzz: %s\n", rule);
     std::fflush(stderr);
     std::abort();
+}
+
+QByteArray pngOf(const QImage &image)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter(&buffer, "png").write(image);
+    return bytes;
+}
+
+// The archive for a stack.xml, written through the library's zip writer.
+QByteArray packed(const QByteArray &stackXml)
+{
+    static QTemporaryDir folder;
+    static const QByteArray a = [] {
+        QImage image(5, 3, QImage::Format_ARGB32);
+        image.fill(qRgba(200, 40, 10, 160));
+        return pngOf(image);
+    }();
+    static const QByteArray b = [] {
+        QImage image(3, 4, QImage::Format_RGBA64);
+        image.fill(QColor::fromRgba64(1000, 30000, 65535, 40000));
+        return pngOf(image);
+    }();
+    const QString path = folder.filePath(QStringLiteral("packed.ora"));
+    VellZipArchive zip;
+    if (!zip.create(path) || !zip.addEntry(QStringLiteral("mimetype"), "image/openraster", VellZipArchive::Stored)
+        || !zip.addEntry(QStringLiteral("stack.xml"), stackXml, VellZipArchive::Deflated)
+        || !zip.addEntry(QStringLiteral("data/a.png"), a, VellZipArchive::Stored)
+        || !zip.addEntry(QStringLiteral("data/b.png"), b, VellZipArchive::Stored) || !zip.commit())
+        fail("cannot pack a stack.xml");
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        fail("cannot read a packed stack.xml");
+    return file.readAll();
 }
 
 bool withinLimits(const QImage &image)
@@ -71,9 +118,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     settings->imageLimitX = settings->imageLimitY = kSide;
     settings->imageLimitPixel = 1;   // 2^20 pixels: never reached at these sides
     settings->streamReadVersion = 2;
+    if (size == 0)
+        return 0;
+    const QByteArray rest = VellFuzz::bytesOf(data + 1, size - 1);
+    const QByteArray file = (data[0] & 1) ? rest : packed(rest);
     VellFuzz::Oracle oracle;
     VellOraReader reader;
-    if (!reader.openData(VellFuzz::bytesOf(data, size), QStringLiteral("input.ora"))) {
+    if (!reader.openData(file, QStringLiteral("input.ora"))) {
         if (reader.errorString().isEmpty())
             fail("a refusal without a reason");
         return 0;
