@@ -112,6 +112,19 @@ void VellHistory::pushNewMemo(VellHistoryMemo *memo)
     backwardIndex = memos.size() - 1;
     updateAction();
     emit historyChanged();
+
+    // A memo books its bytes before it joins the list, so the shortage it
+    // caused could not swap it out. A one-layer document looks again now;
+    // with several layers the shortage already cleared what it could.
+    VellMemory *memory = VellMemory::getInstance();
+    const qint64 over = memory->getUsed() - memory->getLimit();
+    if (over > 0 && isCurrentDocument() && document->getLayerManager()->getLayerCount() == 1)
+        swapOut(over);
+}
+
+bool VellHistory::isCurrentDocument() const
+{
+    return document && VellContextManager::getInstance()->getCurrentContext() == document;
 }
 
 void VellHistory::stepBackward()
@@ -427,8 +440,7 @@ void VellHistory::updateAction()
 
 void VellHistory::onMemoryNotEnough(int need)
 {
-    if (stepping || !document || document->isUndoing()
-        || VellContextManager::getInstance()->getCurrentContext() != document)
+    if (!isCurrentDocument() || stepping || document->isUndoing())
         return;
     const int layers = document->getLayerManager()->getLayerCount();
     if (layers > 1) {
@@ -454,23 +466,30 @@ void VellHistory::onMemoryNotEnough(int need)
                 updateAction();
             }
         }
-        // Inwards from both ends: the oldest undo memo, then the newest redo
-        // memo; the memos next to the position stay, as they are needed first.
-        int low = 0, high = memos.size() - 1;
-        bool fromLow = true;
-        while (left > 0 && (low < current || high > current)) {
-            VellHistoryMemo *memo = nullptr;
-            if (fromLow && low < current)
-                memo = memos.at(low++);
-            else if (!fromLow && high > current)
-                memo = memos.at(high--);
-            fromLow = !fromLow;
-            if (memo && !memo->isInDisk() && !memo->isTransferRunning()) {
-                memo->swapToDisk();
-                left -= memo->memoryTaken();
-            }
-        }
-        emit historyChanged();
+        swapOut(left);
     }
     VellLog::Instance()->Log("Remove some history memos to reduce memory usage.\n");
+}
+
+void VellHistory::swapOut(qint64 left)
+{
+    // Inwards from both ends: the oldest undo memo, then the newest redo
+    // memo; the memo at the position stays, as a redo needs it first. A memo
+    // already being written counts as leaving.
+    int low = 0, high = memos.size() - 1;
+    bool fromLow = true;
+    while (left > 0 && (low < current || high > current)) {
+        VellHistoryMemo *memo = nullptr;
+        if (fromLow && low < current)
+            memo = memos.at(low++);
+        else if (!fromLow && high > current)
+            memo = memos.at(high--);
+        fromLow = !fromLow;
+        if (!memo || memo->isInDisk())
+            continue;
+        if (!memo->isTransferRunning())
+            memo->swapToDisk();
+        left -= memo->memoryTaken();
+    }
+    emit historyChanged();
 }

@@ -110,6 +110,10 @@ private:
     // without an active raster layer.
     VellHistoryMemo *takeSnapshot();
     bool bringIn(const QVector<int> &indices);   // ensureInMemory on each
+    bool isCurrentDocument() const;
+    // Starts swapping memos out, inwards from both ends of the list, until
+    // `need` bytes are on their way to disk or none is left to swap.
+    void swapOut(qint64 need);
     void readBackActiveLayer();
     void afterStep();
 
