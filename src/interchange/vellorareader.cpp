@@ -28,6 +28,7 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <future>
 #include <vector>
 
 // One element of stack.xml that we keep: a stack or a layer, with its
@@ -46,6 +47,9 @@ struct VellOraNode
 namespace {
 
 constexpr int kMimeHeadBytes = 54;   // local header (30) + "mimetype" (8) + its text (16)
+// All PNG entries of a file together, as stored (encoded): far above what
+// the image limits let a sensible file hold.
+constexpr qint64 kMaxEntryBytes = qint64(4) << 30;
 
 // The settings' image limits, which every picture read must respect.
 struct Limits
@@ -202,6 +206,9 @@ public:
     Resolver(VellZipArchive *zip, QStringList *warnings)
         : zip(zip), warnings(warnings), limits(Limits::current())
     {
+        const VellSystemResources system = VellMemory::probeSystem();
+        if (system.memoryKnown)
+            entryCap = qMin(entryCap, qint64(system.freeMemory / 2));
     }
 
     bool resolveStack(const VellOraNode &stack, const Inherit &inherit, std::vector<Item> *out);
@@ -228,6 +235,9 @@ private:
     VellZipArchive *zip;
     QStringList *warnings;
     Limits limits;
+    QHash<QString, QByteArray> entries;   // read so far
+    qint64 entryBytes = 0;                // their stated sizes, summed
+    qint64 entryCap = kMaxEntryBytes;     // lowered to half the free memory
 };
 
 QPointF Resolver::offsetOf(const VellOraNode &node, const char *xName, const char *yName)
@@ -296,8 +306,19 @@ bool Resolver::png(const QString &entry, QByteArray *bytes, QSize *size, bool *w
         *skip = true;
         return true;
     }
-    if (!zip->read(index, limits.pngBytes(), bytes))
-        return refuse(zip->errorString());
+    const auto cached = entries.constFind(entry);
+    if (cached != entries.constEnd()) {
+        *bytes = *cached;   // shared: layers naming one entry cost it once
+    } else {
+        // Deflate expands up to a thousandfold, so a small file can state
+        // (and hold) far more than memory: the sum is capped too.
+        entryBytes += zip->entries().at(index).size;
+        if (entryBytes > entryCap)
+            return refuse(QStringLiteral("the PNGs hold more than %1 MiB").arg(entryCap >> 20));
+        if (!zip->read(index, limits.pngBytes(), bytes))
+            return refuse(zip->errorString());
+        entries.insert(entry, *bytes);
+    }
     if (!isPng(*bytes)) {
         *skip = true;
         return true;
@@ -646,27 +667,43 @@ private:
     }
 
     // The item's pixels in the host's layout; null when they could not be
-    // decoded (the layer then reads as transparent).
+    // decoded (the layer then reads as transparent). While the reader copies
+    // one layer, the next one is decoded on another thread.
     const char *pixelsOf(const Segment &segment)
     {
         if (segment.item != decodedItem) {
             decodedItem = segment.item;
             decoded = QImage();
             const Item &item = *segment.item;
-            QImage image = item.image.isNull() ? decodePng(item.png, item.pixelSize, item.wide)
-                                               : item.image.convertToFormat(QImage::Format_ARGB32);
+            QImage image = upcomingItem == &item ? upcoming.get() : hostLayout(&item);
+            upcomingItem = nullptr;
+            for (size_t k = current + 1; k < segments.size(); ++k)
+                if (const Item *next = segments[k].item) {
+                    upcomingItem = next;
+                    upcoming = std::async(std::launch::async, [next] { return hostLayout(next); });
+                    break;
+                }
             const qint64 rowBytes = qint64(item.pixelSize.width()) * (item.wide ? 8 : 4);
             if (image.isNull() || image.bytesPerLine() != rowBytes
-                || (image.format() == QImage::Format_RGBA64) != item.wide) {
+                || (image.format() == QImage::Format_RGBA64) != item.wide)
                 warnings->append(QStringLiteral("\"%1\": pixels unreadable, read as transparent")
                                      .arg(item.name));
-            } else {
-                if (item.wide)
-                    swapRedBlue64(&image);
+            else
                 decoded = image;
-            }
         }
         return decoded.isNull() ? nullptr : reinterpret_cast<const char *>(decoded.constBits());
+    }
+
+    // The pixels as a host holds them: B, G, R, A bytes (ARGB32) or words.
+    // Reads only the item, so it runs on any thread.
+    static QImage hostLayout(const Item *item)
+    {
+        if (!item->image.isNull())
+            return item->image.convertToFormat(QImage::Format_ARGB32);
+        QImage image = decodePng(item->png, item->pixelSize, item->wide);
+        if (image.format() == QImage::Format_RGBA64)
+            swapRedBlue64(&image);
+        return image;
     }
 
     // RGBA64 holds R, G, B, A words; a host holds B, G, R, A.
@@ -691,6 +728,8 @@ private:
     qint64 cursor = 0;
     const Item *decodedItem = nullptr;
     QImage decoded;
+    const Item *upcomingItem = nullptr;   // what `upcoming` decodes
+    std::future<QImage> upcoming;         // joined by its destructor at the latest
 };
 
 QByteArray streamed(const std::function<void(QDataStream &)> &write)

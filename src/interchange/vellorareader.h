@@ -26,7 +26,8 @@ struct VellOraNode;
 // compressed only warns); a DOCTYPE; stacks nested deeper than 32; more than
 // 4096 layers or 4096 stacks; an image or layer PNG whose size is not
 // positive or passes the settings' image limits (read from the PNG header
-// before decoding), or layers that together would not fit in free memory.
+// before decoding), PNG entries stating together more than 4 GiB or half the
+// free memory, or layers that together would not fit in free memory.
 //
 // Approximations: stacks with isolation="auto" are inlined (their opacity
 // multiplied into their layers, hidden passed down); other stacks, and a
