@@ -1,6 +1,7 @@
 // The history with the canvas present: a step refreshes the histogram when
-// it is shown, a canvas change gives the canvas its size back, and a step
-// first reads back pixels that only the GPU holds.
+// it is shown, a canvas change gives the canvas its size back, a step first
+// reads back pixels that only the GPU holds, and running out of video memory
+// clears the current document's history.
 
 #include "history/vellhistorytestdoc.h"
 
@@ -83,6 +84,36 @@ private slots:
         d.history()->stepForward();
         QCOMPARE(QSize(canvas->getCanvasWidth(), canvas->getCanvasHeight()), QSize(50, 20));
         QCOMPARE(bytesOf(layer->getPictureHost()), after);
+    }
+
+    // The texture's recovery reaches the current document through the hooks
+    // its context manager installed.
+    void videoMemoryShortageClearsTheHistory_data()
+    {
+        QTest::addColumn<int>("failures");   // allocations that report GL_OUT_OF_MEMORY
+        QTest::newRow("none") << 0;
+        QTest::newRow("one, then the retry succeeds") << 1;
+    }
+    void videoMemoryShortageClearsTheHistory()
+    {
+        QFETCH(int, failures);
+        canvas->reSizeCanvas(6, 4, true);
+        Document d(2, 6, 4);
+        d.layers()->setActiveLayer(0);
+        d.layers()->setActiveLayer(1);   // small: the layer below keeps its texture
+        VellLayer *inactive = d.raster(0);
+        QVERIFY(inactive->getEntireTexture());
+        d.history()->pushNewMemo(new VellLayerModifyMemo(d.context, d.layers()->getLayer(1)));
+
+        int left = failures;
+        const VellGLTexture::AllocationErrorHook previous = VellGLTexture::setAllocationErrorHook(
+            [&](GLenum e) { return left-- > 0 ? GLenum(GL_OUT_OF_MEMORY) : e; });
+        VellGLTexture2D texture(2, 2, GL_BGRA, false);
+        VellGLTexture::setAllocationErrorHook(previous);
+
+        QVERIFY(!texture.failed());
+        QCOMPARE(d.history()->getMemoCount(), failures ? 0 : 1);
+        QCOMPARE(inactive->getEntireTexture() == nullptr, failures > 0);
     }
 
     void stepReadsBackGpuPixels()
