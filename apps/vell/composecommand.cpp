@@ -11,6 +11,8 @@
 #include "document/velllayermanager.h"
 #include "foundation/vellglobalsettings.h"
 #include "gpu/vellgpumanager.h"
+#include "interchange/vellorareader.h"
+#include "interchange/vellorawriter.h"
 #include "picture/vellpicturehost.h"
 #include "picture/vellpicturereader.h"
 #include "selection/vellselection.h"
@@ -48,7 +50,8 @@ const char kHelp[] =
     "Options:\n"
     "  -o, --output OUT   the result, with alpha where the format has it; the\n"
     "                     format follows OUT's suffix (png, jpg, bmp, ...);\n"
-    "                     - writes it to standard output\n"
+    "                     - writes it to standard output; OUT.ora writes an\n"
+    "                     OpenRaster file: the layers with the composite\n"
     "  --format FMT       the result's format whatever OUT's suffix (PNG for -)\n"
     "  --quality N        JPEG and WebP quality, 0 to 100 (100 on WebP is lossless)\n"
     "  --lossless         lossless WebP\n"
@@ -57,6 +60,8 @@ const char kHelp[] =
     "                     layers ask for more\n"
     "  --size WxH         document size (default: the bottom layer's size)\n"
     "  --save DOC         also write the document itself to DOC\n"
+    "  --ora-masks HOW    masks in OUT.ora: stack (default; other programs that\n"
+    "                     know dst-in show them) or baked into the pixels\n"
     "  --cpu              composite on the CPU\n"
     "  --gpu              composite on the GPU, or fail when no GL context can be\n"
     "                     made (default: the GPU when a display is reachable, else\n"
@@ -70,7 +75,8 @@ const char kHelp[] =
     "  --no-colour        leave the images' colours as they are\n"
     "\n"
     "A sole LAYER that no image reader recognises is read as a document written\n"
-    "by --save; it takes no options: its layers keep their modes, opacities,\n"
+    "by --save, and a sole OpenRaster file (.ora, found by content) as the\n"
+    "document it holds; either takes no options: its layers keep their modes, opacities,\n"
     "offsets, masks and visibility. Images are converted to sRGB like every image\n"
     "vell opens (see vell --help). Each layer is announced as it is read when\n"
     "standard error is a terminal or with --progress.\n"
@@ -99,6 +105,8 @@ struct ComposeArguments
     VellSharedOptions options;   // output, --max-size, --shrink, --no-colour
     QVector<LayerInput> layers;
     bool isDocument = false;   // the sole LAYER is a saved document (checkInputs)
+    bool isOra = false;        // ... an OpenRaster file
+    QString oraMasks;          // --ora-masks: "stack" or "baked"
 };
 
 int usageError(const QString &message)
@@ -142,7 +150,8 @@ int parseArguments(const QStringList &args, ComposeArguments *parsed)
     const QStringList withValue = {QStringLiteral("-o"), QStringLiteral("--output"), QStringLiteral("--format"),
                                    QStringLiteral("--size"), QStringLiteral("--save"),
                                    QStringLiteral("--mode"), QStringLiteral("--opacity"),
-                                   QStringLiteral("--offset"), QStringLiteral("--mask")};
+                                   QStringLiteral("--offset"), QStringLiteral("--mask"),
+                                   QStringLiteral("--ora-masks")};
     const QStringList layerOptions = {QStringLiteral("--mode"), QStringLiteral("--opacity"),
                                       QStringLiteral("--offset"), QStringLiteral("--mask"),
                                       QStringLiteral("--hidden")};
@@ -215,6 +224,10 @@ int parseArguments(const QStringList &args, ComposeArguments *parsed)
             if (!parsed->save.isEmpty())
                 return usageError(QStringLiteral("--save given twice"));
             parsed->save = value;
+        } else if (arg == QLatin1String("--ora-masks")) {
+            if (value != QLatin1String("stack") && value != QLatin1String("baked"))
+                return usageError(QStringLiteral("bad --ora-masks '%1' (stack or baked)").arg(value));
+            parsed->oraMasks = value;
         } else if (arg == QLatin1String("--cpu")) {
             parsed->cpu = true;
         } else if (arg == QLatin1String("--gpu")) {
@@ -247,12 +260,16 @@ int checkInputs(ComposeArguments *parsed)
                                        QString::fromLatin1(QImageWriter::supportedImageFormats().join(", "))));
     } else if (toResults) {
         parsed->format = "png";
+    } else if (parsed->output.endsWith(QLatin1String(".ora"), Qt::CaseInsensitive)) {
+        parsed->format = "ora";   // written by the library, not by an image plug-in
     } else if (!vellCheckImageSuffix(parsed->output)) {
         vellNote(QString::fromLatin1(kUsageLine));
         return ExitUsage;
     } else {
         parsed->format = vellImageFormat(parsed->output);
     }
+    if (!parsed->oraMasks.isEmpty() && parsed->format != "ora")
+        return usageError(QStringLiteral("--ora-masks applies to an OpenRaster output (-o OUT.ora)"));
     if (!vellCheckOutputOptions(parsed->options.output, parsed->format)) {
         vellNote(QString::fromLatin1(kUsageLine));
         return ExitUsage;
@@ -278,7 +295,9 @@ int checkInputs(ComposeArguments *parsed)
         && (parsed->save == parsed->output || vellSameFile(parsed->save, parsed->output)))
         return usageError(QStringLiteral("-o and --save name the same file %1").arg(parsed->save));
     const LayerInput &bottom = parsed->layers.first();
-    parsed->isDocument = parsed->layers.size() == 1 && !QImageReader(bottom.path).canRead();
+    // Image plug-ins read an OpenRaster file's composite: ours reads its layers.
+    parsed->isOra = parsed->layers.size() == 1 && VellOraReader::canReadFile(bottom.path);
+    parsed->isDocument = parsed->layers.size() == 1 && (parsed->isOra || !QImageReader(bottom.path).canRead());
     if (parsed->isDocument && !bottom.options.isEmpty())
         return usageError(QStringLiteral("%1 cannot follow '%2': it is not an image, so it is read "
                                          "as a document, whose layers keep their own settings")
@@ -467,6 +486,18 @@ VellContext *readDocument(const QString &path)
         path, QStringLiteral("cannot read %1: neither an image nor a vell document"));
 }
 
+// An OpenRaster file's document, its reader's warnings said as notes.
+VellContext *readOra(const QString &path)
+{
+    VellOraReader reader;
+    VellContext *document = reader.openFile(path) ? reader.readDocument() : nullptr;
+    for (const QString &warning : reader.warnings())
+        vellNote(QStringLiteral("warning: %1: %2").arg(path, warning));
+    if (!document)
+        vellError(QStringLiteral("cannot read %1").arg(reader.errorString()));
+    return document;
+}
+
 struct ComposeJob
 {
     ComposeArguments args;
@@ -522,7 +553,8 @@ int build(const VellHost &host, ComposeJob *job)
     settings->streamWriteVersion = 2;
 
     if (args.isDocument) {
-        VellContext *document = readDocument(args.layers.first().path);
+        const QString &path = args.layers.first().path;
+        VellContext *document = args.isOra ? readOra(path) : readDocument(path);
         if (!document)
             return ExitFailure;
         session.adopt(document);
@@ -643,6 +675,28 @@ bool work(ComposeJob *job)
 bool write(const ComposeJob &job)
 {
     vellProgress(QStringLiteral("writing %1").arg(VellAtomicFile::displayName(job.args.output)));
+    if (job.args.format == "ora") {
+        // The writer replaces the file whole or not at all; the composite
+        // made above is its merged image.
+        if (job.session.canvas)
+            job.session.canvas->makeCurrent();   // layers read newer GPU pixels back to write them
+        VellOraWriter writer;
+        writer.setMaskPolicy(job.args.oraMasks == QLatin1String("baked") ? VellOraWriter::MasksBaked
+                                                                         : VellOraWriter::MasksAsStacks);
+        writer.setMergedImage(job.result);
+        if (!writer.write(job.session.document, job.args.output)) {
+            vellError(QStringLiteral("cannot write %1").arg(writer.errorString()));
+            return false;
+        }
+        if (job.args.save.isEmpty())
+            return true;
+        VellAtomicFile document(job.args.save);
+        if (!document.open() || !vellWriteStream(&document, job.session.document)) {
+            document.reportError();
+            return false;
+        }
+        return vellCommitAll({&document});
+    }
     VellAtomicFile image(job.args.output);
     if (!image.open() || !vellWriteImage(&image, job.result, job.args.format, job.args.options.output)) {
         image.reportError();
@@ -665,9 +719,15 @@ void report(const ComposeJob &job)
     vellNote(QStringLiteral("composed %1, %2x%3, on the %4 in %5 ms")
                  .arg(vellCount(job.layerCount, "layer")).arg(job.size.width()).arg(job.size.height())
                  .arg(job.session.canvas ? QStringLiteral("GPU") : QStringLiteral("CPU")).arg(job.elapsed));
-    vellNote(QStringLiteral("wrote %1 (%2, %3 bits per channel)")
-                 .arg(VellAtomicFile::displayName(job.args.output), QString::fromLatin1(job.args.format.toUpper()))
-                 .arg(vellWrittenDepth(job.result, job.args.format)));
+    if (job.args.format == "ora")
+        vellNote(QStringLiteral("wrote %1 (OpenRaster, %2, masks %3)")
+                     .arg(job.args.output, vellCount(job.layerCount, "layer"),
+                          job.args.oraMasks == QLatin1String("baked") ? QStringLiteral("baked")
+                                                                      : QStringLiteral("as stacks")));
+    else
+        vellNote(QStringLiteral("wrote %1 (%2, %3 bits per channel)")
+                     .arg(VellAtomicFile::displayName(job.args.output), QString::fromLatin1(job.args.format.toUpper()))
+                     .arg(vellWrittenDepth(job.result, job.args.format)));
     if (!job.args.save.isEmpty())
         vellNote(QStringLiteral("saved the document to %1").arg(job.args.save));
 }
