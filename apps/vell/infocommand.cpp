@@ -7,6 +7,13 @@
 #include "foundation/vellmemory.h"
 #include "gpu/glextensionfunctions.h"
 #include "gpu/vellgpumanager.h"
+#include "document/vellcontext.h"
+#include "document/velllayer.h"
+#include "document/velllayermanager.h"
+#include "interchange/vellorareader.h"
+#include "picture/vellpicturehost.h"
+
+#include <memory>
 
 namespace {
 
@@ -103,14 +110,54 @@ void printGpu(const VellHost &host)
                        yesNo(gl.openGL15Supported())));
 }
 
+// An OpenRaster file: its size, its layers top first as our document holds
+// them, and what reading it approximated. ExitFailure when it is refused.
+int printOra(const QString &path)
+{
+    VellOraReader reader;
+    std::unique_ptr<VellContext> document(reader.openFile(path) ? reader.readDocument() : nullptr);
+    if (!document) {
+        vellError(QStringLiteral("cannot read %1").arg(reader.errorString()));
+        return ExitFailure;
+    }
+    const VellLayerManager *stack = document->getLayerManager();
+    vellPrint(QStringLiteral("%1: OpenRaster, %2 x %3, %4 (top first)")
+                  .arg(path).arg(reader.imageSize().width()).arg(reader.imageSize().height())
+                  .arg(vellCount(stack->getLayerCount(), "layer")));
+    for (int i = stack->getLayerCount() - 1; i >= 0; --i) {
+        const auto *layer = qobject_cast<const VellLayer *>(stack->getLayer(i));
+        if (!layer)
+            continue;
+        vellPrint(QStringLiteral("  \"%1\": %2 x %3 at %4,%5, %6, opacity %7%8%9%10%11")
+                      .arg(layer->getLayerName()).arg(layer->getWidth()).arg(layer->getHeight())
+                      .arg(layer->getPosition().x()).arg(layer->getPosition().y())
+                      .arg(VellLayerBase::getBlendModeName(layer->getBlendMode()))
+                      .arg(double(layer->getAlpha()), 0, 'g', 6)
+                      .arg(layer->getPictureHost()->getPixelWidth() == 8 ? QStringLiteral(", 16 bits") : QString())
+                      .arg(layer->hasLayerMask() ? QStringLiteral(", masked") : QString())
+                      .arg(layer->visible ? QString() : QStringLiteral(", hidden"))
+                      .arg(stack->currentActiveLayer() == layer ? QStringLiteral(", active") : QString()));
+    }
+    const QStringList warnings = reader.warnings();
+    vellPrint(warnings.isEmpty() ? QStringLiteral("  read exactly") : QStringLiteral("  approximated:"));
+    for (const QString &warning : warnings)
+        vellPrint(QStringLiteral("    %1").arg(warning));
+    return ExitOk;
+}
+
 } // namespace
 
 // info has no inputs or outputs of its own: it reports what the set-up found.
 int vellInfoCommand(VellHost &host, const QStringList &args)
 {
     if (wantsHelp(args)) {
-        vellPrint(QStringLiteral("Usage: vell info\nPrints the data folders, the settings in force and the GPU."));
+        vellPrint(QStringLiteral("Usage: vell info [FILE.ora]\nPrints the data folders, the settings in force and the GPU;\n"
+                                 "with an OpenRaster file, its layers and what reading it approximated."));
         return ExitOk;
+    }
+    if (args.size() == 1 && VellOraReader::canReadFile(args.first())) {
+        host.setUp(VellHost::Headless);
+        return printOra(args.first());
     }
     if (!args.isEmpty()) {
         vellError(QStringLiteral("info takes no arguments (got '%1')").arg(args.first()));
