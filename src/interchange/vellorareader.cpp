@@ -158,6 +158,15 @@ QImage decodePng(const QByteArray &png, const QSize &expected, bool keepWide)
     return image.convertToFormat(wide && keepWide ? QImage::Format_RGBA64 : QImage::Format_ARGB32);
 }
 
+// Offsets add up through nested stacks; far outside any picture they are
+// held at +-2^29, so that sums and spans of two of them still fit in an int.
+QPoint wholePoint(const QPointF &point)
+{
+    const double limit = double(1 << 29);
+    const auto whole = [limit](double v) { return int(std::clamp(std::floor(v + 0.5), -limit, limit)); };
+    return QPoint(whole(point.x()), whole(point.y()));
+}
+
 // What a layer of the file becomes in ours.
 struct Item
 {
@@ -178,10 +187,7 @@ struct Item
     QPointF maskPosition;
 
     qint64 pixelBytes() const { return qint64(pixelSize.width()) * pixelSize.height() * (wide ? 8 : 4); }
-    QPoint wholePosition() const
-    {
-        return QPoint(int(std::floor(position.x() + 0.5)), int(std::floor(position.y() + 0.5)));
-    }
+    QPoint wholePosition() const { return wholePoint(position); }
 };
 
 QImage transparentPixel()
@@ -431,7 +437,7 @@ bool Resolver::maskedLayerItem(const VellOraNode &stack, const Inherit &inherit,
     commonAttributes(stack, inherit, item);   // the group's name, opacity, visibility, mode
     item->selected = item->selected || content.attribute("selected") == QLatin1String("true");
     const QPointF maskOffset = offsetOf(maskNode, "x", "y") + inner.offset;
-    const QPoint maskAt(int(std::floor(maskOffset.x() + 0.5)), int(std::floor(maskOffset.y() + 0.5)));
+    const QPoint maskAt = wholePoint(maskOffset);
     if (!maskFrom(maskNode.attribute("src"), maskAt, *item, false, &item->mask))
         return false;
     if (stack.has("vell:mask-x") || stack.has("vell:mask-y"))

@@ -135,6 +135,11 @@ private slots:
             << ora(QStringLiteral("<layer src=\"data/wide.png\"/>"),
                    { { QStringLiteral("data/wide.png"), OraTest::png(solid(QSize(7201, 1), 0u)) } })
             << "data/wide.png is 7201 x 1 pixels";
+        QTest::newRow("group spanning offsets summed through stacks")
+            << ora(QStringLiteral("<stack><stack isolation=\"auto\" x=\"1000000000\"><stack isolation=\"auto\" "
+                                  "x=\"1000000000\"><layer src=\"data/a.png\"/></stack></stack>"
+                                  "<layer src=\"data/a.png\" x=\"-1000000000\"/></stack>"))
+            << "a group spans";
         const QByteArray huge = QByteArray("<image w=\"1\" h=\"1\"><stack/></image>") + QByteArray(16 << 20, ' ');
         QTest::newRow("stack.xml over 16 MiB")
             << OraTest::archive(dir, { { "mimetype", "image/openraster" }, { "stack.xml", huge, VellZipArchive::Deflated } })
