@@ -5,14 +5,15 @@
 # back as out/sample.png; converts the Adobe RGB sample to sRGB as
 # out/adobergb-srgb.png; and composes the layered sample (three layers, one
 # with a mask, in Multiply and Hard Light) into out/compose.png on the GPU,
-# saving the document as out/compose.vdoc.
+# saving the document as out/compose.vdoc; then applies the example
+# Brightness/Contrast filter plug-in to the sample as out/sample-filtered.png.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 bash scripts/install-deps.sh
 
 cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build build -j"$(nproc)" --target vell
+cmake --build build -j"$(nproc)" --target vell invert brightnesscontrast
 
 mkdir -p out
 # With no display of its own, give info and compose a virtual one so they can
@@ -29,3 +30,5 @@ gl ./build/apps/vell/vell compose -o out/compose.png --save out/compose.vdoc \
     $samples/background.png \
     $samples/shapes.png --mode multiply --opacity 0.85 --offset 60,40 --mask $samples/shapes-mask.png \
     $samples/stripes.png --mode hard-light --offset -40,150
+gl ./build/apps/vell/vell filter data/samples/sample.png out/sample-filtered.png \
+    --tool brightness-contrast --param brightness=15 --param contrast=25

@@ -7,6 +7,8 @@
 #include <cstdio>
 
 int vellSelectCommand(VellHost &host, const QStringList &args);   // selectcommand.cpp
+int vellFilterCommand(VellHost &host, const QStringList &args);   // filtercommand.cpp
+int vellToolsCommand(VellHost &host, const QStringList &args);    // filtercommand.cpp
 
 namespace {
 
@@ -39,6 +41,13 @@ const char *const kUsage =
     "                                     --subtract or --intersect, soften its edge\n"
     "                                     with --feather, and write its coverage as a\n"
     "                                     grey image (see vell select --help)\n"
+    "  filter IN OUT --tool ID [--param NAME=VALUE ...] [--preset FILE]\n"
+    "                [--select MASK] [--channels r,g,b]\n"
+    "                                     apply a filter plug-in to the whole of IN\n"
+    "                                     on the GPU, within a grey mask and on the\n"
+    "                                     channels given (see vell filter --help)\n"
+    "  tools                              list the filter plug-ins with their ids\n"
+    "                                     and parameters\n"
     "\n"
     "Commands that open an image convert it to sRGB and print \"colour space:\n"
     "...\" with what decided: the ICC profile the file embeds, else the colour\n"
@@ -75,7 +84,7 @@ struct Command
 const Command kCommands[] = {
     {"info", vellInfoCommand},     {"cipher", vellCipherCommand}, {"pack", vellPackCommand},
     {"unpack", vellUnpackCommand}, {"icc", vellIccCommand},       {"compose", vellComposeCommand},
-    {"select", vellSelectCommand},
+    {"select", vellSelectCommand}, {"filter", vellFilterCommand}, {"tools", vellToolsCommand},
 };
 
 } // namespace

@@ -9,6 +9,7 @@
 #include "history/vellselectionedithistory.h"
 #include "presets/vellactionmanager.h"
 #include "selection/vellselection.h"
+#include "tools/ivelltool.h"
 
 #include <QDataStream>
 
@@ -25,6 +26,11 @@ VellContext::~VellContext()
     // Off the list first, so nothing reaches this document through the manager
     // while its parts are being deleted.
     VellContextManager::getInstance()->removeContext(this);
+    // A tool still working here stops before the layers it works on go.
+    if (IVellTool *tool = currentTool) {
+        tool->disActive();
+        setCurrentTool(nullptr);
+    }
     delete selection;
     // Memos refer to layers and masks: they go before the layer manager.
     if (lastMemo && history->indexOfMemo(lastMemo) < 0)
@@ -82,6 +88,12 @@ void VellContext::setFileName(const QString &name)
 {
     fileName = name;
     emit fileNameChange(name);
+}
+
+void VellContext::setCurrentTool(IVellTool *tool)
+{
+    currentTool = tool;
+    emit toolTipInfoChange(tool ? tool->getInfo() : QString());
 }
 
 void VellContext::setSaveAble(bool enabled)

@@ -11,6 +11,7 @@ class QDataStream;
 class VellChannel;
 class VellHistory;
 class VellHistoryMemo;
+class IVellTool;
 class VellLayerManager;
 class VellSelection;
 class VellSelectionEditHistory;
@@ -89,6 +90,11 @@ public:
     void enterSelectionEditingMode();
     void exitSelectionEditingMode();
 
+    // The tool working on this document (not owned). Setting it announces
+    // the tool's description as the tool tip, an empty one for none.
+    IVellTool *getCurrentTool() const { return currentTool; }
+    void setCurrentTool(IVellTool *tool);
+
     void *getTag() const { return tag; }    // opaque to the library, not owned
     void setTag(void *hostTag) { tag = hostTag; }
 
@@ -129,6 +135,7 @@ private:
     VellSelectionEditHistory *selectionEditHistory = nullptr;  // QObject child, while editing
     bool saveAble = false;
     void *tag = nullptr;                        // not owned
+    IVellTool *currentTool = nullptr;           // not owned
 
     friend QDataStream &operator>>(QDataStream &in, VellContext **context);
 };

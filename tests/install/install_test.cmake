@@ -72,3 +72,16 @@ endif()
 run("building the host" ${CMAKE_COMMAND} --build ${host_build})
 run("running the host" ${host_build}/host)
 message(STATUS "${last_out}")
+
+# The plug-in template, built on its own against the installed package (as a
+# plug-in author builds it) and loaded by the host through the tool manager.
+run("configuring the invert plug-in" ${CMAKE_COMMAND} -S ${SOURCE_DIR}/plugins/invert -B ${WORK_DIR}/invert
+    -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX_COMPILER} -DCMAKE_BUILD_TYPE=RelWithDebInfo
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF ${host_options})
+run("building the invert plug-in" ${CMAKE_COMMAND} --build ${WORK_DIR}/invert)
+if(NOT EXISTS ${WORK_DIR}/invert/invert.mt)
+    message(FATAL_ERROR "the plug-in build made no ${WORK_DIR}/invert/invert.mt")
+endif()
+file(COPY ${WORK_DIR}/invert/invert.mt DESTINATION ${WORK_DIR}/tools/invert)
+run("loading the invert plug-in" ${host_build}/host --tools ${WORK_DIR}/tools)
+message(STATUS "${last_out}")

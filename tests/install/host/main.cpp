@@ -3,6 +3,9 @@
 // layer manager), composites it on the CPU and checks two pixels against the
 // compositing worked out here. Needs no GL context and no display.
 // Exit status 0 when both pixels match, 1 otherwise.
+//
+// host --tools DIR: loads the filter plug-ins below DIR instead and lists
+// them; exit status 0 when the template plug-in "invert" is among them.
 
 #include "canvas/vellblendreference.h"
 #include "document/vellcontext.h"
@@ -10,6 +13,8 @@
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
 #include "picture/vellpicturehost.h"
+#include "tools/ivelltool.h"
+#include "tools/velltoolmanager.h"
 
 #include <QCoreApplication>
 #include <QImage>
@@ -53,6 +58,17 @@ bool check(const QImage &image, int x, int y, QRgb want)
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
+    if (argc == 3 && QByteArray(argv[1]) == "--tools") {
+        VellToolManager *tools = VellToolManager::getInstance();
+        tools->setToolsPath(QString::fromLocal8Bit(argv[2]));
+        tools->loadTools();
+        bool found = false;
+        for (IVellTool *tool : tools->getTools(QStringLiteral("Filter"))) {
+            std::printf("tool %s: %s\n", qPrintable(tool->getToolId()), qPrintable(tool->getName()));
+            found = found || tool->getToolId() == QLatin1String("invert");
+        }
+        return found ? 0 : 1;
+    }
 
     const int width = 8, height = 6;
     const QRgb backdrop = qRgb(200, 120, 40), source = qRgb(100, 250, 180);

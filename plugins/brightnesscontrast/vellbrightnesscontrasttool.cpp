@@ -1,0 +1,154 @@
+#include "vellbrightnesscontrasttool.h"
+
+#include <QDataStream>
+#include <QFormLayout>
+#include <QGLShaderProgram>
+#include <QSlider>
+#include <QVBoxLayout>
+#include <QWidget>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr int kLimit = 100;
+
+} // namespace
+
+VellBrightnessContrastTool::VellBrightnessContrastTool(QObject *parent) : VellToolBase(parent)
+{
+    name = QStringLiteral("Brightness/Contrast");
+    toolId = QStringLiteral("brightness-contrast");
+    version = QStringLiteral("1.0");
+    info = tr("Makes the picture lighter or darker and its tones closer together or further apart.");
+    shaderPath = QStringLiteral(":/brightnesscontrast/brightnessContrast.glsl_");
+}
+
+VellBrightnessContrastTool::~VellBrightnessContrastTool() = default;
+
+QVector<VellToolParameter> VellBrightnessContrastTool::parameterList() const
+{
+    return {{QStringLiteral("brightness"), tr("lighter (up to 100) or darker (down to -100)"), -kLimit, kLimit, 0, true},
+            {QStringLiteral("contrast"), tr("tones further apart (up to 100) or closer (down to -100)"), -kLimit,
+             kLimit, 0, true}};
+}
+
+double VellBrightnessContrastTool::parameterValue(const QString &parameter) const
+{
+    if (parameter == QLatin1String("brightness"))
+        return brightness;
+    if (parameter == QLatin1String("contrast"))
+        return contrast;
+    return 0.0;
+}
+
+bool VellBrightnessContrastTool::setParameterValue(const QString &parameter, double value)
+{
+    if (!(value >= -kLimit && value <= kLimit) || value != int(value))
+        return false;
+    if (parameter == QLatin1String("brightness"))
+        brightness = int(value);
+    else if (parameter == QLatin1String("contrast"))
+        contrast = int(value);
+    else
+        return false;
+    syncSliders();
+    return true;
+}
+
+void VellBrightnessContrastTool::initParams()
+{
+    brightness = 0;
+    contrast = 0;
+    syncSliders();
+}
+
+void VellBrightnessContrastTool::initParamWidget()
+{
+    widget = std::make_unique<QWidget>();
+    widget->setWindowTitle(tr("Brightness/Contrast"));
+    auto *layout = new QVBoxLayout(widget.get());
+    auto *form = new QFormLayout;
+    layout->addLayout(form);
+    auto slider = [this, form](const QString &label, int *value) {
+        auto *s = new QSlider(Qt::Horizontal);
+        s->setRange(-kLimit, kLimit);
+        s->setValue(*value);
+        form->addRow(label, s);
+        connect(s, &QSlider::valueChanged, this, [this, value](int v) {
+            if (*value == v)
+                return;
+            *value = v;
+            apply();
+        });
+        return s;
+    };
+    brightnessSlider = slider(tr("Brightness"), &brightness);
+    contrastSlider = slider(tr("Contrast"), &contrast);
+}
+
+void VellBrightnessContrastTool::syncSliders()
+{
+    if (brightnessSlider)
+        brightnessSlider->setValue(brightness);
+    if (contrastSlider)
+        contrastSlider->setValue(contrast);
+}
+
+void VellBrightnessContrastTool::showWidget()
+{
+    if (widget)
+        widget->show();
+}
+
+void VellBrightnessContrastTool::hideWidget()
+{
+    if (widget)
+        widget->hide();
+}
+
+void VellBrightnessContrastTool::deleteWidget()
+{
+    brightnessSlider = contrastSlider = nullptr;
+    widget.reset();
+}
+
+void VellBrightnessContrastTool::passParamsToShader()
+{
+    getProgram()->setUniformValue("brightness", float(brightness) / kLimit);
+    // The contrast as the slope of the tone line around middle grey; 100 is
+    // held just short of a vertical line.
+    const double k = std::min(contrast / double(kLimit), 0.99);
+    getProgram()->setUniformValue("slant", float(std::tan((k + 1.0) * M_PI / 4.0)));
+}
+
+void VellBrightnessContrastTool::serializeParams(QDataStream &out)
+{
+    out << qint32(brightness) << qint32(contrast);
+}
+
+void VellBrightnessContrastTool::deserializeParams(QDataStream &in)
+{
+    qint32 b = 0, c = 0;
+    in >> b >> c;
+    // A short or corrupt record changes nothing.
+    if (in.status() != QDataStream::Ok || qAbs(b) > kLimit || qAbs(c) > kLimit)
+        return;
+    brightness = b;
+    contrast = c;
+    syncSliders();
+}
+
+VELL_PLUGIN_EXPORT QStringList *getInstanceNames()
+{
+    static QStringList names{QStringLiteral("Brightness/Contrast")};
+    return &names;
+}
+
+VELL_PLUGIN_EXPORT IVellTool *getInstance(QObject *parent, QString name)
+{
+    if (name == QLatin1String("Brightness/Contrast"))
+        return new VellBrightnessContrastTool(parent);
+    return nullptr;
+}

@@ -1,0 +1,144 @@
+// vell filter and vell tools end to end: the built host with the example
+// plug-ins of the build, on a picture made here, the results checked
+// against the filters' formulas computed here.
+#include "support/vellgltestcontext.h"
+
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cmath>
+
+class TestVellFilter : public QObject
+{
+    Q_OBJECT
+    VellGLTestContext gl;   // a display is needed: vell filter runs on the GPU
+    QTemporaryDir dir;
+
+    QString in() const { return dir.filePath("in.png"); }
+    QString mask() const { return dir.filePath("mask.png"); }
+
+    // Runs vell; the exit code, with standard output in *out and standard
+    // error in *err.
+    static int vell(const QStringList &args, QString *out, QString *err = nullptr)
+    {
+        QProcess process;
+        process.start(QStringLiteral(VELL_BINARY_DIR "/apps/vell/vell"), args);
+        if (!process.waitForFinished(120000))
+            return -1;
+        *out = QString::fromLocal8Bit(process.readAllStandardOutput());
+        const QString errors = QString::fromLocal8Bit(process.readAllStandardError());
+        if (err)
+            *err = errors;
+        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(gl.isValid());
+        QVERIFY(dir.isValid());
+        QImage picture(37, 23, QImage::Format_RGB32);
+        QImage grey(37, 23, QImage::Format_Grayscale8);
+        for (int y = 0; y < 23; ++y)
+            for (int x = 0; x < 37; ++x) {
+                picture.setPixel(x, y, qRgb(x * 7, y * 11, (x * y) % 256));
+                grey.setPixel(x, y, x < 18 ? qRgb(255, 255, 255) : qRgb(0, 0, 0));
+            }
+        QVERIFY(picture.save(in()));
+        QVERIFY(grey.save(mask()));
+    }
+
+    void listsTools()
+    {
+        QString out;
+        QCOMPARE(vell({"tools"}, &out), 0);
+        QVERIFY2(out.contains(QRegularExpression("^brightness-contrast\tBrightness/Contrast\t1\\.0$",
+                                                 QRegularExpression::MultilineOption)), qPrintable(out));
+        QVERIFY(out.contains("  contrast=-100..100 (default 0)"));
+        QVERIFY(out.contains(QRegularExpression("^invert\tInvert\t", QRegularExpression::MultilineOption)));
+    }
+
+    // Each row: the arguments after IN OUT, and the formula per channel
+    // value (red, green, blue in turn) at a pixel, or -1 where unchanged.
+    void appliesFilters_data()
+    {
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<int>("brightness");   // -1000: invert
+        QTest::addColumn<int>("contrast");
+        QTest::addColumn<QString>("channels");
+        QTest::addColumn<bool>("masked");
+        QTest::newRow("invert") << QStringList{"--tool", "invert"} << -1000 << 0 << "rgb" << false;
+        QTest::newRow("invert red, left half")
+            << QStringList{"--tool", "invert", "--channels", "r", "--select", "MASK"} << -1000 << 0 << "r" << true;
+        QTest::newRow("brightness and contrast")
+            << QStringList{"--tool", "brightness-contrast", "--param", "brightness=25", "--param", "contrast=-30"}
+            << 25 << -30 << "rgb" << false;
+    }
+    void appliesFilters()
+    {
+        QFETCH(QStringList, options);
+        QFETCH(int, brightness);
+        QFETCH(int, contrast);
+        QFETCH(QString, channels);
+        QFETCH(bool, masked);
+        options.replaceInStrings("MASK", mask());
+        const QString out = dir.filePath("out.png");
+        QString stdOut, stdErr;
+        QCOMPARE(vell(QStringList{"filter", in(), out} + options, &stdOut, &stdErr), 0);
+        QVERIFY2(stdOut.isEmpty(), qPrintable(stdOut));   // a result file, nothing to print
+        const QImage before(in()), after(out);
+        QCOMPARE(after.size(), before.size());
+        auto formula = [&](int v) {
+            if (brightness == -1000)
+                return 255 - v;
+            double c = v / 255.0, b = brightness / 100.0;
+            c = b < 0 ? c * (1 + b) : c + (1 - c) * b;
+            c = std::clamp((c - 0.5) * std::tan((contrast / 100.0 + 1) * M_PI / 4) + 0.5, 0.0, 1.0);
+            return int(std::lround(c * 255));
+        };
+        for (int y = 0; y < before.height(); ++y)
+            for (int x = 0; x < before.width(); ++x) {
+                const QRgb a = before.pixel(x, y), b = after.pixel(x, y);
+                const bool selected = !masked || x < 18;
+                const int from[3] = {qRed(a), qGreen(a), qBlue(a)}, to[3] = {qRed(b), qGreen(b), qBlue(b)};
+                for (int k = 0; k < 3; ++k) {
+                    const int expected = selected && channels.contains("rgb"[k]) ? formula(from[k]) : from[k];
+                    QVERIFY2(qAbs(to[k] - expected) <= 1, qPrintable(QString("%1,%2 channel %3: %4, expected %5")
+                                                                          .arg(x).arg(y).arg(k).arg(to[k]).arg(expected)));
+                }
+            }
+    }
+
+    // Usage errors name what is wrong and leave no output behind.
+    void refusals_data()
+    {
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("unknown tool") << QStringList{"--tool", "blur"} << 2 << "no filter 'blur'";
+        QTest::newRow("unknown parameter") << QStringList{"--tool", "invert", "--param", "gamma=2"} << 2
+                                           << "invert has no parameter 'gamma' (it takes none)";
+        QTest::newRow("out of range") << QStringList{"--tool", "brightness-contrast", "--param", "contrast=101"} << 2
+                                      << "bad --param contrast=101 (a whole number from -100 to 100)";
+        QTest::newRow("bad channels") << QStringList{"--tool", "invert", "--channels", "r,x"} << 2 << "bad --channels 'r,x'";
+        QTest::newRow("no tool") << QStringList{} << 2 << "filter needs --tool ID";
+        QTest::newRow("missing mask") << QStringList{"--tool", "invert", "--select", "/no/such.png"} << 1
+                                      << "no such file: /no/such.png";
+    }
+    void refusals()
+    {
+        QFETCH(QStringList, options);
+        QFETCH(int, code);
+        QFETCH(QString, message);
+        const QString out = dir.filePath("refused.png");
+        QString stdOut, stdErr;
+        QCOMPARE(vell(QStringList{"filter", in(), out} + options, &stdOut, &stdErr), code);
+        QVERIFY2(stdErr.contains(message), qPrintable(stdErr));
+        QVERIFY(!QFile::exists(out));
+    }
+};
+
+QTEST_MAIN(TestVellFilter)
+#include "tst_vellfilter.moc"

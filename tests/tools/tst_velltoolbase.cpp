@@ -1,0 +1,376 @@
+// The filter framework with a tool made here: a partial invert whose shader
+// honours the selection and the channels tools may write. Its results are
+// compared with the same formula computed on the CPU from the layer's
+// pixels; undo and redo go through the document's history.
+#include "canvas/vellcanvas.h"
+#include "document/vellcontext.h"
+#include "document/vellcontextmanager.h"
+#include "document/velllayer.h"
+#include "document/velllayermanager.h"
+#include "foundation/vellcodes.h"
+#include "foundation/velldatalocation.h"
+#include "foundation/vellendecodetool.h"
+#include "foundation/vellmessagebox.h"
+#include "gpu/vellgltexture2d.h"
+#include "history/vellhistory.h"
+#include "history/vellhistorymemo.h"
+#include "picture/vellpicturehost.h"
+#include "selection/vellselection.h"
+#include "tools/velltoolbase.h"
+
+#include <QDir>
+#include <QFile>
+#include <QGLShaderProgram>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cmath>
+#include <memory>
+
+namespace {
+
+constexpr int kWidth = 40, kHeight = 30;
+
+const char *const kShader = R"(#version 110
+uniform sampler2D image;
+uniform sampler2D selection;
+uniform vec4 channelMask;
+uniform float amount;
+void main()
+{
+    vec4 c = texture2D(image, gl_TexCoord[0].st);
+    float s = texture2D(selection, gl_TexCoord[1].st).r;
+    vec3 inverted = mix(c.rgb, vec3(1.0) - c.rgb, amount);
+    gl_FragColor = vec4(mix(c.rgb, inverted, channelMask.rgb * s), c.a);
+}
+)";
+
+// The filter on the CPU: channel value v of a pixel with coverage s.
+int expectedChannel(int v, double amount, double s, bool writable)
+{
+    if (!writable)
+        return v;
+    const double c = v / 255.0;
+    const double inverted = c + (1.0 - 2.0 * c) * amount;
+    return int(std::lround((c + (inverted - c) * s) * 255.0));
+}
+
+class PartialInvert : public VellToolBase
+{
+public:
+    explicit PartialInvert(const QString &shaderFile)
+    {
+        name = QStringLiteral("Partial Invert");
+        toolId = QStringLiteral("test.partialInvert");
+        shaderPath = shaderFile;
+        refreshPresetsOnActivation = false;
+    }
+    void initParams() override { amount = 1.0f; }
+    void passParamsToShader() override { getProgram()->setUniformValue("amount", amount); }
+    void serializeParams(QDataStream &out) override { out << amount; }
+    void deserializeParams(QDataStream &in) override
+    {
+        float value = 0.0f;
+        in >> value;
+        if (in.status() == QDataStream::Ok)
+            amount = value;
+    }
+    void actuallyApply() override
+    {
+        ++previews;
+        VellToolBase::actuallyApply();
+    }
+    QString askPresetName(const QString &proposal) override
+    {
+        proposals << proposal;
+        return answers.isEmpty() ? QString() : answers.takeFirst();
+    }
+    bool confirmOverwrite(const QString &) override { return overwrite; }
+
+    float amount = 1.0f;
+    int previews = 0;
+    QStringList proposals, answers;
+    bool overwrite = false;
+};
+
+QByteArray pattern()
+{
+    QByteArray bytes(kWidth * kHeight * 4, 0);
+    for (int i = 0; i < kWidth * kHeight; ++i) {
+        bytes[4 * i] = char((i * 37) & 255);
+        bytes[4 * i + 1] = char((i * 11 + 60) & 255);
+        bytes[4 * i + 2] = char((i * 5 + 130) & 255);
+        bytes[4 * i + 3] = char(255);
+    }
+    return bytes;
+}
+
+} // namespace
+
+class TestVellToolBase : public QObject
+{
+    Q_OBJECT
+    VellCanvas *canvas = nullptr;
+    std::unique_ptr<VellContext> document;
+    VellLayer *layer = nullptr;
+    QTemporaryDir dir;
+    QString shaderFile;
+    QStringList messages;
+
+    void newDocument()
+    {
+        VellContextManager *manager = VellContextManager::getInstance();
+        document.reset();
+        canvas->makeCurrent();
+        document = std::make_unique<VellContext>();
+        document->setSelection(new VellSelection(nullptr, kWidth, kHeight));
+        manager->addContext(document.get());
+        manager->setCurrentContext(manager->indexOfContext(document.get()));
+        auto *host = new VellPictureHost(kWidth, kHeight, 4);
+        const QByteArray bytes = pattern();
+        memcpy(host->getData(), bytes.constData(), size_t(bytes.size()));
+        layer = new VellLayer(QStringLiteral("pattern"));
+        layer->setVellPictureHost(host);
+        document->getLayerManager()->addLayer(layer, false);
+        canvas->reSizeCanvas(kWidth, kHeight, false);
+        canvas->setScale(1.0f, false);
+        canvas->moveToCenter(false);
+        canvas->calcVisibleRect();
+        canvas->Render(nullptr);
+    }
+
+    QByteArray layerPixels()
+    {
+        canvas->makeCurrent();
+        if (layer->getLatestPlace() == VellLayer::GpuNewer)
+            layer->fboTextureToHost(true);
+        return QByteArray(reinterpret_cast<const char *>(layer->getPictureHost()->getData()), kWidth * kHeight * 4);
+    }
+
+    // Every channel of every pixel against the CPU formula; the selection's
+    // coverage (1 without one) and the writable channels as given.
+    void compareWithFormula(const QByteArray &before, double amount, int channels)
+    {
+        const QByteArray after = layerPixels();
+        VellSelection *selection = document->getSelection();
+        for (int y = 0; y < kHeight; ++y)
+            for (int x = 0; x < kWidth; ++x) {
+                const double s = selection->getMask()[y * selection->getPaddedWidth() + x] / 255.0;
+                for (int k = 0; k < 4; ++k) {
+                    const int i = 4 * (y * kWidth + x) + k;
+                    // Bytes are blue, green, red, alpha.
+                    const int bit = k == 0 ? VellChannelBits::Blue : k == 1 ? VellChannelBits::Green : VellChannelBits::Red;
+                    const int expected = k == 3 ? uchar(before[i])
+                                                : expectedChannel(uchar(before[i]), amount, s, channels & bit);
+                    const int actual = uchar(after[i]);
+                    QVERIFY2(qAbs(actual - expected) <= 1,
+                             qPrintable(QStringLiteral("pixel %1,%2 byte %3: %4, expected %5").arg(x).arg(y).arg(k).arg(actual).arg(expected)));
+                }
+            }
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(dir.isValid());
+        QString key, cipher;
+        QVERIFY(VellEnDecodeTool::VellGetMM(key));
+        VellEnDecodeTool::DES_Encrypt(QByteArray(kShader), key, cipher);
+        shaderFile = dir.filePath(QStringLiteral("partialInvert.glsl_"));
+        QFile file(shaderFile);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(cipher.toLatin1());
+        file.close();
+        VellMessageBox::setPresenter([this](const VellMessageBox::Message &m) {
+            messages << m.text;
+            return QMessageBox::Ok;
+        });
+        canvas = VellCanvas::getInstance(kWidth, kHeight);
+        canvas->resize(120, 90);
+        canvas->show();
+        QVERIFY(QTest::qWaitForWindowExposed(canvas));
+    }
+    void init() { messages.clear(); }
+    void cleanup() { document.reset(); }
+    void cleanupTestCase() { delete canvas; }
+
+    // The whole-layer apply equals the formula on the CPU, inside a partial
+    // selection only, and on the writable channels only.
+    void applyEntireMatchesFormula_data()
+    {
+        QTest::addColumn<double>("amount");
+        QTest::addColumn<bool>("partialSelection");
+        QTest::addColumn<int>("channels");
+        QTest::newRow("whole layer") << 1.0 << false << int(VellChannelBits::All);
+        QTest::newRow("half strength") << 0.5 << false << int(VellChannelBits::All);
+        QTest::newRow("feathered ellipse") << 1.0 << true << int(VellChannelBits::All);
+        QTest::newRow("red only") << 0.75 << false << int(VellChannelBits::Red);
+        QTest::newRow("green and blue in a selection") << 1.0 << true
+                                                      << int(VellChannelBits::Green | VellChannelBits::Blue);
+    }
+    void applyEntireMatchesFormula()
+    {
+        QFETCH(double, amount);
+        QFETCH(bool, partialSelection);
+        QFETCH(int, channels);
+        newDocument();
+        if (partialSelection) {
+            QByteArray mask(kWidth * kHeight, 0);
+            for (int y = 0; y < kHeight; ++y)
+                for (int x = 0; x < kWidth; ++x)
+                    if ((x - 20) * (x - 20) / 144.0 + (y - 15) * (y - 15) / 64.0 <= 1.0)
+                        mask[y * kWidth + x] = char(255);
+            document->getSelection()->addMask(reinterpret_cast<const uchar *>(mask.constData()), kWidth, kHeight, 0, 0);
+            document->getSelection()->feather(3.0f);
+        }
+        document->editingChannel = channels;
+        const QByteArray before = layerPixels();
+        PartialInvert tool(shaderFile);
+        tool.active(document.get());
+        QVERIFY(tool.isActive());
+        QCOMPARE(document->getCurrentTool(), &tool);
+        QVERIFY(tool.getProgram() && tool.getProgram()->isLinked());
+        tool.amount = float(amount);
+        QSignalSpy applied(document.get(), &VellContext::filterAppliedEntire);
+        QSignalSpy report(document.get(), &VellContext::toolTimeInfoChange);
+        tool.ok();
+        QVERIFY(!tool.isActive());
+        QVERIFY(!document->getCurrentTool());
+        QCOMPARE(applied.size(), 1);
+        QCOMPARE(report.size(), 1);
+        QVERIFY(report.at(0).at(0).toString().startsWith(QStringLiteral("Apply: Partial Invert, used ")));
+        QVERIFY(document->isSaveAble());
+        compareWithFormula(before, amount, channels);
+    }
+
+    // Undo brings the picture back from the full memo the first apply
+    // recorded; redo replays the filter from its parameters; a second apply
+    // on the chain is undone and redone the same way.
+    void undoAndRedo()
+    {
+        newDocument();
+        const QByteArray original = layerPixels();
+        PartialInvert tool(shaderFile);
+        tool.active(document.get());
+        tool.amount = 0.25f;
+        tool.applyEntire(false);
+        const QByteArray once = layerPixels();
+        tool.amount = 1.0f;
+        tool.applyEntire(false);
+        const QByteArray twice = layerPixels();
+        tool.disActive();
+        QVERIFY(once != original);
+        QVERIFY(twice != once);
+        VellHistory *history = document->getHistory();
+        QVERIFY(history->isUndoAble());
+
+        history->stepBackward();
+        QCOMPARE(layerPixels(), once);
+        history->stepBackward();
+        QCOMPARE(layerPixels(), original);
+        history->stepForward();
+        QCOMPARE(layerPixels(), once);
+        history->stepForward();
+        QCOMPARE(layerPixels(), twice);
+    }
+
+    // A silent apply (as the history replays) reports nothing, records
+    // nothing and leaves the document save-able.
+    void silentApply()
+    {
+        newDocument();
+        PartialInvert tool(shaderFile);
+        QSignalSpy applied(document.get(), &VellContext::filterAppliedEntire);
+        const int memos = document->getHistory()->getMemoCount();
+        const QByteArray before = layerPixels();
+        tool.applyEntire(true);
+        QCOMPARE(applied.size(), 0);
+        QCOMPARE(document->getHistory()->getMemoCount(), memos);
+        QVERIFY(!document->getLastMemo());
+        QVERIFY(document->isSaveAble());
+        compareWithFormula(before, 1.0, VellChannelBits::All);
+    }
+
+    // Two requests inside 3 ms run one preview and remember the second,
+    // which the next canvas tick serves once the busy window is over.
+    void previewsCoalesce()
+    {
+        newDocument();
+        PartialInvert tool(shaderFile);
+        tool.active(document.get());
+        tool.apply();
+        tool.apply();
+        QCOMPARE(tool.previews, 1);
+        QVERIFY(!tool.isPreviewUpToDate());
+        QTRY_VERIFY_WITH_TIMEOUT(!tool.isBusy(), 500);
+        emit canvas->timeOut();
+        QCOMPARE(tool.previews, 2);
+        QVERIFY(tool.isPreviewUpToDate());
+        emit canvas->timeOut();   // nothing pending
+        QCOMPARE(tool.previews, 2);
+        // The preview reached the display texture: it no longer shows the layer.
+        const QImage shown = layer->getThumbTexture()->toQImage();
+        tool.cancel();
+        QVERIFY(shown != layer->getThumbTexture()->toQImage());
+        tool.disActive();
+        emit canvas->timeOut();
+        QCOMPARE(tool.previews, 2);
+    }
+
+    void refusesMaskEditing()
+    {
+        newDocument();
+        layer->createLayerMask();
+        layer->setEdittingMask(true);
+        PartialInvert tool(shaderFile);
+        tool.active(document.get());
+        QVERIFY(!tool.isActive());
+        QCOMPARE(messages, QStringList{QStringLiteral("This tool doesn't support layer mask.")});
+    }
+
+    // Presets: the first free "Default Name" is proposed, an existing name
+    // is overwritten only when confirmed, the display names go beside the
+    // file, and loading one brings its parameters back.
+    void presets()
+    {
+        QDir(VellToolBase::presetPath()).removeRecursively();
+        PartialInvert tool(shaderFile);
+        const QDir folder(tool.getPresetsPath());
+        for (const QString &taken : {QStringLiteral("Default Name"), QStringLiteral("Default Name 1")}) {
+            QFile f(folder.filePath(taken));
+            QVERIFY(f.open(QIODevice::WriteOnly));
+        }
+        tool.amount = 0.3f;
+        tool.answers = QStringList{QStringLiteral("Soft")};
+        tool.saveCurrentPreset();
+        QCOMPARE(tool.proposals, QStringList{QStringLiteral("Default Name 2")});
+        QFile names(folder.filePath(QStringLiteral("Soft.name")));
+        QVERIFY(names.open(QIODevice::ReadOnly));
+        QCOMPARE(names.readAll(), QByteArray("en:Soft\r\nzh_CN:Soft\r\nzh_TW:Soft\r\nde_DE:Soft\r\n"
+                                             "es_ES:Soft\r\nfr_FR:Soft\r\nja_JP:Soft\r\nko_KR:Soft"));
+        tool.initAllPresets();
+        QStringList listed = tool.getPresetNames();
+        listed.sort();
+        QCOMPARE(listed, QStringList({"Default Name", "Default Name 1", "Soft"}));
+
+        // Saving over "Soft": refused, asked again, then cancelled.
+        tool.amount = 0.9f;
+        tool.proposals.clear();
+        tool.answers = QStringList{QStringLiteral("Soft"), QString()};
+        tool.saveCurrentPreset();
+        QCOMPARE(tool.proposals.size(), 2);
+        tool.loadPreset(QStringLiteral("Soft"));
+        QCOMPARE(tool.amount, 0.3f);
+
+        // The parameter stack.
+        tool.pushParam();
+        tool.amount = 0.7f;
+        tool.popParam();
+        QCOMPARE(tool.amount, 0.3f);
+        tool.popParam();   // empty: nothing
+        QCOMPARE(tool.amount, 0.3f);
+    }
+};
+
+QTEST_MAIN(TestVellToolBase)
+#include "tst_velltoolbase.moc"
