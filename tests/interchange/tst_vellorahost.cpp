@@ -1,4 +1,6 @@
-// vell compose and vell info with OpenRaster files, on the CPU (no display).
+// vell compose and vell info with OpenRaster files: on the CPU, and once on
+// the GPU, whose composite becomes the file's merged image (so it runs with
+// the GL tests, under a display).
 #include "interchange/vellorareader.h"
 
 #include "document/vellcontext.h"
@@ -96,6 +98,30 @@ private slots:
         QCOMPARE(top->getAlpha(), 0.5f);
         QCOMPARE(top->getPosition(), QPointF(3, -1));
         QVERIFY(top->hasLayerMask());
+    }
+
+    // The GPU's composite is the merged image, within a level of the CPU's.
+    void gpuMergedImage()
+    {
+        QString output;
+        QCOMPARE(vell({ "compose", "--gpu", "-o", path("gpu.ora"), path("bottom.png"), path("top.png"), "--mode",
+                        "overlay", "--opacity", "0.5", "--offset", "3,-1", "--mask", path("mask.png") },
+                      &output),
+                 0);
+        QVERIFY2(output.contains(QLatin1String("on the GPU")), qPrintable(output));
+        VellOraReader reader;
+        QVERIFY(reader.openFile(path("gpu.ora")));
+        const QImage gpu = reader.mergedImage();
+        const QImage cpu = QImage(path("direct.png")).convertToFormat(QImage::Format_ARGB32);
+        QCOMPARE(gpu.size(), cpu.size());
+        for (int y = 0; y < cpu.height(); ++y)
+            for (int x = 0; x < cpu.width(); ++x) {
+                const QRgb a = gpu.pixel(x, y), b = cpu.pixel(x, y);
+                const int most = qMax(qMax(qAbs(qRed(a) - qRed(b)), qAbs(qGreen(a) - qGreen(b))),
+                                      qMax(qAbs(qBlue(a) - qBlue(b)), qAbs(qAlpha(a) - qAlpha(b))));
+                QVERIFY2(most <= 1, qPrintable(QStringLiteral("%1,%2: %3 against %4").arg(x).arg(y)
+                                                   .arg(a, 8, 16).arg(b, 8, 16)));
+            }
     }
 
     void info()
