@@ -386,6 +386,13 @@ void VellToolBase::applyEntire(bool silent)
         initShader();
     if (!currentImageLayer(true))
         return;
+    // A program that did not link would leave the tiles as they were and copy
+    // them over the layer: nothing is applied instead.
+    if (!program || !program->isLinked()) {
+        VellLog::Instance()->Log("VellToolBase: %s has no working shader program; nothing applied\n",
+                                 qPrintable(name));
+        return;
+    }
 
     const std::clock_t started = std::clock();
     applying = true;

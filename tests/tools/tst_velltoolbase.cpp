@@ -17,7 +17,10 @@
 #include "picture/vellpicturehost.h"
 #include "selection/vellselection.h"
 #include "tools/velltoolbase.h"
+#include "tools/velltoolmanager.h"
+#include "tools/velltoolrecord.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QGLShaderProgram>
@@ -115,7 +118,7 @@ class TestVellToolBase : public QObject
     VellLayer *layer = nullptr;
     QTemporaryDir dir;
     QString shaderFile;
-    QStringList messages;
+    QStringList messages, titles;
 
     void newDocument()
     {
@@ -183,6 +186,7 @@ private slots:
         file.close();
         VellMessageBox::setPresenter([this](const VellMessageBox::Message &m) {
             messages << m.text;
+            titles << m.title;
             return QMessageBox::Ok;
         });
         canvas = VellCanvas::getInstance(kWidth, kHeight);
@@ -190,7 +194,11 @@ private slots:
         canvas->show();
         QVERIFY(QTest::qWaitForWindowExposed(canvas));
     }
-    void init() { messages.clear(); }
+    void init()
+    {
+        messages.clear();
+        titles.clear();
+    }
     void cleanup() { document.reset(); }
     void cleanupTestCase() { delete canvas; }
 
@@ -315,6 +323,65 @@ private slots:
         tool.disActive();
         emit canvas->timeOut();
         QCOMPARE(tool.previews, 2);
+    }
+
+    // A shader that does not compile: its log is shown under the tool's
+    // name, and applying changes nothing rather than copying stale tiles.
+    void brokenShader()
+    {
+        newDocument();
+        QString key, cipher;
+        QVERIFY(VellEnDecodeTool::VellGetMM(key));
+        VellEnDecodeTool::DES_Encrypt("#version 110\nvoid main() { gl_FragColor = undefinedThing; }\n", key, cipher);
+        const QString broken = dir.filePath(QStringLiteral("broken.glsl_"));
+        QFile file(broken);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(cipher.toLatin1());
+        file.close();
+        PartialInvert tool(broken);
+        const QByteArray before = layerPixels();
+        tool.active(document.get());
+        QVERIFY(tool.isActive());
+        QVERIFY(titles.contains(QStringLiteral("Partial Invert")));
+        tool.applyEntire(false);
+        QCOMPARE(layerPixels(), before);
+        QCOMPARE(document->getHistory()->getMemoCount(), 0);
+        tool.disActive();
+    }
+
+    // A record holds each applied tool's id and parameters; playing it back
+    // names the first tool, and nothing is recorded while recording is off.
+    void toolRecord()
+    {
+        PartialInvert tool(shaderFile);
+        VellToolManager::getInstance()->regist(&tool);
+        QByteArray bytes;
+        QBuffer buffer(&bytes);
+        buffer.open(QIODevice::ReadWrite);
+        QDataStream stream(&buffer);
+        VellToolRecord record;
+        record.stream = &stream;
+        QStringList recoded, played;   // the signals pass names by reference
+        connect(&record, &VellToolRecord::RecodeChange, this, [&](QString &name) { recoded << name; });
+        connect(&record, &VellToolRecord::PlayChange, this, [&](QString &name) { played << name; });
+        record.Play(VellToolManager::getInstance(), nullptr);   // empty: nothing
+        QCOMPARE(played.size(), 0);
+        record.Recode(&tool);
+        QVERIFY(bytes.isEmpty());
+        record.recording = true;
+        tool.amount = 0.4f;
+        record.Recode(&tool);
+        QCOMPARE(recoded, QStringList{QStringLiteral("Partial Invert")});
+        QDataStream in(bytes);
+        QString id;
+        float amount = 0.0f;
+        in >> id >> amount;
+        QCOMPARE(id, QStringLiteral("test.partialInvert"));
+        QCOMPARE(amount, 0.4f);
+        record.Play(VellToolManager::getInstance(), nullptr);
+        QCOMPARE(played, QStringList{QStringLiteral("Partial Invert")});
+        // Off the registry again before the tool goes out of scope.
+        VellToolManager::getInstance()->regist(new PartialInvert(shaderFile));
     }
 
     void refusesMaskEditing()
