@@ -1,8 +1,12 @@
 #include "tools/velltoolmanager.h"
 
+#include "canvas/vellcanvas.h"
+#include "document/vellcontext.h"
+#include "document/vellcontextmanager.h"
 #include "foundation/velldatalocation.h"
 #include "tools/ivelltool.h"
 #include "tools/vellinternational.h"
+#include "tools/velltoolbase.h"
 
 #include <QDebug>
 #include <QDir>
@@ -25,6 +29,41 @@ VellToolManager::VellToolManager(QObject *parent) : QObject(parent)
 {
     // The core's texts are translated before any tool is made.
     setInternational();
+    installCanvasHooks();
+}
+
+namespace {
+
+// The tool working on the current document, if any.
+IVellTool *documentTool()
+{
+    VellContext *document = VellContextManager::getInstance()->getCurrentContext();
+    return document ? document->getCurrentTool() : nullptr;
+}
+
+} // namespace
+
+void VellToolManager::installCanvasHooks()
+{
+    VellCanvas::ViewHooks hooks = VellCanvas::viewHooks();
+    if (!hooks.hasCurrentTool)
+        hooks.hasCurrentTool = [] { return documentTool() != nullptr; };
+    if (!hooks.currentToolIsToolBase)
+        hooks.currentToolIsToolBase = [] { return qobject_cast<VellToolBase *>(documentTool()) != nullptr; };
+    if (!hooks.reapplyTool)
+        hooks.reapplyTool = [] {
+            auto *filter = qobject_cast<VellToolBase *>(documentTool());
+            if (!filter || !filter->isSupportWheel())
+                return false;
+            filter->actuallyApply();   // the preview for the new view
+            return true;
+        };
+    if (!hooks.toolEvent)
+        hooks.toolEvent = [](QEvent *event) {
+            if (IVellTool *tool = documentTool())
+                tool->event(event);
+        };
+    VellCanvas::setViewHooks(hooks);
 }
 
 VellToolManager::~VellToolManager()

@@ -49,6 +49,13 @@ public:
     QStringList getToolTypes() const;
     QList<IVellTool *> getTools(const QString &type) const;
 
+    // Fills the canvas's tool hooks that are still empty, for the tool
+    // working on the current document: whether there is one and whether it
+    // is a filter, re-running a filter's preview after the view changed (when
+    // it follows the wheel), and offering it the canvas's events. Made with
+    // the manager; tests replace them.
+    static void installCanvasHooks();
+
     // The language code of the settings ("language" in config.ini), empty
     // when none is set.
     static QString languageCode();

@@ -190,6 +190,7 @@ private slots:
             return QMessageBox::Ok;
         });
         canvas = VellCanvas::getInstance(kWidth, kHeight);
+        VellToolManager::getInstance();   // installs the canvas's tool hooks
         canvas->resize(120, 90);
         canvas->show();
         QVERIFY(QTest::qWaitForWindowExposed(canvas));
@@ -310,19 +311,24 @@ private slots:
         tool.apply();
         QCOMPARE(tool.previews, 1);
         QVERIFY(!tool.isPreviewUpToDate());
+        // The canvas sees the filter working on its document.
+        const VellCanvas::ViewHooks hooks = VellCanvas::viewHooks();
+        QVERIFY(hooks.hasCurrentTool() && hooks.currentToolIsToolBase());
         QTRY_VERIFY_WITH_TIMEOUT(!tool.isBusy(), 500);
         emit canvas->timeOut();
         QCOMPARE(tool.previews, 2);
         QVERIFY(tool.isPreviewUpToDate());
         emit canvas->timeOut();   // nothing pending
         QCOMPARE(tool.previews, 2);
+        QVERIFY(hooks.reapplyTool());   // a zoom re-runs the preview
+        QCOMPARE(tool.previews, 3);
         // The preview reached the display texture: it no longer shows the layer.
         const QImage shown = layer->getThumbTexture()->toQImage();
         tool.cancel();
         QVERIFY(shown != layer->getThumbTexture()->toQImage());
-        tool.disActive();
         emit canvas->timeOut();
-        QCOMPARE(tool.previews, 2);
+        QCOMPARE(tool.previews, 3);
+        QVERIFY(!hooks.hasCurrentTool() && !hooks.reapplyTool());
     }
 
     // A shader that does not compile: its log is shown under the tool's
