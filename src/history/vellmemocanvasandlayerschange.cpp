@@ -120,7 +120,9 @@ bool VellMemoCanvasAndLayersChange::load(VellContext *context, const QByteArray 
         return false;
     // The size resizes the selection, which allocates for it: no larger than
     // the largest picture the library decodes.
-    if (qint64(width) * height * 4 > VellPictureReader::decodeCeiling())
+    qint64 pixels = 0;   // both sides below 2^31: the product fits, checked all the same
+    if (__builtin_mul_overflow(qint64(width), qint64(height), &pixels)
+        || pixels > VellPictureReader::decodeCeiling() / 4)
         return false;
 
     VellLayerManager *manager = context->getLayerManager();
