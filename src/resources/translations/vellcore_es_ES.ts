@@ -2,17 +2,6 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="es_ES" sourcelanguage="en">
 <context>
-    <name>VellMemory</name>
-    <message>
-        <source>Error</source>
-        <translation>Error</translation>
-    </message>
-    <message>
-        <source>Out of Memory!</source>
-        <translation>¡Memoria insuficiente!</translation>
-    </message>
-</context>
-<context>
     <name>VellActionManager</name>
     <message>
         <source>Critical Error</source>
@@ -28,6 +17,13 @@
     </message>
 </context>
 <context>
+    <name>VellContext</name>
+    <message>
+        <source>Untitled Document</source>
+        <translation>Documento sin título</translation>
+    </message>
+</context>
+<context>
     <name>VellGLTexture</name>
     <message>
         <source>Error</source>
@@ -36,6 +32,28 @@
     <message>
         <source>Out of memory!</source>
         <translation>¡Memoria insuficiente!</translation>
+    </message>
+</context>
+<context>
+    <name>VellHistory</name>
+    <message>
+        <source>Error</source>
+        <translation>Error</translation>
+    </message>
+    <message>
+        <source>System is undoing, please wait!</source>
+        <translation>¡El sistema está deshaciendo cambios, espere!</translation>
+    </message>
+</context>
+<context>
+    <name>VellInputDialog</name>
+    <message>
+        <source>Ok</source>
+        <translation>Aceptar</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancelar</translation>
     </message>
 </context>
 <context>
@@ -142,10 +160,124 @@
     </message>
 </context>
 <context>
-    <name>VellInputDialog</name>
+    <name>VellLayerMaskCreateOrRemoveMemo</name>
     <message>
-        <source>Ok</source>
-        <translation>Aceptar</translation>
+        <source>Create Mask</source>
+        <translation>Crear máscara</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskFullMemo</name>
+    <message>
+        <source>Mask Change</source>
+        <translation>Cambio de máscara</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskInvertMemo</name>
+    <message>
+        <source>Invert Mask</source>
+        <translation>Invertir máscara</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskMemo</name>
+    <message>
+        <source>Mask Change</source>
+        <translation>Cambio de máscara</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerModifyMemo</name>
+    <message>
+        <source>Layer Change</source>
+        <translation>Cambio de capa</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemoCanvasAndLayersChange</name>
+    <message>
+        <source>Canvas Change</source>
+        <translation>Cambio de lienzo</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemoLayerListChange</name>
+    <message>
+        <source>Layer List Change</source>
+        <translation>Cambio en la lista de capas</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemory</name>
+    <message>
+        <source>Error</source>
+        <translation>Error</translation>
+    </message>
+    <message>
+        <source>Out of Memory!</source>
+        <translation>¡Memoria insuficiente!</translation>
+    </message>
+</context>
+<context>
+    <name>VellParamMemo</name>
+    <message>
+        <source>Apply Filter:</source>
+        <translation>Aplicar filtro:</translation>
+    </message>
+</context>
+<context>
+    <name>VellPictureReader</name>
+    <message>
+        <source>no file name</source>
+        <translation>sin nombre de archivo</translation>
+    </message>
+    <message>
+        <source>the file does not say how large its picture is</source>
+        <translation>el archivo no indica el tamaño de su imagen</translation>
+    </message>
+    <message>
+        <source>its picture of %1 x %2 pixels is too large to open</source>
+        <translation>su imagen de %1 x %2 píxeles es demasiado grande para abrirla</translation>
+    </message>
+</context>
+<context>
+    <name>VellPixelateTextLayerWidget</name>
+    <message>
+        <source>Text Pixelation</source>
+        <translation>Rasterización de texto</translation>
+    </message>
+    <message>
+        <source>Pixelation Options</source>
+        <translation>Opciones de rasterización</translation>
+    </message>
+    <message>
+        <source>Expand the text layer(in pixels)</source>
+        <translation>Ampliar la capa de texto (en píxeles)</translation>
+    </message>
+    <message>
+        <source>Left:</source>
+        <translation>Izquierda:</translation>
+    </message>
+    <message>
+        <source>Right:</source>
+        <translation>Derecha:</translation>
+    </message>
+    <message>
+        <source>Top:</source>
+        <translation>Superior:</translation>
+    </message>
+    <message>
+        <source>Bottom:</source>
+        <translation>Inferior:</translation>
+    </message>
+    <message>
+        <source>Expand to whole canvas</source>
+        <translation>Ampliar a todo el lienzo</translation>
+    </message>
+    <message>
+        <source>Confirm to pixelate</source>
+        <translation>Confirmar rasterización</translation>
     </message>
     <message>
         <source>Cancel</source>
@@ -194,46 +326,64 @@ imagen original.</translation>
     </message>
 </context>
 <context>
-    <name>VellPixelateTextLayerWidget</name>
+    <name>VellSelectionMemo</name>
     <message>
-        <source>Text Pixelation</source>
-        <translation>Rasterización de texto</translation>
+        <source>Selection Operation</source>
+        <translation>Operación de selección</translation>
+    </message>
+</context>
+<context>
+    <name>VellSparseModifyMemo</name>
+    <message>
+        <source>Painting Operation</source>
+        <translation>Operación de pintura</translation>
+    </message>
+</context>
+<context>
+    <name>VellToolBase</name>
+    <message>
+        <source>This tool doesn&apos;t support text layer, please choose an image layer on the layer manager.</source>
+        <translation>Esta herramienta no admite capas de texto. Seleccione una capa de imagen en el administrador de capas.</translation>
     </message>
     <message>
-        <source>Pixelation Options</source>
-        <translation>Opciones de rasterización</translation>
+        <source>Error</source>
+        <translation>Error</translation>
     </message>
     <message>
-        <source>Expand the text layer(in pixels)</source>
-        <translation>Ampliar la capa de texto (en píxeles)</translation>
+        <source>This tool doesn&apos;t support layer mask.</source>
+        <translation>Esta herramienta no admite máscaras de capa.</translation>
     </message>
     <message>
-        <source>Left:</source>
-        <translation>Izquierda:</translation>
+        <source>This tool doesn&apos;t support selection mask.</source>
+        <translation>Esta herramienta no admite máscaras de selección.</translation>
     </message>
     <message>
-        <source>Right:</source>
-        <translation>Derecha:</translation>
+        <source>Apply: </source>
+        <translation>Aplicar: </translation>
     </message>
     <message>
-        <source>Top:</source>
-        <translation>Superior:</translation>
+        <source>, used </source>
+        <translation>, tiempo: </translation>
     </message>
     <message>
-        <source>Bottom:</source>
-        <translation>Inferior:</translation>
+        <source>Set Preset Name</source>
+        <translation>Nombre del ajuste preestablecido</translation>
     </message>
     <message>
-        <source>Expand to whole canvas</source>
-        <translation>Ampliar a todo el lienzo</translation>
+        <source>Please input the name for this preset.It will override other preset, if the name is same as the other&apos;s.</source>
+        <translation>Introduzca un nombre para este ajuste preestablecido. Si ya existe otro con el mismo nombre, se sobrescribirá.</translation>
     </message>
     <message>
-        <source>Confirm to pixelate</source>
-        <translation>Confirmar rasterización</translation>
+        <source>Warning</source>
+        <translation>Advertencia</translation>
     </message>
     <message>
-        <source>Cancel</source>
-        <translation>Cancelar</translation>
+        <source>&quot;%1&quot; already exists, overwrite it?</source>
+        <translation>&quot;%1&quot; ya existe. ¿Desea sobrescribirlo?</translation>
+    </message>
+    <message>
+        <source>Default Name</source>
+        <translation>Nombre predeterminado</translation>
     </message>
 </context>
 </TS>

@@ -2,17 +2,6 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="ja_JP" sourcelanguage="en">
 <context>
-    <name>VellMemory</name>
-    <message>
-        <source>Error</source>
-        <translation>エラー</translation>
-    </message>
-    <message>
-        <source>Out of Memory!</source>
-        <translation>メモリが不足しています！</translation>
-    </message>
-</context>
-<context>
     <name>VellActionManager</name>
     <message>
         <source>Critical Error</source>
@@ -28,6 +17,13 @@
     </message>
 </context>
 <context>
+    <name>VellContext</name>
+    <message>
+        <source>Untitled Document</source>
+        <translation>名称未設定ドキュメント</translation>
+    </message>
+</context>
+<context>
     <name>VellGLTexture</name>
     <message>
         <source>Error</source>
@@ -35,7 +31,29 @@
     </message>
     <message>
         <source>Out of memory!</source>
-        <translation>メモリが不足しています!</translation>
+        <translation>メモリが不足しています！</translation>
+    </message>
+</context>
+<context>
+    <name>VellHistory</name>
+    <message>
+        <source>Error</source>
+        <translation>エラー</translation>
+    </message>
+    <message>
+        <source>System is undoing, please wait!</source>
+        <translation>取り消し処理中です。しばらくお待ちください！</translation>
+    </message>
+</context>
+<context>
+    <name>VellInputDialog</name>
+    <message>
+        <source>Ok</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>キャンセル</translation>
     </message>
 </context>
 <context>
@@ -142,10 +160,124 @@
     </message>
 </context>
 <context>
-    <name>VellInputDialog</name>
+    <name>VellLayerMaskCreateOrRemoveMemo</name>
     <message>
-        <source>Ok</source>
-        <translation>OK</translation>
+        <source>Create Mask</source>
+        <translation>マスクを作成</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskFullMemo</name>
+    <message>
+        <source>Mask Change</source>
+        <translation>マスクの変更</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskInvertMemo</name>
+    <message>
+        <source>Invert Mask</source>
+        <translation>マスクを反転</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskMemo</name>
+    <message>
+        <source>Mask Change</source>
+        <translation>マスクの変更</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerModifyMemo</name>
+    <message>
+        <source>Layer Change</source>
+        <translation>レイヤーの変更</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemoCanvasAndLayersChange</name>
+    <message>
+        <source>Canvas Change</source>
+        <translation>カンバスの変更</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemoLayerListChange</name>
+    <message>
+        <source>Layer List Change</source>
+        <translation>レイヤーリストの変更</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemory</name>
+    <message>
+        <source>Error</source>
+        <translation>エラー</translation>
+    </message>
+    <message>
+        <source>Out of Memory!</source>
+        <translation>メモリが不足しています！</translation>
+    </message>
+</context>
+<context>
+    <name>VellParamMemo</name>
+    <message>
+        <source>Apply Filter:</source>
+        <translation>フィルターを適用：</translation>
+    </message>
+</context>
+<context>
+    <name>VellPictureReader</name>
+    <message>
+        <source>no file name</source>
+        <translation>ファイル名がありません</translation>
+    </message>
+    <message>
+        <source>the file does not say how large its picture is</source>
+        <translation>ファイルに画像のサイズが記載されていません</translation>
+    </message>
+    <message>
+        <source>its picture of %1 x %2 pixels is too large to open</source>
+        <translation>画像（%1 x %2 ピクセル）が大きすぎて開けません</translation>
+    </message>
+</context>
+<context>
+    <name>VellPixelateTextLayerWidget</name>
+    <message>
+        <source>Text Pixelation</source>
+        <translation>テキストのラスタライズ</translation>
+    </message>
+    <message>
+        <source>Pixelation Options</source>
+        <translation>ラスタライズオプション</translation>
+    </message>
+    <message>
+        <source>Expand the text layer(in pixels)</source>
+        <translation>テキストレイヤーを拡張（ピクセル単位）</translation>
+    </message>
+    <message>
+        <source>Left:</source>
+        <translation>左:</translation>
+    </message>
+    <message>
+        <source>Right:</source>
+        <translation>右:</translation>
+    </message>
+    <message>
+        <source>Top:</source>
+        <translation>上:</translation>
+    </message>
+    <message>
+        <source>Bottom:</source>
+        <translation>下:</translation>
+    </message>
+    <message>
+        <source>Expand to whole canvas</source>
+        <translation>カンバス全体に拡張</translation>
+    </message>
+    <message>
+        <source>Confirm to pixelate</source>
+        <translation>ラスタライズを実行</translation>
     </message>
     <message>
         <source>Cancel</source>
@@ -194,46 +326,64 @@ original image.</source>
     </message>
 </context>
 <context>
-    <name>VellPixelateTextLayerWidget</name>
+    <name>VellSelectionMemo</name>
     <message>
-        <source>Text Pixelation</source>
-        <translation>テキストのラスタライズ</translation>
+        <source>Selection Operation</source>
+        <translation>選択範囲の操作</translation>
+    </message>
+</context>
+<context>
+    <name>VellSparseModifyMemo</name>
+    <message>
+        <source>Painting Operation</source>
+        <translation>ペイント操作</translation>
+    </message>
+</context>
+<context>
+    <name>VellToolBase</name>
+    <message>
+        <source>This tool doesn&apos;t support text layer, please choose an image layer on the layer manager.</source>
+        <translation>このツールはテキストレイヤーに対応していません。レイヤーマネージャーで画像レイヤーを選択してください。</translation>
     </message>
     <message>
-        <source>Pixelation Options</source>
-        <translation>ラスタライズオプション</translation>
+        <source>Error</source>
+        <translation>エラー</translation>
     </message>
     <message>
-        <source>Expand the text layer(in pixels)</source>
-        <translation>テキストレイヤーを拡張（ピクセル単位）</translation>
+        <source>This tool doesn&apos;t support layer mask.</source>
+        <translation>このツールはレイヤーマスクに対応していません。</translation>
     </message>
     <message>
-        <source>Left:</source>
-        <translation>左:</translation>
+        <source>This tool doesn&apos;t support selection mask.</source>
+        <translation>このツールは選択範囲マスクに対応していません。</translation>
     </message>
     <message>
-        <source>Right:</source>
-        <translation>右:</translation>
+        <source>Apply: </source>
+        <translation>適用：</translation>
     </message>
     <message>
-        <source>Top:</source>
-        <translation>上:</translation>
+        <source>, used </source>
+        <translation>、所要時間 </translation>
     </message>
     <message>
-        <source>Bottom:</source>
-        <translation>下:</translation>
+        <source>Set Preset Name</source>
+        <translation>プリセット名の設定</translation>
     </message>
     <message>
-        <source>Expand to whole canvas</source>
-        <translation>カンバス全体に拡張</translation>
+        <source>Please input the name for this preset.It will override other preset, if the name is same as the other&apos;s.</source>
+        <translation>このプリセットの名前を入力してください。同じ名前のプリセットがある場合は上書きされます。</translation>
     </message>
     <message>
-        <source>Confirm to pixelate</source>
-        <translation>ラスタライズを実行</translation>
+        <source>Warning</source>
+        <translation>警告</translation>
     </message>
     <message>
-        <source>Cancel</source>
-        <translation>キャンセル</translation>
+        <source>&quot;%1&quot; already exists, overwrite it?</source>
+        <translation>&quot;%1&quot; は既に存在します。上書きしますか？</translation>
+    </message>
+    <message>
+        <source>Default Name</source>
+        <translation>デフォルト名</translation>
     </message>
 </context>
 </TS>

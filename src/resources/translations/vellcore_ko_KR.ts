@@ -2,17 +2,6 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="ko_KR" sourcelanguage="en">
 <context>
-    <name>VellMemory</name>
-    <message>
-        <source>Error</source>
-        <translation>오류</translation>
-    </message>
-    <message>
-        <source>Out of Memory!</source>
-        <translation>메모리가 부족합니다!</translation>
-    </message>
-</context>
-<context>
     <name>VellActionManager</name>
     <message>
         <source>Critical Error</source>
@@ -28,6 +17,13 @@
     </message>
 </context>
 <context>
+    <name>VellContext</name>
+    <message>
+        <source>Untitled Document</source>
+        <translation>제목 없는 문서</translation>
+    </message>
+</context>
+<context>
     <name>VellGLTexture</name>
     <message>
         <source>Error</source>
@@ -36,6 +32,28 @@
     <message>
         <source>Out of memory!</source>
         <translation>메모리가 부족합니다!</translation>
+    </message>
+</context>
+<context>
+    <name>VellHistory</name>
+    <message>
+        <source>Error</source>
+        <translation>오류</translation>
+    </message>
+    <message>
+        <source>System is undoing, please wait!</source>
+        <translation>시스템이 실행 취소 중입니다. 잠시 기다려 주십시오!</translation>
+    </message>
+</context>
+<context>
+    <name>VellInputDialog</name>
+    <message>
+        <source>Ok</source>
+        <translation>확인</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>취소</translation>
     </message>
 </context>
 <context>
@@ -142,10 +160,124 @@
     </message>
 </context>
 <context>
-    <name>VellInputDialog</name>
+    <name>VellLayerMaskCreateOrRemoveMemo</name>
     <message>
-        <source>Ok</source>
-        <translation>확인</translation>
+        <source>Create Mask</source>
+        <translation>마스크 만들기</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskFullMemo</name>
+    <message>
+        <source>Mask Change</source>
+        <translation>마스크 변경</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskInvertMemo</name>
+    <message>
+        <source>Invert Mask</source>
+        <translation>마스크 반전</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskMemo</name>
+    <message>
+        <source>Mask Change</source>
+        <translation>마스크 변경</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerModifyMemo</name>
+    <message>
+        <source>Layer Change</source>
+        <translation>레이어 변경</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemoCanvasAndLayersChange</name>
+    <message>
+        <source>Canvas Change</source>
+        <translation>캔버스 변경</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemoLayerListChange</name>
+    <message>
+        <source>Layer List Change</source>
+        <translation>레이어 목록 변경</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemory</name>
+    <message>
+        <source>Error</source>
+        <translation>오류</translation>
+    </message>
+    <message>
+        <source>Out of Memory!</source>
+        <translation>메모리가 부족합니다!</translation>
+    </message>
+</context>
+<context>
+    <name>VellParamMemo</name>
+    <message>
+        <source>Apply Filter:</source>
+        <translation>필터 적용:</translation>
+    </message>
+</context>
+<context>
+    <name>VellPictureReader</name>
+    <message>
+        <source>no file name</source>
+        <translation>파일 이름이 없습니다</translation>
+    </message>
+    <message>
+        <source>the file does not say how large its picture is</source>
+        <translation>파일에 이미지 크기 정보가 없습니다</translation>
+    </message>
+    <message>
+        <source>its picture of %1 x %2 pixels is too large to open</source>
+        <translation>이미지(%1 x %2 픽셀)가 너무 커서 열 수 없습니다</translation>
+    </message>
+</context>
+<context>
+    <name>VellPixelateTextLayerWidget</name>
+    <message>
+        <source>Text Pixelation</source>
+        <translation>텍스트 래스터화</translation>
+    </message>
+    <message>
+        <source>Pixelation Options</source>
+        <translation>래스터화 옵션</translation>
+    </message>
+    <message>
+        <source>Expand the text layer(in pixels)</source>
+        <translation>텍스트 레이어 확장(픽셀 단위)</translation>
+    </message>
+    <message>
+        <source>Left:</source>
+        <translation>왼쪽:</translation>
+    </message>
+    <message>
+        <source>Right:</source>
+        <translation>오른쪽:</translation>
+    </message>
+    <message>
+        <source>Top:</source>
+        <translation>위쪽:</translation>
+    </message>
+    <message>
+        <source>Bottom:</source>
+        <translation>아래쪽:</translation>
+    </message>
+    <message>
+        <source>Expand to whole canvas</source>
+        <translation>전체 캔버스로 확장</translation>
+    </message>
+    <message>
+        <source>Confirm to pixelate</source>
+        <translation>래스터화 확인</translation>
     </message>
     <message>
         <source>Cancel</source>
@@ -194,46 +326,64 @@ original image.</source>
     </message>
 </context>
 <context>
-    <name>VellPixelateTextLayerWidget</name>
+    <name>VellSelectionMemo</name>
     <message>
-        <source>Text Pixelation</source>
-        <translation>텍스트 래스터화</translation>
+        <source>Selection Operation</source>
+        <translation>선택 영역 작업</translation>
+    </message>
+</context>
+<context>
+    <name>VellSparseModifyMemo</name>
+    <message>
+        <source>Painting Operation</source>
+        <translation>페인팅 작업</translation>
+    </message>
+</context>
+<context>
+    <name>VellToolBase</name>
+    <message>
+        <source>This tool doesn&apos;t support text layer, please choose an image layer on the layer manager.</source>
+        <translation>이 도구는 텍스트 레이어를 지원하지 않습니다. 레이어 관리자에서 이미지 레이어를 선택하십시오.</translation>
     </message>
     <message>
-        <source>Pixelation Options</source>
-        <translation>래스터화 옵션</translation>
+        <source>Error</source>
+        <translation>오류</translation>
     </message>
     <message>
-        <source>Expand the text layer(in pixels)</source>
-        <translation>텍스트 레이어 확장(픽셀 단위)</translation>
+        <source>This tool doesn&apos;t support layer mask.</source>
+        <translation>이 도구는 레이어 마스크를 지원하지 않습니다.</translation>
     </message>
     <message>
-        <source>Left:</source>
-        <translation>왼쪽:</translation>
+        <source>This tool doesn&apos;t support selection mask.</source>
+        <translation>이 도구는 선택 영역 마스크를 지원하지 않습니다.</translation>
     </message>
     <message>
-        <source>Right:</source>
-        <translation>오른쪽:</translation>
+        <source>Apply: </source>
+        <translation>적용: </translation>
     </message>
     <message>
-        <source>Top:</source>
-        <translation>위쪽:</translation>
+        <source>, used </source>
+        <translation>, 소요 시간 </translation>
     </message>
     <message>
-        <source>Bottom:</source>
-        <translation>아래쪽:</translation>
+        <source>Set Preset Name</source>
+        <translation>사전 설정 이름 지정</translation>
     </message>
     <message>
-        <source>Expand to whole canvas</source>
-        <translation>전체 캔버스로 확장</translation>
+        <source>Please input the name for this preset.It will override other preset, if the name is same as the other&apos;s.</source>
+        <translation>이 사전 설정의 이름을 입력하십시오. 같은 이름의 사전 설정이 있으면 덮어씁니다.</translation>
     </message>
     <message>
-        <source>Confirm to pixelate</source>
-        <translation>래스터화 확인</translation>
+        <source>Warning</source>
+        <translation>경고</translation>
     </message>
     <message>
-        <source>Cancel</source>
-        <translation>취소</translation>
+        <source>&quot;%1&quot; already exists, overwrite it?</source>
+        <translation>&quot;%1&quot;이(가) 이미 있습니다. 덮어쓰시겠습니까?</translation>
+    </message>
+    <message>
+        <source>Default Name</source>
+        <translation>기본 이름</translation>
     </message>
 </context>
 </TS>

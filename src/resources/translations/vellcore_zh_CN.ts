@@ -2,17 +2,6 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="zh_CN" sourcelanguage="en">
 <context>
-    <name>VellMemory</name>
-    <message>
-        <source>Error</source>
-        <translation>错误</translation>
-    </message>
-    <message>
-        <source>Out of Memory!</source>
-        <translation>内存不足！</translation>
-    </message>
-</context>
-<context>
     <name>VellActionManager</name>
     <message>
         <source>Critical Error</source>
@@ -28,6 +17,13 @@
     </message>
 </context>
 <context>
+    <name>VellContext</name>
+    <message>
+        <source>Untitled Document</source>
+        <translation>未命名文档</translation>
+    </message>
+</context>
+<context>
     <name>VellGLTexture</name>
     <message>
         <source>Error</source>
@@ -35,7 +31,29 @@
     </message>
     <message>
         <source>Out of memory!</source>
-        <translation>内存不足!</translation>
+        <translation>内存不足！</translation>
+    </message>
+</context>
+<context>
+    <name>VellHistory</name>
+    <message>
+        <source>Error</source>
+        <translation>错误</translation>
+    </message>
+    <message>
+        <source>System is undoing, please wait!</source>
+        <translation>系统正在撤销，请稍候！</translation>
+    </message>
+</context>
+<context>
+    <name>VellInputDialog</name>
+    <message>
+        <source>Ok</source>
+        <translation>确定</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>取消</translation>
     </message>
 </context>
 <context>
@@ -142,10 +160,124 @@
     </message>
 </context>
 <context>
-    <name>VellInputDialog</name>
+    <name>VellLayerMaskCreateOrRemoveMemo</name>
     <message>
-        <source>Ok</source>
-        <translation>确定</translation>
+        <source>Create Mask</source>
+        <translation>创建蒙版</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskFullMemo</name>
+    <message>
+        <source>Mask Change</source>
+        <translation>蒙版更改</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskInvertMemo</name>
+    <message>
+        <source>Invert Mask</source>
+        <translation>反相蒙版</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskMemo</name>
+    <message>
+        <source>Mask Change</source>
+        <translation>蒙版更改</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerModifyMemo</name>
+    <message>
+        <source>Layer Change</source>
+        <translation>图层更改</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemoCanvasAndLayersChange</name>
+    <message>
+        <source>Canvas Change</source>
+        <translation>画布更改</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemoLayerListChange</name>
+    <message>
+        <source>Layer List Change</source>
+        <translation>图层列表更改</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemory</name>
+    <message>
+        <source>Error</source>
+        <translation>错误</translation>
+    </message>
+    <message>
+        <source>Out of Memory!</source>
+        <translation>内存不足！</translation>
+    </message>
+</context>
+<context>
+    <name>VellParamMemo</name>
+    <message>
+        <source>Apply Filter:</source>
+        <translation>应用滤镜：</translation>
+    </message>
+</context>
+<context>
+    <name>VellPictureReader</name>
+    <message>
+        <source>no file name</source>
+        <translation>未指定文件名</translation>
+    </message>
+    <message>
+        <source>the file does not say how large its picture is</source>
+        <translation>文件未注明其图像的尺寸</translation>
+    </message>
+    <message>
+        <source>its picture of %1 x %2 pixels is too large to open</source>
+        <translation>图像尺寸 %1 x %2 像素过大，无法打开</translation>
+    </message>
+</context>
+<context>
+    <name>VellPixelateTextLayerWidget</name>
+    <message>
+        <source>Text Pixelation</source>
+        <translation>文字像素化</translation>
+    </message>
+    <message>
+        <source>Pixelation Options</source>
+        <translation>像素化选项</translation>
+    </message>
+    <message>
+        <source>Expand the text layer(in pixels)</source>
+        <translation>扩展文字图层（以像素为单位）</translation>
+    </message>
+    <message>
+        <source>Left:</source>
+        <translation>左：</translation>
+    </message>
+    <message>
+        <source>Right:</source>
+        <translation>右：</translation>
+    </message>
+    <message>
+        <source>Top:</source>
+        <translation>上：</translation>
+    </message>
+    <message>
+        <source>Bottom:</source>
+        <translation>下：</translation>
+    </message>
+    <message>
+        <source>Expand to whole canvas</source>
+        <translation>扩展到整个画布</translation>
+    </message>
+    <message>
+        <source>Confirm to pixelate</source>
+        <translation>确认像素化</translation>
     </message>
     <message>
         <source>Cancel</source>
@@ -194,46 +326,64 @@ original image.</source>
     </message>
 </context>
 <context>
-    <name>VellPixelateTextLayerWidget</name>
+    <name>VellSelectionMemo</name>
     <message>
-        <source>Text Pixelation</source>
-        <translation>文字像素化</translation>
+        <source>Selection Operation</source>
+        <translation>选区操作</translation>
+    </message>
+</context>
+<context>
+    <name>VellSparseModifyMemo</name>
+    <message>
+        <source>Painting Operation</source>
+        <translation>绘画操作</translation>
+    </message>
+</context>
+<context>
+    <name>VellToolBase</name>
+    <message>
+        <source>This tool doesn&apos;t support text layer, please choose an image layer on the layer manager.</source>
+        <translation>此工具不支持文字图层，请在图层管理器中选择一个图像图层。</translation>
     </message>
     <message>
-        <source>Pixelation Options</source>
-        <translation>像素化选项</translation>
+        <source>Error</source>
+        <translation>错误</translation>
     </message>
     <message>
-        <source>Expand the text layer(in pixels)</source>
-        <translation>扩展文字图层（以像素为单位）</translation>
+        <source>This tool doesn&apos;t support layer mask.</source>
+        <translation>此工具不支持图层蒙版。</translation>
     </message>
     <message>
-        <source>Left:</source>
-        <translation>左：</translation>
+        <source>This tool doesn&apos;t support selection mask.</source>
+        <translation>此工具不支持选区蒙版。</translation>
     </message>
     <message>
-        <source>Right:</source>
-        <translation>右：</translation>
+        <source>Apply: </source>
+        <translation>应用：</translation>
     </message>
     <message>
-        <source>Top:</source>
-        <translation>上：</translation>
+        <source>, used </source>
+        <translation>，耗时 </translation>
     </message>
     <message>
-        <source>Bottom:</source>
-        <translation>下：</translation>
+        <source>Set Preset Name</source>
+        <translation>设置预设名称</translation>
     </message>
     <message>
-        <source>Expand to whole canvas</source>
-        <translation>扩展到整个画布</translation>
+        <source>Please input the name for this preset.It will override other preset, if the name is same as the other&apos;s.</source>
+        <translation>请输入此预设的名称。如果与其他预设同名，将覆盖该预设。</translation>
     </message>
     <message>
-        <source>Confirm to pixelate</source>
-        <translation>确认像素化</translation>
+        <source>Warning</source>
+        <translation>警告</translation>
     </message>
     <message>
-        <source>Cancel</source>
-        <translation>取消</translation>
+        <source>&quot;%1&quot; already exists, overwrite it?</source>
+        <translation>&quot;%1&quot; 已存在，是否覆盖？</translation>
+    </message>
+    <message>
+        <source>Default Name</source>
+        <translation>默认名称</translation>
     </message>
 </context>
 </TS>

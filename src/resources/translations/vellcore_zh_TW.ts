@@ -2,17 +2,6 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="zh_TW" sourcelanguage="en">
 <context>
-    <name>VellMemory</name>
-    <message>
-        <source>Error</source>
-        <translation>錯誤</translation>
-    </message>
-    <message>
-        <source>Out of Memory!</source>
-        <translation>記憶體不足！</translation>
-    </message>
-</context>
-<context>
     <name>VellActionManager</name>
     <message>
         <source>Critical Error</source>
@@ -28,6 +17,13 @@
     </message>
 </context>
 <context>
+    <name>VellContext</name>
+    <message>
+        <source>Untitled Document</source>
+        <translation>未命名文件</translation>
+    </message>
+</context>
+<context>
     <name>VellGLTexture</name>
     <message>
         <source>Error</source>
@@ -35,7 +31,29 @@
     </message>
     <message>
         <source>Out of memory!</source>
-        <translation>記憶體不足!</translation>
+        <translation>記憶體不足！</translation>
+    </message>
+</context>
+<context>
+    <name>VellHistory</name>
+    <message>
+        <source>Error</source>
+        <translation>錯誤</translation>
+    </message>
+    <message>
+        <source>System is undoing, please wait!</source>
+        <translation>系統正在復原，請稍候！</translation>
+    </message>
+</context>
+<context>
+    <name>VellInputDialog</name>
+    <message>
+        <source>Ok</source>
+        <translation>確定</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>取消</translation>
     </message>
 </context>
 <context>
@@ -142,10 +160,124 @@
     </message>
 </context>
 <context>
-    <name>VellInputDialog</name>
+    <name>VellLayerMaskCreateOrRemoveMemo</name>
     <message>
-        <source>Ok</source>
-        <translation>確定</translation>
+        <source>Create Mask</source>
+        <translation>建立遮色片</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskFullMemo</name>
+    <message>
+        <source>Mask Change</source>
+        <translation>遮色片變更</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskInvertMemo</name>
+    <message>
+        <source>Invert Mask</source>
+        <translation>反轉遮色片</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerMaskMemo</name>
+    <message>
+        <source>Mask Change</source>
+        <translation>遮色片變更</translation>
+    </message>
+</context>
+<context>
+    <name>VellLayerModifyMemo</name>
+    <message>
+        <source>Layer Change</source>
+        <translation>圖層變更</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemoCanvasAndLayersChange</name>
+    <message>
+        <source>Canvas Change</source>
+        <translation>畫布變更</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemoLayerListChange</name>
+    <message>
+        <source>Layer List Change</source>
+        <translation>圖層清單變更</translation>
+    </message>
+</context>
+<context>
+    <name>VellMemory</name>
+    <message>
+        <source>Error</source>
+        <translation>錯誤</translation>
+    </message>
+    <message>
+        <source>Out of Memory!</source>
+        <translation>記憶體不足！</translation>
+    </message>
+</context>
+<context>
+    <name>VellParamMemo</name>
+    <message>
+        <source>Apply Filter:</source>
+        <translation>套用濾鏡：</translation>
+    </message>
+</context>
+<context>
+    <name>VellPictureReader</name>
+    <message>
+        <source>no file name</source>
+        <translation>未指定檔案名稱</translation>
+    </message>
+    <message>
+        <source>the file does not say how large its picture is</source>
+        <translation>檔案未註明其影像的尺寸</translation>
+    </message>
+    <message>
+        <source>its picture of %1 x %2 pixels is too large to open</source>
+        <translation>影像尺寸 %1 x %2 像素過大，無法開啟</translation>
+    </message>
+</context>
+<context>
+    <name>VellPixelateTextLayerWidget</name>
+    <message>
+        <source>Text Pixelation</source>
+        <translation>文字像素化</translation>
+    </message>
+    <message>
+        <source>Pixelation Options</source>
+        <translation>像素化選項</translation>
+    </message>
+    <message>
+        <source>Expand the text layer(in pixels)</source>
+        <translation>擴展文字圖層（以像素為單位）</translation>
+    </message>
+    <message>
+        <source>Left:</source>
+        <translation>左：</translation>
+    </message>
+    <message>
+        <source>Right:</source>
+        <translation>右：</translation>
+    </message>
+    <message>
+        <source>Top:</source>
+        <translation>上：</translation>
+    </message>
+    <message>
+        <source>Bottom:</source>
+        <translation>下：</translation>
+    </message>
+    <message>
+        <source>Expand to whole canvas</source>
+        <translation>擴展到整個畫布</translation>
+    </message>
+    <message>
+        <source>Confirm to pixelate</source>
+        <translation>確認像素化</translation>
     </message>
     <message>
         <source>Cancel</source>
@@ -194,46 +326,64 @@ original image.</source>
     </message>
 </context>
 <context>
-    <name>VellPixelateTextLayerWidget</name>
+    <name>VellSelectionMemo</name>
     <message>
-        <source>Text Pixelation</source>
-        <translation>文字像素化</translation>
+        <source>Selection Operation</source>
+        <translation>選取範圍操作</translation>
+    </message>
+</context>
+<context>
+    <name>VellSparseModifyMemo</name>
+    <message>
+        <source>Painting Operation</source>
+        <translation>繪畫操作</translation>
+    </message>
+</context>
+<context>
+    <name>VellToolBase</name>
+    <message>
+        <source>This tool doesn&apos;t support text layer, please choose an image layer on the layer manager.</source>
+        <translation>此工具不支援文字圖層，請在圖層管理員中選擇一個影像圖層。</translation>
     </message>
     <message>
-        <source>Pixelation Options</source>
-        <translation>像素化選項</translation>
+        <source>Error</source>
+        <translation>錯誤</translation>
     </message>
     <message>
-        <source>Expand the text layer(in pixels)</source>
-        <translation>擴展文字圖層（以像素為單位）</translation>
+        <source>This tool doesn&apos;t support layer mask.</source>
+        <translation>此工具不支援圖層遮色片。</translation>
     </message>
     <message>
-        <source>Left:</source>
-        <translation>左：</translation>
+        <source>This tool doesn&apos;t support selection mask.</source>
+        <translation>此工具不支援選取範圍遮色片。</translation>
     </message>
     <message>
-        <source>Right:</source>
-        <translation>右：</translation>
+        <source>Apply: </source>
+        <translation>套用：</translation>
     </message>
     <message>
-        <source>Top:</source>
-        <translation>上：</translation>
+        <source>, used </source>
+        <translation>，耗時 </translation>
     </message>
     <message>
-        <source>Bottom:</source>
-        <translation>下：</translation>
+        <source>Set Preset Name</source>
+        <translation>設定預設集名稱</translation>
     </message>
     <message>
-        <source>Expand to whole canvas</source>
-        <translation>擴展到整個畫布</translation>
+        <source>Please input the name for this preset.It will override other preset, if the name is same as the other&apos;s.</source>
+        <translation>請輸入此預設集的名稱。如果與其他預設集同名，將會覆寫該預設集。</translation>
     </message>
     <message>
-        <source>Confirm to pixelate</source>
-        <translation>確認像素化</translation>
+        <source>Warning</source>
+        <translation>警告</translation>
     </message>
     <message>
-        <source>Cancel</source>
-        <translation>取消</translation>
+        <source>&quot;%1&quot; already exists, overwrite it?</source>
+        <translation>&quot;%1&quot; 已存在，是否覆寫？</translation>
+    </message>
+    <message>
+        <source>Default Name</source>
+        <translation>預設名稱</translation>
     </message>
 </context>
 </TS>

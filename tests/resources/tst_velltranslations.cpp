@@ -1,0 +1,329 @@
+// The library's translations: every text of the .ts sources reaches the
+// compiled resources translated and with its placeholders intact, and the
+// language of the settings file decides what the library's own code says.
+#include "foundation/velldatalocation.h"
+#include "picture/vellpicturereader.h"
+#include "tools/vellinternational.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QRegularExpression>
+#include <QSet>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTranslator>
+#include <QXmlStreamReader>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+const char *const languages[] = {"zh_CN", "zh_TW", "de_DE", "es_ES", "fr_FR", "ja_JP", "ko_KR"};
+
+// One <message> of a .ts file.
+struct TsMessage
+{
+    QString context;
+    QString source;
+    QString comment;        // the disambiguation, empty when none
+    QString translation;    // empty for plural messages
+    QStringList numerusForms;
+    QString type;           // "unfinished", "vanished", "obsolete" or empty
+    bool numerus = false;
+
+    QString where() const { return context + QStringLiteral(": \"") + source + QLatin1Char('"'); }
+};
+
+struct TsFile
+{
+    QString language;
+    QList<TsMessage> messages;
+    QString error;          // empty when the file was read whole
+};
+
+TsFile readTs(const QString &path)
+{
+    TsFile ts;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        ts.error = QStringLiteral("cannot open ") + path;
+        return ts;
+    }
+    QXmlStreamReader xml(&file);
+    QString context;
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        const QStringRef name = xml.name();
+        if (name == QLatin1String("TS")) {
+            ts.language = xml.attributes().value(QLatin1String("language")).toString();
+        } else if (name == QLatin1String("name")) {
+            context = xml.readElementText();
+        } else if (name == QLatin1String("message")) {
+            TsMessage message;
+            message.context = context;
+            message.numerus = xml.attributes().value(QLatin1String("numerus")) == QLatin1String("yes");
+            while (xml.readNextStartElement()) {
+                const QStringRef part = xml.name();
+                if (part == QLatin1String("source")) {
+                    message.source = xml.readElementText();
+                } else if (part == QLatin1String("comment")) {
+                    message.comment = xml.readElementText();
+                } else if (part == QLatin1String("translation")) {
+                    message.type = xml.attributes().value(QLatin1String("type")).toString();
+                    if (message.numerus) {
+                        while (xml.readNextStartElement())
+                            message.numerusForms << xml.readElementText();
+                    } else {
+                        message.translation = xml.readElementText();
+                    }
+                } else {
+                    xml.skipCurrentElement();
+                }
+            }
+            ts.messages << message;
+        }
+    }
+    if (xml.hasError())
+        ts.error = path + QStringLiteral(": ") + xml.errorString();
+    return ts;
+}
+
+QString tsPath(const QString &language)
+{
+    return QStringLiteral(VELL_SOURCE_DIR "/src/resources/translations/vellcore_") + language
+           + QStringLiteral(".ts");
+}
+
+QString qmResource(const QString &language)
+{
+    return QStringLiteral(":/Resources/vellcore_") + language + QStringLiteral(".qm");
+}
+
+// The distinct placeholders of a text, in order ("%1", "%2"...).
+QStringList placeholders(const QString &text)
+{
+    static const QRegularExpression marker(QStringLiteral("%(\\d+)"));
+    QStringList found;
+    auto it = marker.globalMatch(text);
+    while (it.hasNext())
+        found << it.next().captured(0);
+    found.removeDuplicates();
+    found.sort();
+    return found;
+}
+
+// Full-width punctuation ends a Chinese, Japanese or Korean fragment without
+// the space a Latin one needs before the next piece.
+bool endsInWidePunctuation(const QString &text)
+{
+    if (text.isEmpty())
+        return false;
+    const ushort last = text.back().unicode();
+    return (last >= 0x3000 && last <= 0x303f) || (last >= 0xff00 && last <= 0xffef);
+}
+
+// Whether a translation keeps what the code relies on; empty
+// when it does, else the reason.
+QString checkTranslation(const QString &source, const QString &translation)
+{
+    if (translation.trimmed().isEmpty())
+        return QStringLiteral("empty translation");
+    if (placeholders(translation) != placeholders(source))
+        return QStringLiteral("placeholders %1 instead of %2")
+            .arg(placeholders(translation).join(QLatin1Char(' ')), placeholders(source).join(QLatin1Char(' ')));
+    if (translation.count(QLatin1Char('"')) != source.count(QLatin1Char('"')))
+        return QStringLiteral("quotes differ from the source");
+    // Texts the code glues to others keep their trailing space.
+    if (source.endsWith(QLatin1Char(' ')) && !translation.endsWith(QLatin1Char(' '))
+        && !endsInWidePunctuation(translation))
+        return QStringLiteral("lost the trailing space");
+    return QString();
+}
+
+void writeLanguage(const QString &code)
+{
+    QDir().mkpath(VellDataLocation::path());
+    QSettings settings(VellDataLocation::configFile(), QSettings::IniFormat);
+    settings.setValue(QStringLiteral("language"), code);
+}
+
+} // namespace
+
+class TestVellTranslations : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void everyMessageTranslated_data();
+    void everyMessageTranslated();
+    void sameTextsInEveryLanguage();
+    void chosenMessages_data();
+    void chosenMessages();
+    void languageFromSettings_data();
+    void languageFromSettings();
+};
+
+void TestVellTranslations::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+}
+
+void TestVellTranslations::cleanupTestCase()
+{
+    QFile::remove(VellDataLocation::configFile());
+}
+
+void TestVellTranslations::everyMessageTranslated_data()
+{
+    QTest::addColumn<QString>("language");
+    for (const char *language : languages)
+        QTest::newRow(language) << QString::fromLatin1(language);
+}
+
+// Each message of the .ts source is finished, keeps the source's
+// placeholders and quotes, and the compiled resource says exactly what the
+// source says (a stale or partly compiled resource would not).
+void TestVellTranslations::everyMessageTranslated()
+{
+    QFETCH(QString, language);
+    const TsFile ts = readTs(tsPath(language));
+    QVERIFY2(ts.error.isEmpty(), qPrintable(ts.error));
+    QCOMPARE(ts.language, language);
+    QVERIFY(!ts.messages.isEmpty());
+
+    QTranslator translator;
+    QVERIFY(translator.load(qmResource(language), QString(), QString(), QString()));
+    for (const TsMessage &message : ts.messages) {
+        const QByteArray context = message.context.toUtf8();
+        const QByteArray source = message.source.toUtf8();
+        const QByteArray comment = message.comment.toUtf8();
+        const QByteArray where = message.where().toUtf8();
+        QVERIFY2(message.type.isEmpty(), where + " is " + message.type.toUtf8());
+        if (message.numerus) {
+            QVERIFY2(!message.numerusForms.isEmpty(), where);
+            for (const QString &form : message.numerusForms) {
+                const QString why = checkTranslation(message.source, form);
+                QVERIFY2(why.isEmpty(), where + ": " + why.toUtf8());
+            }
+            for (int n : {1, 2, 5}) {
+                const QString compiled =
+                    translator.translate(context.constData(), source.constData(), comment.constData(), n);
+                QVERIFY2(message.numerusForms.contains(compiled), where);
+            }
+            continue;
+        }
+        const QString why = checkTranslation(message.source, message.translation);
+        QVERIFY2(why.isEmpty(), where + ": " + why.toUtf8());
+        QCOMPARE(translator.translate(context.constData(), source.constData(), comment.constData()),
+                 message.translation);
+    }
+}
+
+// The files are updated together: a text missing from one language would
+// show in English there.
+void TestVellTranslations::sameTextsInEveryLanguage()
+{
+    QSet<QString> first;
+    for (const char *language : languages) {
+        const TsFile ts = readTs(tsPath(QString::fromLatin1(language)));
+        QVERIFY2(ts.error.isEmpty(), qPrintable(ts.error));
+        QSet<QString> keys;
+        for (const TsMessage &message : ts.messages) {
+            const QString key = message.where() + QLatin1Char('/') + message.comment;
+            QVERIFY2(!keys.contains(key), qPrintable(QString::fromLatin1(language) + QStringLiteral(": twice ") + key));
+            keys.insert(key);
+        }
+        if (first.isEmpty()) {
+            first = keys;
+            continue;
+        }
+        for (const QString &key : first)
+            QVERIFY2(keys.contains(key), qPrintable(QString::fromLatin1(language) + QStringLiteral(" lacks ") + key));
+        QCOMPARE(keys.size(), first.size());
+    }
+}
+
+void TestVellTranslations::chosenMessages_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QString>("context");
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<QString>("expected");
+    const auto add = [](const char *row, const char *language, const char *context, const char *source,
+                        const char *expected) {
+        QTest::newRow(row) << QString::fromLatin1(language) << QString::fromLatin1(context)
+                           << QString::fromLatin1(source) << QString::fromUtf8(expected);
+    };
+    add("zh_CN blend mode", "zh_CN", "VellLayerBase", "Multiply", "正片叠底");
+    add("zh_CN undo wait", "zh_CN", "VellHistory", "System is undoing, please wait!", "系统正在撤销，请稍候！");
+    add("zh_TW history name", "zh_TW", "VellLayerMaskInvertMemo", "Invert Mask", "反轉遮色片");
+    add("zh_TW document", "zh_TW", "VellContext", "Untitled Document", "未命名文件");
+    add("de_DE blend mode", "de_DE", "VellLayerBase", "Screen", "Negativ multiplizieren");
+    add("de_DE warning", "de_DE", "VellToolBase", "Warning", "Warnung");
+    add("es_ES history name", "es_ES", "VellSelectionMemo", "Selection Operation", "Operación de selección");
+    add("es_ES overwrite", "es_ES", "VellToolBase", "\"%1\" already exists, overwrite it?",
+        "\"%1\" ya existe. ¿Desea sobrescribirlo?");
+    add("fr_FR document", "fr_FR", "VellContext", "Untitled Document", "Document sans titre");
+    add("fr_FR reader", "fr_FR", "VellPictureReader", "its picture of %1 x %2 pixels is too large to open",
+        "son image de %1 x %2 pixels est trop grande pour être ouverte");
+    add("ja_JP blend mode", "ja_JP", "VellLayerBase", "Darken", "比較（暗）");
+    add("ja_JP preset", "ja_JP", "VellToolBase", "Default Name", "デフォルト名");
+    add("ko_KR history name", "ko_KR", "VellSparseModifyMemo", "Painting Operation", "페인팅 작업");
+    add("ko_KR dialog", "ko_KR", "VellInputDialog", "Cancel", "취소");
+}
+
+void TestVellTranslations::chosenMessages()
+{
+    QFETCH(QString, language);
+    QFETCH(QString, context);
+    QFETCH(QString, source);
+    QFETCH(QString, expected);
+    QTranslator translator;
+    QVERIFY(translator.load(qmResource(language), QString(), QString(), QString()));
+    QCOMPARE(translator.translate(context.toUtf8().constData(), source.toUtf8().constData()), expected);
+}
+
+void TestVellTranslations::languageFromSettings_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QString>("layerMask");
+    QTest::addColumn<QString>("noFileName");
+    const auto add = [](const char *language, const char *layerMask, const char *noFileName) {
+        QTest::newRow(language) << QString::fromLatin1(language) << QString::fromUtf8(layerMask)
+                                << QString::fromUtf8(noFileName);
+    };
+    add("zh_CN", "此工具不支持图层蒙版。", "未指定文件名");
+    add("zh_TW", "此工具不支援圖層遮色片。", "未指定檔案名稱");
+    add("de_DE", "Dieses Werkzeug unterstützt keine Ebenenmasken.", "kein Dateiname");
+    add("es_ES", "Esta herramienta no admite máscaras de capa.", "sin nombre de archivo");
+    add("fr_FR", "Cet outil ne prend pas en charge les masques de calque.", "aucun nom de fichier");
+    add("ja_JP", "このツールはレイヤーマスクに対応していません。", "ファイル名がありません");
+    add("ko_KR", "이 도구는 레이어 마스크를 지원하지 않습니다.", "파일 이름이 없습니다");
+    // English is the source language and has no resource of its own.
+    add("en", "This tool doesn't support layer mask.", "no file name");
+}
+
+// The code stored in config.ini picks the translation that setInternational
+// installs, and the library's own messages then come out in that language.
+void TestVellTranslations::languageFromSettings()
+{
+    QFETCH(QString, language);
+    QFETCH(QString, layerMask);
+    QFETCH(QString, noFileName);
+    writeLanguage(language);
+    const std::unique_ptr<QTranslator> translator(setInternational());   // uninstalls when deleted
+    QCOMPARE(bool(translator), language != QLatin1String("en"));
+    QCOMPARE(QCoreApplication::translate("VellToolBase", "This tool doesn't support layer mask."), layerMask);
+    QString error;
+    QVERIFY(VellPictureReader::readImageFile(QString(), &error).isNull());
+    QCOMPARE(error, noFileName);
+}
+
+QTEST_GUILESS_MAIN(TestVellTranslations)
+#include "tst_velltranslations.moc"
