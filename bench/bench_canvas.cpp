@@ -12,6 +12,7 @@
 #include "document/velllayermanager.h"
 #include "foundation/vellcodes.h"
 #include "picture/vellpicturehost.h"
+#include "selection/vellselection.h"
 
 #include "vellbenchtimer.h"
 
@@ -145,6 +146,23 @@ int main(int argc, char *argv[])
     canvas->setOrigin(QPointF(0, 0), true);
     const double renderMs = vellBestMs(runs, [&] { canvas->Render(nullptr); }, finish);
     vellReport("Render at 25 % (1500 x 1000 framebuffer)", renderMs, memcpyMs);
+    // The marching ants of an elliptical selection over that view: the
+    // outline pass the canvas runs on its timer.
+    {
+        auto *selection = new VellSelection(nullptr, W, H);
+        document->setSelection(selection);
+        std::vector<uchar> ellipse(size_t(W) * H);
+#pragma omp parallel for
+        for (int y = 0; y < H; ++y)
+            for (int x = 0; x < W; ++x) {
+                const double dx = (x - W / 2.0) / (W * 0.4), dy = (y - H / 2.0) / (H * 0.4);
+                ellipse[size_t(y) * W + x] = dx * dx + dy * dy <= 1.0 ? 255 : 0;
+            }
+        selection->addMask(ellipse.data(), W, H, 0, 0);
+        const double antsMs = vellBestMs(runs, [&] { selection->render(canvas); }, finish);
+        vellReport("marching ants at 25 % (one outline pass)", antsMs, memcpyMs);
+        document->setSelection(nullptr);
+    }
     if (texturesMade() >= 0) {
         const int frames = 10;
         long before = texturesMade();

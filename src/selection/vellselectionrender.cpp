@@ -52,8 +52,17 @@ void VellSelection::render(VellCanvas *canvas)
     QGLFramebufferObject *fbo = canvas->getSelectionFbo();
     const QRectF visible = canvas->getVisibleRect();
     const float scale = canvas->getFboScale();
-    const QRectF coords = getTexCoord(visible);
     phase = (phase + 1) % kPhaseCount;
+    // The outline lies inside the selection's box, so without the tint only
+    // the box (grown by two fragments, against rounding) is drawn: the rest
+    // of the framebuffer stays clear, and a software rasteriser is spared
+    // running the outline program over the whole view on every tick.
+    QRectF region = visible;
+    if (!displayMask) {
+        const QRectF box = boundBox.width() > 0 && boundBox.height() > 0 ? boundBox : QRectF();
+        region = box.adjusted(-2.0 * scale, -2.0 * scale, 2.0 * scale, 2.0 * scale) & visible;
+    }
+    const QRectF coords = getTexCoord(region);
 
     VellRenderPass pass(fbo);
     if (!pass.isOpen())
@@ -75,17 +84,22 @@ void VellSelection::render(VellCanvas *canvas)
 
     // Framebuffer row 0 shows the top of the visible part, as in the
     // canvas framebuffer that this one is laid over.
-    const double right = visible.width() / scale, top = visible.height() / scale;
-    glBegin(GL_QUADS);
-    glTexCoord2d(coords.left(), coords.top());
-    glVertex2d(0.0, 0.0);
-    glTexCoord2d(coords.right(), coords.top());
-    glVertex2d(right, 0.0);
-    glTexCoord2d(coords.right(), coords.bottom());
-    glVertex2d(right, top);
-    glTexCoord2d(coords.left(), coords.bottom());
-    glVertex2d(0.0, top);
-    glEnd();
+    if (!region.isEmpty()) {
+        const double left = (region.left() - visible.left()) / scale;
+        const double top = (region.top() - visible.top()) / scale;
+        const double right = (region.right() - visible.left()) / scale;
+        const double bottom = (region.bottom() - visible.top()) / scale;
+        glBegin(GL_QUADS);
+        glTexCoord2d(coords.left(), coords.top());
+        glVertex2d(left, top);
+        glTexCoord2d(coords.right(), coords.top());
+        glVertex2d(right, top);
+        glTexCoord2d(coords.right(), coords.bottom());
+        glVertex2d(right, bottom);
+        glTexCoord2d(coords.left(), coords.bottom());
+        glVertex2d(left, bottom);
+        glEnd();
+    }
 
     program->release();
     glBindTexture(GL_TEXTURE_2D, 0);
