@@ -70,14 +70,15 @@ bool VellMemoLoaderThread::readByteArray(QIODevice *device, QByteArray *bytes)
     prepare(in);
     quint32 length = 0;
     in >> length;
-    // 0xFFFFFFFF is a null array. Anything longer than what is left cannot
-    // be whole: refuse it before QDataStream allocates for it.
-    if (in.status() != QDataStream::Ok
-        || (length != 0xFFFFFFFFu
-            && (length > quint32(INT_MAX) || qint64(length) != device->bytesAvailable())))
+    // 0xFFFFFFFF is a null array, with no bytes. A file holds the array and
+    // nothing after it: a length that is not what is left is refused before
+    // anything is allocated for it.
+    const bool null = length == 0xFFFFFFFFu;
+    if (in.status() != QDataStream::Ok || (!null && length > quint32(INT_MAX))
+        || device->bytesAvailable() != (null ? 0 : qint64(length)))
         return false;
     QByteArray read;
-    if (length != 0xFFFFFFFFu) {
+    if (!null) {
         read.resize(int(length));   // what the device holds, checked above
         if (device->read(read.data(), length) != qint64(length))
             return false;
