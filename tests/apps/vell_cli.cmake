@@ -52,6 +52,14 @@ function(expect_match text pattern)
     endif()
 endfunction()
 
+# run_vell, then the message standard error must match.
+function(vell_says expected_code pattern)
+    run_vell(${expected_code} ${ARGN})
+    expect_match("${last_err}" "${pattern}")
+    set(last_out "${last_out}" PARENT_SCOPE)
+    set(last_err "${last_err}" PARENT_SCOPE)
+endfunction()
+
 function(expect_same_file a b)
     file(SHA256 ${a} ha)
     file(SHA256 ${b} hb)
@@ -60,16 +68,15 @@ function(expect_same_file a b)
     endif()
 endfunction()
 
-# Usage and help.
+# Usage and help; the main help names compose and every select step.
 run_vell(0 --help)
-expect_match("${last_out}" "Usage: vell COMMAND")
+foreach(said "Usage: vell COMMAND" "compose -o OUT.png" "--ellipse, --polygon, --grow and --mask" "with --feather")
+    expect_match("${last_out}" "${said}")
+endforeach()
 run_vell(2)
-run_vell(2 frobnicate)
-expect_match("${last_err}" "unknown command 'frobnicate'")
+vell_says(2 "unknown command 'frobnicate'" frobnicate)
 run_vell(2 info extra)
-run_vell(2 cipher encrypt only-two)
-run_vell(2 cipher shuffle k in out)
-expect_match("${last_err}" "unknown cipher mode 'shuffle'")
+vell_says(2 "unknown cipher mode 'shuffle'" cipher shuffle k in out)
 
 # info prints folders and settings; without a display it has no GL context.
 # Every other command runs with no display at all.
@@ -108,8 +115,8 @@ if(NOT cipher_size EQUAL 48)
 endif()
 run_vell(0 cipher decrypt ${WORK_DIR}/key.txt ${WORK_DIR}/cipher.bin ${WORK_DIR}/back.txt)
 expect_same_file(${WORK_DIR}/plain.txt ${WORK_DIR}/back.txt)
-run_vell(1 cipher encrypt ${WORK_DIR}/no-such-key ${WORK_DIR}/plain.txt ${WORK_DIR}/x.bin)
-expect_match("${last_err}" "no such file: .*no-such-key")
+vell_says(1 "no such file: .*no-such-key"
+    cipher encrypt ${WORK_DIR}/no-such-key ${WORK_DIR}/plain.txt ${WORK_DIR}/x.bin)
 
 # The command XML is compiled in: one lying in the working folder changes
 # nothing.
@@ -119,8 +126,7 @@ file(REMOVE_RECURSE ${WORK_DIR}/data)
 
 # pack / unpack: image -> host stream -> image -> the same host stream.
 set(sample ${SOURCE_DIR}/data/samples/sample.png)
-run_vell(0 pack ${sample} ${WORK_DIR}/sample.vph)
-expect_match("${last_err}" "640 x 400, 1 band of")
+vell_says(0 "640 x 400, 1 band of" pack ${sample} ${WORK_DIR}/sample.vph)
 expect_match("${last_err}" "colour space: sRGB\n")
 file(SIZE ${WORK_DIR}/sample.vph vph_size)
 math(EXPR expected_size "12 + 640 * 400 * 4")
@@ -135,10 +141,9 @@ expect_same_file(${WORK_DIR}/sample.vph ${WORK_DIR}/sample-again.vph)
 # working folder has no data/iccprofiles, so vell finds the profiles beside
 # its binary.
 set(adobe ${SOURCE_DIR}/data/samples/adobergb.jpg)
-run_vell(0 icc ${adobe} ${WORK_DIR}/adobe-srgb.png)
-expect_match("${last_err}" "colour space: named in metadata: Adobe RGB \\(converted to sRGB\\)")
-run_vell(0 pack ${adobe} ${WORK_DIR}/adobe.vph)
-expect_match("${last_err}" "colour space: named in metadata: Adobe RGB \\(converted to sRGB\\)")
+vell_says(0 "colour space: named in metadata: Adobe RGB \\(converted to sRGB\\)"
+    icc ${adobe} ${WORK_DIR}/adobe-srgb.png)
+vell_says(0 "colour space: named in metadata: Adobe RGB \\(converted to sRGB\\)" pack ${adobe} ${WORK_DIR}/adobe.vph)
 run_vell(0 pack ${adobe} ${WORK_DIR}/adobe-raw.vph --no-colour)
 if(last_err MATCHES "colour space")
     message(FATAL_ERROR "--no-colour still converted:\n${last_err}")
@@ -146,19 +151,15 @@ endif()
 # icc and pack convert alike; --from overrides the metadata.
 run_vell(0 pack ${WORK_DIR}/adobe-srgb.png ${WORK_DIR}/icc.vph --no-colour)
 expect_same_file(${WORK_DIR}/adobe.vph ${WORK_DIR}/icc.vph)
-run_vell(0 icc ${adobe} ${WORK_DIR}/adobe-as-is.png --from SRGB)
-expect_match("${last_err}" "colour space: sRGB \\(as --from says\\)\n")
-run_vell(2 icc ${adobe} ${WORK_DIR}/x.png --from Adobe98)
-expect_match("${last_err}" "unknown colour space 'Adobe98'")
+vell_says(0 "colour space: sRGB \\(as --from says\\)\n" icc ${adobe} ${WORK_DIR}/adobe-as-is.png --from SRGB)
+vell_says(2 "unknown colour space 'Adobe98'" icc ${adobe} ${WORK_DIR}/x.png --from Adobe98)
 
 # Bad input fails cleanly.
-run_vell(1 pack ${WORK_DIR}/plain.txt ${WORK_DIR}/bad.vph)
-expect_match("${last_err}" "cannot read .*plain.txt: ")
+vell_says(1 "cannot read .*plain.txt: " pack ${WORK_DIR}/plain.txt ${WORK_DIR}/bad.vph)
 file(WRITE ${WORK_DIR}/truncated.vph "garbage")
-run_vell(1 unpack ${WORK_DIR}/truncated.vph ${WORK_DIR}/t.png)
-expect_match("${last_err}" "cannot read .*truncated.vph: not a valid picture host stream")
-run_vell(1 unpack ${WORK_DIR}/missing.vph ${WORK_DIR}/t.png)
-expect_match("${last_err}" "no such file: .*missing.vph")
+vell_says(1 "cannot read .*truncated.vph: not a valid picture host stream"
+    unpack ${WORK_DIR}/truncated.vph ${WORK_DIR}/t.png)
+vell_says(1 "no such file: .*missing.vph" unpack ${WORK_DIR}/missing.vph ${WORK_DIR}/t.png)
 
 # compose. No display here, so it composites on the CPU and says so; the GL
 # test tst_vellcompose checks the GPU path against the same compositor.
@@ -166,8 +167,6 @@ set(cs ${SOURCE_DIR}/data/samples/compose)
 set(bg ${cs}/background.png)
 run_vell(0 compose --help)
 expect_match("${last_out}" "Usage: vell compose -o OUT.png \\[--format FMT\\] \\[--size WxH\\] \\[--save DOC\\] \\[--cpu\\|--gpu\\] \\[OPTION \\.\\.\\.\\] LAYER")
-run_vell(0 --help)
-expect_match("${last_out}" "compose -o OUT.png")
 
 # Usage errors name the problem and show the usage line.
 foreach(case
@@ -185,29 +184,24 @@ foreach(case
         "--cpu and --gpu exclude each other;-o;x.png;--cpu;--gpu;${bg}"
         "cannot tell an image format from x.what;-o;x.what;${bg}")
     list(POP_FRONT case pattern)
-    run_vell(2 compose ${case})
-    expect_match("${last_err}" "${pattern}")
+    vell_says(2 "${pattern}" compose ${case})
     expect_match("${last_err}" "Usage: vell compose")
 endforeach()
 
 # Failures name the file.
-run_vell(1 compose -o x.png ${WORK_DIR}/missing.png)
-expect_match("${last_err}" "no such file: .*missing.png")
-run_vell(1 compose -o x.png ${WORK_DIR}/plain.txt)
-expect_match("${last_err}" "cannot read .*plain.txt: neither an image nor a vell document")
-run_vell(1 compose -o x.png ${bg} ${WORK_DIR}/plain.txt)
-expect_match("${last_err}" "cannot read .*plain.txt: .*must be the only LAYER")
-run_vell(1 compose -o x.png ${bg} --mask ${cs}/stripes.png)
-expect_match("${last_err}" "mask '.*stripes.png' is 160x120, but its layer 'background.png' is 320x240")
-run_vell(1 compose -o x.png --gpu ${bg})
-expect_match("${last_err}" "--gpu: no GL context")
+vell_says(1 "no such file: .*missing.png" compose -o x.png ${WORK_DIR}/missing.png)
+vell_says(1 "cannot read .*plain.txt: neither an image nor a vell document" compose -o x.png ${WORK_DIR}/plain.txt)
+vell_says(1 "cannot read .*plain.txt: .*must be the only LAYER" compose -o x.png ${bg} ${WORK_DIR}/plain.txt)
+vell_says(1 "mask '.*stripes.png' is 160x120, but its layer 'background.png' is 320x240"
+    compose -o x.png ${bg} --mask ${cs}/stripes.png)
+vell_says(1 "--gpu: no GL context" compose -o x.png --gpu ${bg})
 
 # The sample: three layers, a mask, two modes; saved and read back, the
 # document gives the same picture.
 set(sample ${bg} ${cs}/shapes.png --mode multiply --opacity 0.85 --offset 60,40
     --mask ${cs}/shapes-mask.png ${cs}/stripes.png --mode hard-light --offset -40,150)
-run_vell(0 compose -o ${WORK_DIR}/compose.png --save ${WORK_DIR}/compose.vdoc ${sample} --progress)
-expect_match("${last_err}" "no GL context \\(no display reachable\\): compositing on the CPU")
+vell_says(0 "no GL context \\(no display reachable\\): compositing on the CPU"
+    compose -o ${WORK_DIR}/compose.png --save ${WORK_DIR}/compose.vdoc ${sample} --progress)
 expect_match("${last_err}" "layer 2/3: shapes.png, 200x150 at 60,40, Multiply, opacity 0.85, masked")
 expect_match("${last_err}" "layer 3/3: stripes.png, 160x120 at -40,150, Hard Light")
 expect_match("${last_err}" "composed 3 layers, 320x240, on the CPU in [0-9]+ ms")
@@ -217,21 +211,19 @@ expect_same_file(${WORK_DIR}/compose.png ${WORK_DIR}/again.png)
 # display: compose falls back to the CPU instead of aborting in Qt.
 foreach(unreachable 127.0.0.1:4242 :77)
     set(ENV{DISPLAY} ${unreachable})
-    run_vell(0 compose -o ${WORK_DIR}/nodisplay.png ${cs}/shapes.png)
-    expect_match("${last_err}" "no GL context \\(no display reachable\\): compositing on the CPU")
+    vell_says(0 "no GL context \\(no display reachable\\): compositing on the CPU"
+        compose -o ${WORK_DIR}/nodisplay.png ${cs}/shapes.png)
 endforeach()
 unset(ENV{DISPLAY})
 # A document saved with --size keeps that size when read back.
 run_vell(0 compose -o ${WORK_DIR}/sized.png --size 400x300 --save ${WORK_DIR}/sized.vdoc ${cs}/shapes.png)
-run_vell(0 compose -o ${WORK_DIR}/sized-again.png ${WORK_DIR}/sized.vdoc)
-expect_match("${last_err}" "composed 1 layer, 400x300")
+vell_says(0 "composed 1 layer, 400x300" compose -o ${WORK_DIR}/sized-again.png ${WORK_DIR}/sized.vdoc)
 expect_same_file(${WORK_DIR}/sized.png ${WORK_DIR}/sized-again.png)
-run_vell(2 compose -o x.png ${WORK_DIR}/compose.vdoc --opacity 0.5)
-expect_match("${last_err}" "--opacity cannot follow '.*compose.vdoc'")
+vell_says(2 "--opacity cannot follow '.*compose.vdoc'" compose -o x.png ${WORK_DIR}/compose.vdoc --opacity 0.5)
 
 # A hidden layer stays out of the picture.
-run_vell(0 compose -o ${WORK_DIR}/hidden.png ${bg} ${cs}/stripes.png --hidden --mode screen --progress)
-expect_match("${last_err}" "layer 2/2: stripes.png, 160x120, Screen, hidden")
+vell_says(0 "layer 2/2: stripes.png, 160x120, Screen, hidden"
+    compose -o ${WORK_DIR}/hidden.png ${bg} ${cs}/stripes.png --hidden --mode screen --progress)
 run_vell(0 compose -o ${WORK_DIR}/alone.png --cpu ${bg})
 expect_same_file(${WORK_DIR}/hidden.png ${WORK_DIR}/alone.png)
 
@@ -293,8 +285,7 @@ foreach(row
             run_vell(interrupted ${row})
         else()
             set(ENV{VELL_TEST_FAIL_WRITE_AFTER} ${budget})
-            run_vell(1 ${row})
-            expect_match("${last_err}" "cannot write ${full}/[^:]+: No space left on device")
+            vell_says(1 "cannot write ${full}/[^:]+: No space left on device" ${row})
         endif()
         unset(ENV{VELL_TEST_FAIL_WRITE_AFTER})
         if(existing)
@@ -315,10 +306,10 @@ foreach(row
 endforeach()
 
 # A folder that is missing or cannot be written: the system's reason.
-run_vell(1 pack ${picture} ${WORK_DIR}/no-such-folder/out.vph)
-expect_match("${last_err}" "cannot write .*/no-such-folder/out.vph: No such file or directory")
-run_vell(1 unpack ${WORK_DIR}/sample.vph ${WORK_DIR}/plain.txt/out.png)
-expect_match("${last_err}" "cannot write .*/plain.txt/out.png: Not a directory")
+vell_says(1 "cannot write .*/no-such-folder/out.vph: No such file or directory"
+    pack ${picture} ${WORK_DIR}/no-such-folder/out.vph)
+vell_says(1 "cannot write .*/plain.txt/out.png: Not a directory"
+    unpack ${WORK_DIR}/sample.vph ${WORK_DIR}/plain.txt/out.png)
 execute_process(COMMAND id -u OUTPUT_VARIABLE uid OUTPUT_STRIP_TRAILING_WHITESPACE)
 if(NOT uid STREQUAL "0")   # root writes anywhere
     file(MAKE_DIRECTORY ${WORK_DIR}/locked)
@@ -343,21 +334,18 @@ foreach(row
         "compose|-o|same/linked.png|--cpu|same/background.png"
         "compose|-o|x.png|--save|same/background.png|--cpu|same/background.png")
     string(REPLACE "|" ";" row "${row}")
-    run_vell(2 ${row})
-    expect_match("${last_err}" "the output .* is the input")
+    vell_says(2 "the output .* is the input" ${row})
     file(SHA256 ${WORK_DIR}/same/background.png hash)
     if(NOT hash STREQUAL bg_hash)
         message(FATAL_ERROR "vell ${row} changed its input")
     endif()
 endforeach()
-run_vell(2 compose -o ${WORK_DIR}/twice.png --save ${WORK_DIR}/twice.png --cpu ${bg})
-expect_match("${last_err}" "-o and --save name the same file")
+vell_says(2 "-o and --save name the same file"
+    compose -o ${WORK_DIR}/twice.png --save ${WORK_DIR}/twice.png --cpu ${bg})
 
 # icc and unpack check the output's suffix before any work.
-run_vell(2 icc ${adobe} ${WORK_DIR}/x.what)
-expect_match("${last_err}" "cannot tell an image format from .*x.what")
-run_vell(2 unpack ${WORK_DIR}/missing.vph ${WORK_DIR}/x.what)
-expect_match("${last_err}" "cannot tell an image format from .*x.what")
+vell_says(2 "cannot tell an image format from .*x.what" icc ${adobe} ${WORK_DIR}/x.what)
+vell_says(2 "cannot tell an image format from .*x.what" unpack ${WORK_DIR}/missing.vph ${WORK_DIR}/x.what)
 
 # The library's log: in its file always, on standard error only with
 # --verbose (before the command or among its arguments), never on standard
@@ -401,21 +389,19 @@ set(ENV{VELL_TEST_FAIL_WRITE_AFTER} 1000)
 run_vell(1 compose -o - --cpu ${bg})
 unset(ENV{VELL_TEST_FAIL_WRITE_AFTER})
 expect_match("${last_err}" "cannot write standard output: No space left on device")
-run_vell(2 compose -o - --format what ${bg})
-expect_match("${last_err}" "unknown image format 'what'")
-run_vell(2 compose -o - --save - ${bg})
-expect_match("${last_err}" "--save needs a file")
+vell_says(2 "unknown image format 'what'" compose -o - --format what ${bg})
+vell_says(2 "--save needs a file" compose -o - --save - ${bg})
 
 # cipher: a key file shorter than the 8-byte key is a usage error; input that
 # does not decipher to well-formed padding is refused and nothing written.
 file(WRITE ${WORK_DIR}/short-key.txt "1234567")
-run_vell(2 cipher encrypt ${WORK_DIR}/short-key.txt ${WORK_DIR}/plain.txt ${WORK_DIR}/never.bin)
-expect_match("${last_err}" "short-key.txt holds 7 bytes, but the key is its first 8 bytes")
+vell_says(2 "short-key.txt holds 7 bytes, but the key is its first 8 bytes"
+    cipher encrypt ${WORK_DIR}/short-key.txt ${WORK_DIR}/plain.txt ${WORK_DIR}/never.bin)
 file(WRITE ${WORK_DIR}/other-key.txt "another key")
-run_vell(1 cipher decrypt ${WORK_DIR}/other-key.txt ${WORK_DIR}/cipher.bin ${WORK_DIR}/never.txt)
-expect_match("${last_err}" "cannot decrypt .*cipher.bin: its padding is not valid")
-run_vell(1 cipher decrypt ${WORK_DIR}/key.txt ${WORK_DIR}/short-key.txt ${WORK_DIR}/never.txt)
-expect_match("${last_err}" "cannot decrypt .*short-key.txt: 7 bytes is not a whole number of 8-byte blocks")
+vell_says(1 "cannot decrypt .*cipher.bin: its padding is not valid"
+    cipher decrypt ${WORK_DIR}/other-key.txt ${WORK_DIR}/cipher.bin ${WORK_DIR}/never.txt)
+vell_says(1 "cannot decrypt .*short-key.txt: 7 bytes is not a whole number of 8-byte blocks"
+    cipher decrypt ${WORK_DIR}/key.txt ${WORK_DIR}/short-key.txt ${WORK_DIR}/never.txt)
 foreach(never IN ITEMS never.bin never.txt)
     if(EXISTS ${WORK_DIR}/${never})
         message(FATAL_ERROR "a refused cipher run wrote ${never}")
@@ -437,8 +423,8 @@ endforeach()
 
 # The bottom layer is drawn in Normal mode whatever it asks for, with a
 # warning that says so.
-run_vell(0 compose -o ${WORK_DIR}/bottom-mode.png --cpu ${bg} --mode multiply)
-expect_match("${last_err}" "warning: the bottom layer background.png is drawn in Normal mode, not Multiply")
+vell_says(0 "warning: the bottom layer background.png is drawn in Normal mode, not Multiply"
+    compose -o ${WORK_DIR}/bottom-mode.png --cpu ${bg} --mode multiply)
 expect_same_file(${WORK_DIR}/bottom-mode.png ${WORK_DIR}/alone.png)
 
 # --from names match as loosely as blend mode names.
@@ -454,11 +440,10 @@ endforeach()
 # selection's 3 x 3 median, so a rectangle loses its four corner pixels (80 - 4)
 # and a 3 x 3 hole keeps only its middle cross (76 - 5).
 set(shapes ${SOURCE_DIR}/data/samples/compose/shapes.png)   # 200 x 150
-run_vell(0 select ${shapes} ${WORK_DIR}/rect.png --rect 2,2,10,8)
-expect_match("${last_err}" "box: 2,2 10x8")
+vell_says(0 "box: 2,2 10x8" select ${shapes} ${WORK_DIR}/rect.png --rect 2,2,10,8)
 expect_match("${last_err}" "selected: 76 pixels")
-run_vell(0 select ${shapes} ${WORK_DIR}/holed.png --rect 2,2,10,8 --subtract --rect 4,4,3,3 --progress)
-expect_match("${last_err}" "step 2/2: subtract --rect 4,4,3,3")
+vell_says(0 "step 2/2: subtract --rect 4,4,3,3"
+    select ${shapes} ${WORK_DIR}/holed.png --rect 2,2,10,8 --subtract --rect 4,4,3,3 --progress)
 expect_match("${last_err}" "selected: 71 pixels")
 # A coverage image read back as a mask gives the same image (the rectangle
 # without its corners is what the median leaves alone).
@@ -526,13 +511,13 @@ foreach(y RANGE ${first_y} ${last_y})
 endforeach()
 math(EXPR box_w "${box_right} - ${box_left} + 1")
 math(EXPR box_h "${box_bottom} - ${box_top} + 1")
-run_vell(0 select ${shapes} ${WORK_DIR}/ellipse.png --ellipse ${ex},${ey},${ew},${eh})
-expect_match("${last_err}" "box: ${box_left},${box_top} ${box_w}x${box_h}\n")
+vell_says(0 "box: ${box_left},${box_top} ${box_w}x${box_h}\n"
+    select ${shapes} ${WORK_DIR}/ellipse.png --ellipse ${ex},${ey},${ew},${eh})
 expect_match("${last_err}" "selected: ${ellipse_count} pixels")
 # Inverted, every other pixel of the image.
 math(EXPR rest "200 * 150 - ${ellipse_count}")
-run_vell(0 select ${shapes} ${WORK_DIR}/not-ellipse.png --ellipse ${ex},${ey},${ew},${eh} --invert)
-expect_match("${last_err}" "box: 0,0 200x150\n")
+vell_says(0 "box: 0,0 200x150\n"
+    select ${shapes} ${WORK_DIR}/not-ellipse.png --ellipse ${ex},${ey},${ew},${eh} --invert)
 expect_match("${last_err}" "selected: ${rest} pixels")
 
 # select --polygon: the closed outline, filled even-odd with its one-pixel
@@ -540,8 +525,7 @@ expect_match("${last_err}" "selected: ${rest} pixels")
 # rectangle 10,10 .. 30,20 as a polygon covers columns 10 .. 30 and rows
 # 10 .. 20. Feathered, the edge turns partly selected: more pixels are
 # touched, fewer are at least half selected.
-run_vell(0 select ${shapes} ${WORK_DIR}/polygon.png --polygon 10,10,30,10,30,20,10,20)
-expect_match("${last_err}" "box: 10,10 21x11")
+vell_says(0 "box: 10,10 21x11" select ${shapes} ${WORK_DIR}/polygon.png --polygon 10,10,30,10,30,20,10,20)
 expect_match("${last_err}" "selected: 231 pixels \\(231 at least half\\)")
 run_vell(0 select ${shapes} ${WORK_DIR}/soft.png --polygon 10,10,30,10,30,20,10,20 --feather 3)
 string(REGEX MATCH "selected: ([0-9]+) pixels \\(([0-9]+) at least half" soft "${last_err}")
@@ -551,40 +535,33 @@ endif()
 # select --grow: on the rectangle's coverage from above, tolerance 0, the
 # rectangle (76 pixels) grows from inside it, and everything else from a
 # corner; a seed off the image is refused.
-run_vell(0 select ${WORK_DIR}/rect.png ${WORK_DIR}/grown-in.png --grow 5,5,0)
-expect_match("${last_err}" "box: 2,2 10x8")
+vell_says(0 "box: 2,2 10x8" select ${WORK_DIR}/rect.png ${WORK_DIR}/grown-in.png --grow 5,5,0)
 expect_match("${last_err}" "selected: 76 pixels")
-run_vell(0 select ${WORK_DIR}/rect.png ${WORK_DIR}/grown-out.png --grow 0,0)
-expect_match("${last_err}" "selected: 29924 pixels")
-run_vell(1 select ${WORK_DIR}/rect.png ${WORK_DIR}/never.png --grow 200,0)
-expect_match("${last_err}" "--grow 200,0: the seed is outside the 200x150 image")
-run_vell(2 select ${shapes} ${WORK_DIR}/never.png --grow 1,2,-3)
-expect_match("${last_err}" "bad --grow '1,2,-3'")
-run_vell(2 select ${shapes} ${WORK_DIR}/never.png --polygon 1,2,3,4)
-expect_match("${last_err}" "bad --polygon '1,2,3,4'")
-run_vell(2 select ${shapes} ${WORK_DIR}/never.png --rect 1,1,5,5 --feather -2)
-expect_match("${last_err}" "bad --feather '-2'")
+vell_says(0 "selected: 29924 pixels" select ${WORK_DIR}/rect.png ${WORK_DIR}/grown-out.png --grow 0,0)
+vell_says(1 "--grow 200,0: the seed is outside the 200x150 image"
+    select ${WORK_DIR}/rect.png ${WORK_DIR}/never.png --grow 200,0)
 
 # select: usage errors name the argument; a mask of another size is a failure.
 run_vell(0 select --help)
 expect_match("${last_out}" "Usage: vell select IN OUT.png STEP")
-run_vell(2 select ${shapes})
-expect_match("${last_err}" "select needs IN and OUT")
-run_vell(2 select ${shapes} ${WORK_DIR}/never.png)
-expect_match("${last_err}" "select needs at least one step")
-run_vell(2 select ${shapes} ${WORK_DIR}/never.png --rect 1,2,3)
-expect_match("${last_err}" "bad --rect '1,2,3'")
-run_vell(2 select ${shapes} ${WORK_DIR}/never.png --ellipse 1,2,0,4)
-expect_match("${last_err}" "bad --ellipse '1,2,0,4'")
-run_vell(2 select ${shapes} ${WORK_DIR}/never.png --rect 1,2,3,4 --subtract)
-expect_match("${last_err}" "--subtract needs a step after it")
-run_vell(2 select ${shapes} ${WORK_DIR}/never.png --add --intersect --rect 1,2,3,4)
-expect_match("${last_err}" "--intersect follows --add")
-run_vell(2 select ${shapes} ${WORK_DIR}/never.png --lasso 1,2)
-expect_match("${last_err}" "unknown option '--lasso'")
+vell_says(2 "select needs IN and OUT" select ${shapes})
+foreach(row
+        "select needs at least one step|"
+        "bad --grow '1,2,-3'|--grow|1,2,-3"
+        "bad --polygon '1,2,3,4'|--polygon|1,2,3,4"
+        "bad --feather '-2'|--rect|1,1,5,5|--feather|-2"
+        "bad --rect '1,2,3'|--rect|1,2,3"
+        "bad --ellipse '1,2,0,4'|--ellipse|1,2,0,4"
+        "--subtract needs a step after it|--rect|1,2,3,4|--subtract"
+        "--intersect follows --add|--add|--intersect|--rect|1,2,3,4"
+        "unknown option '--lasso'|--lasso|1,2")
+    string(REPLACE "|" ";" row "${row}")
+    list(POP_FRONT row said)
+    vell_says(2 "${said}" select ${shapes} ${WORK_DIR}/never.png ${row})
+endforeach()
 run_vell(2 select ${shapes} ${shapes} --rect 1,2,3,4)
-run_vell(1 select ${shapes} ${WORK_DIR}/never.png --mask ${SOURCE_DIR}/data/samples/compose/stripes.png)
-expect_match("${last_err}" "--mask .*stripes.png: the mask is [0-9]+x[0-9]+, the image 200x150")
+vell_says(1 "--mask .*stripes.png: the mask is [0-9]+x[0-9]+, the image 200x150"
+    select ${shapes} ${WORK_DIR}/never.png --mask ${SOURCE_DIR}/data/samples/compose/stripes.png)
 if(EXISTS ${WORK_DIR}/never.png)
     message(FATAL_ERROR "a refused select run wrote never.png")
 endif()
@@ -612,15 +589,14 @@ foreach(row
             "compose|-o|never.png|--cpu|${bad}/${file}"
             "compose|-o|never.png|--cpu|${bg}|--mask|${bad}/${file}")
         string(REPLACE "|" ";" command "${command}")
-        run_vell(1 ${command})
-        expect_match("${last_err}" "cannot read ${bad}/${file}: its picture of ${said}")
+        vell_says(1 "cannot read ${bad}/${file}: its picture of ${said}" ${command})
     endforeach()
 endforeach()
 # Files whose bytes read as a document stream with no layers (or one with
 # bytes after it) are neither images nor documents.
 foreach(file IN ITEMS empty-document.bin empty-document-and-more.bin)
-    run_vell(1 compose -o never.png --cpu ${bad}/${file})
-    expect_match("${last_err}" "cannot read ${bad}/${file}: neither an image nor a vell document")
+    vell_says(1 "cannot read ${bad}/${file}: neither an image nor a vell document"
+        compose -o never.png --cpu ${bad}/${file})
 endforeach()
 # A folder given as a file, to every command; /dev/zero and a file over the
 # cipher's 64 MiB to cipher, which reads no byte of them.
@@ -659,10 +635,8 @@ endforeach()
 # Image sizes. A run takes what its path holds, so a picture over the
 # settings' 7200 pixels a side is used whole (vell used to shrink it, and
 # --size could not pass it).
-run_vell(0 compose -o ${WORK_DIR}/wide.png --cpu --size 7300x40 ${cs}/shapes.png)
-expect_match("${last_err}" "composed 1 layer, 7300x40")
-run_vell(0 pack ${WORK_DIR}/wide.png ${WORK_DIR}/wide.vph)
-expect_match("${last_err}" "7300 x 40, 1 band")
+vell_says(0 "composed 1 layer, 7300x40" compose -o ${WORK_DIR}/wide.png --cpu --size 7300x40 ${cs}/shapes.png)
+vell_says(0 "7300 x 40, 1 band" pack ${WORK_DIR}/wide.png ${WORK_DIR}/wide.vph)
 # --max-size sets the limit: a picture or a document over it is refused,
 # naming the limit and what raises it; compose adds --shrink.
 set(limit "over the image size limit of this run \\(7200 x 7200 pixels, 50 Mpixels; --max-size WxH raises it")
@@ -680,23 +654,20 @@ foreach(row
         expect_match("${last_err}" "cannot read ${WORK_DIR}/wide.png: its picture of 7300 x 40 pixels is ${limit}")
     endif()
 endforeach()
-run_vell(2 pack ${WORK_DIR}/wide.png never.vph --max-size 70000x10)
-expect_match("${last_err}" "--max-size 70000x10 is beyond what the CPU path can hold \\(65535 x 65535 pixels, 511 Mpixels\\)")
-run_vell(2 compose -o never.png --max-size 10 ${bg})
-expect_match("${last_err}" "bad --max-size '10'")
+vell_says(2 "--max-size 70000x10 is beyond what the CPU path can hold \\(65535 x 65535 pixels, 511 Mpixels\\)"
+    pack ${WORK_DIR}/wide.png never.vph --max-size 70000x10)
+vell_says(2 "bad --max-size '10'" compose -o never.png --max-size 10 ${bg})
 # --shrink scales the whole composition by one factor to fit --max-size:
 # every layer, offset and mask, so the layers keep their places.
-run_vell(0 compose -o ${WORK_DIR}/shrunk.png --cpu --max-size 160x120 --shrink --progress ${sample})
-expect_match("${last_err}" "shrinking the composition by 0.5 to fit 160 x 120 pixels, 19200 pixels in all")
+vell_says(0 "shrinking the composition by 0.5 to fit 160 x 120 pixels, 19200 pixels in all"
+    compose -o ${WORK_DIR}/shrunk.png --cpu --max-size 160x120 --shrink --progress ${sample})
 expect_match("${last_err}" "layer 1/3: background.png, 160x120, Normal")
 expect_match("${last_err}" "layer 2/3: shapes.png, 100x75 at 30,20, Multiply, opacity 0.85, masked")
 expect_match("${last_err}" "layer 3/3: stripes.png, 80x60 at -20,75, Hard Light")
 expect_match("${last_err}" "composed 3 layers, 160x120")
 # Without --max-size, to the settings' limit (7200 pixels a side).
-run_vell(0 compose -o ${WORK_DIR}/shrunk-wide.png --cpu --shrink ${WORK_DIR}/wide.png)
-expect_match("${last_err}" "composed 1 layer, 7200x39")
-run_vell(2 compose -o never.png --shrink ${WORK_DIR}/compose.vdoc)
-expect_match("${last_err}" "--shrink scales image layers, not the document")
+vell_says(0 "composed 1 layer, 7200x39" compose -o ${WORK_DIR}/shrunk-wide.png --cpu --shrink ${WORK_DIR}/wide.png)
+vell_says(2 "--shrink scales image layers, not the document" compose -o never.png --shrink ${WORK_DIR}/compose.vdoc)
 
 # Output options: JPEG and WebP quality, lossless WebP, 16 bits per channel in
 # PNG and TIFF; each checked against the format before any work.
@@ -726,16 +697,15 @@ foreach(row
     list(GET row 2 options)
     list(GET row 3 depth)
     string(REPLACE "," ";" options "${options}")
-    run_vell(0 icc ${in} ${WORK_DIR}/${out} ${options})
-    expect_match("${last_err}" "wrote .*${out} \\(640 x 400, ${depth} bits per channel\\)")
+    vell_says(0 "wrote .*${out} \\(640 x 400, ${depth} bits per channel\\)" icc ${in} ${WORK_DIR}/${out} ${options})
 endforeach()
 # The compositor works at 8 bits, and says so when more are asked for or
 # every layer has 16.
 foreach(row "--depth|16|${bg}|asks for" "${WORK_DIR}/deep.png|every layer has" "${WORK_DIR}/deep.png|${bg}|")
     string(REPLACE "|" ";" row "${row}")
     list(POP_BACK row said)
-    run_vell(0 compose -o ${WORK_DIR}/deep-compose.png --cpu ${row})
-    expect_match("${last_err}" "wrote .*deep-compose.png \\(PNG, 8 bits per channel\\)")
+    vell_says(0 "wrote .*deep-compose.png \\(PNG, 8 bits per channel\\)"
+        compose -o ${WORK_DIR}/deep-compose.png --cpu ${row})
     if(said)
         expect_match("${last_err}" "warning: [^\n]*${said} 16 bits per channel, but the compositor works at 8 bits per channel")
     elseif(last_err MATCHES "compositor works at 8")
@@ -753,8 +723,7 @@ foreach(row
         "unknown option '--depth'|select|${bg}|never.png|--rect|1,1,2,2|--depth|16")
     string(REPLACE "|" ";" row "${row}")
     list(POP_FRONT row said)
-    run_vell(2 ${row})
-    expect_match("${last_err}" "${said}")
+    vell_says(2 "${said}" ${row})
 endforeach()
 
 # Progress lines only on a terminal or with --progress; the report always.
@@ -763,8 +732,8 @@ if(last_err MATCHES "layer [0-9]/|compositing|writing")
     message(FATAL_ERROR "progress lines without --progress on a pipe:\n${last_err}")
 endif()
 expect_match("${last_err}" "composed 3 layers")
-run_vell(0 --progress compose -o ${WORK_DIR}/quiet.png --cpu ${sample})
-expect_match("${last_err}" "layer 1/3: .*compositing 320x240 on the CPU.*writing .*quiet.png")
+vell_says(0 "layer 1/3: .*compositing 320x240 on the CPU.*writing .*quiet.png"
+    --progress compose -o ${WORK_DIR}/quiet.png --cpu ${sample})
 
 # --no-colour works on every command that opens an image (the sample's
 # metadata names Adobe RGB).
@@ -774,24 +743,15 @@ foreach(row
         "select|${adobe}|${WORK_DIR}/nc.png|--rect|1,1,2,2"
         "compose|-o|${WORK_DIR}/nc.png|--cpu|${adobe}")
     string(REPLACE "|" ";" row "${row}")
-    run_vell(0 ${row})
-    expect_match("${last_err}" "colour space: named in metadata: Adobe RGB \\(converted to sRGB\\)")
+    vell_says(0 "colour space: named in metadata: Adobe RGB \\(converted to sRGB\\)" ${row})
     run_vell(0 ${row} --no-colour)
     if(last_err MATCHES "colour space")
         message(FATAL_ERROR "vell ${row} --no-colour still converted:\n${last_err}")
     endif()
 endforeach()
-run_vell(2 icc ${adobe} never.png --from srgb --no-colour)
-expect_match("${last_err}" "--from and --no-colour exclude each other")
+vell_says(2 "--from and --no-colour exclude each other" icc ${adobe} never.png --from srgb --no-colour)
 
 # One wording and correct plurals.
-run_vell(2 pack ${picture})
-expect_match("${last_err}" "pack needs IMAGE and OUT \\(got 1 argument\\)")
-run_vell(2 cipher encrypt only-two)
-expect_match("${last_err}" "cipher needs 4 arguments \\(got 2 arguments\\)")
-run_vell(2 pack ${picture} never.vph --frobnicate)
-expect_match("${last_err}" "unknown option '--frobnicate'")
-# The main help lists every select step and option.
-run_vell(0 --help)
-expect_match("${last_out}" "--ellipse, --polygon, --grow and --mask")
-expect_match("${last_out}" "with --feather")
+vell_says(2 "pack needs IMAGE and OUT \\(got 1 argument\\)" pack ${picture})
+vell_says(2 "cipher needs 4 arguments \\(got 2 arguments\\)" cipher encrypt only-two)
+vell_says(2 "unknown option '--frobnicate'" pack ${picture} never.vph --frobnicate)
