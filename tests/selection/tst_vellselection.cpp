@@ -593,19 +593,17 @@ private slots:
         QByteArray box;
         QDataStream boxOut(&box, QIODevice::WriteOnly);
         boxOut << QRectF(0, 0, 4, 4);
-        const QByteArray sized = bigEndian32(4) + bigEndian32(4) + bigEndian32(2) + box;
-        QTest::newRow("negative width") << QByteArray(bigEndian32(quint32(-4)) + bigEndian32(4)
-                                                      + bigEndian32(2) + box + bigEndian32(0) + bigEndian32(0)) << true;
-        QTest::newRow("claims 2 GB") << QByteArray(bigEndian32(65536) + bigEndian32(32767) + bigEndian32(2)
-                                                   + box + bigEndian32(0) + bigEndian32(0)) << true;
-        QTest::newRow("claims 1 GB, holds 100 bytes") << QByteArray(bigEndian32(32768) + bigEndian32(32768)
-                                                                    + bigEndian32(2) + box + bigEndian32(0)
-                                                                    + bigEndian32(0)) << true;
-        QTest::newRow("no columns, many rows") << QByteArray(bigEndian32(0) + bigEndian32(0x7fffffff) + bigEndian32(2)
-                                                             + box + bigEndian32(0) + bigEndian32(0)) << true;
-        QTest::newRow("more visible than positive") << QByteArray(sized + bigEndian32(5) + bigEndian32(3)) << true;
-        QTest::newRow("more positive than pixels") << QByteArray(sized + bigEndian32(0) + bigEndian32(17)) << true;
-        QTest::newRow("short of bytes") << QByteArray(sized + bigEndian32(0) + bigEndian32(0)) << false;
+        const auto header = [&box](quint32 width, quint32 height, quint32 visible, quint32 positive) {
+            return bigEndian32(width) + bigEndian32(height) + bigEndian32(2) + box
+                + bigEndian32(visible) + bigEndian32(positive);
+        };
+        QTest::newRow("negative width") << header(quint32(-4), 4, 0, 0) << true;
+        QTest::newRow("claims 2 GB") << header(65536, 32767, 0, 0) << true;
+        QTest::newRow("claims 1 GB, holds 100 bytes") << header(32768, 32768, 0, 0) << true;
+        QTest::newRow("no columns, many rows") << header(0, 0x7fffffff, 0, 0) << true;
+        QTest::newRow("more visible than positive") << header(4, 4, 5, 3) << true;
+        QTest::newRow("more positive than pixels") << header(4, 4, 0, 17) << true;
+        QTest::newRow("short of bytes") << header(4, 4, 0, 0) << false;
     }
 
     // Refused before anything is allocated.

@@ -88,11 +88,14 @@ private slots:
     {
         QTest::addColumn<QVector<QPointF>>("points");
         QTest::addColumn<float>("step");
-        QTest::addColumn<float>("spacing");   // the step actually used
+        QTest::addColumn<float>("spacing");   // the step actually used; 0: refused
         QTest::newRow("square, step 2") << QVector<QPointF>{{0, 0}, {10, 0}, {10, 10}, {0, 10}} << 2.0f << 2.0f;
         QTest::newRow("triangle, step 0.7") << QVector<QPointF>{{1, 1}, {9, 3}, {4, 8}} << 0.7f << 0.7f;
         QTest::newRow("segment, step 0 is 0.1") << QVector<QPointF>{{0, 0}, {3, 4}} << 0.0f << 0.1f;
         QTest::newRow("repeated point") << QVector<QPointF>{{2, 2}, {2, 2}, {6, 2}} << 1.0f << 1.0f;
+        QTest::newRow("one point: refused") << QVector<QPointF>{{1, 1}} << 1.0f << 0.0f;
+        QTest::newRow("absurdly far apart: refused") << QVector<QPointF>{{0, 0}, {1e12, 0}} << 1.0f << 0.0f;
+        QTest::newRow("not a number: refused") << QVector<QPointF>{{0, 0}, {qQNaN(), 0}} << 1.0f << 0.0f;
     }
     void sampling()
     {
@@ -103,7 +106,9 @@ private slots:
         for (const QPointF &p : points)
             path.addPoint(p);
         path.doPathSampling(step);
-        QVERIFY(path.isSampled());
+        QCOMPARE(path.isSampled(), spacing > 0);
+        if (!path.isSampled())
+            return;
         const int n = path.getSampledCount();
         const float *v = path.getSampledVertices();
         // Closed: it starts and ends on the first point and visits every point.
@@ -130,37 +135,14 @@ private slots:
                 QVERIFY2(std::sqrt(QPointF::dotProduct(d, d)) <= spacing + 1e-4, qPrintable(QString("gap before %1").arg(i)));
             }
         }
-        // Dashes of period 3: white on every third vertex, with 20 spare.
-        QCOMPARE(path.getColorPeriod(), 3);
-        const float *c = path.getColorList();
-        for (int i = 0; i < n + 20; ++i) {
-            const float shade = i % 3 == 0 ? 1.0f : 0.0f;
-            QVERIFY2(c[4 * i] == shade && c[4 * i + 1] == shade && c[4 * i + 2] == shade, qPrintable(QString::number(i)));
-            QCOMPARE(c[4 * i + 3], 1.0f);
-        }
     }
 
-    void samplingRefused_data()
-    {
-        QTest::addColumn<QVector<QPointF>>("points");
-        QTest::newRow("one point") << QVector<QPointF>{{1, 1}};
-        QTest::newRow("absurdly far apart") << QVector<QPointF>{{0, 0}, {1e12, 0}};
-        QTest::newRow("not a number") << QVector<QPointF>{{0, 0}, {qQNaN(), 0}};
-    }
-    void samplingRefused()
-    {
-        QFETCH(QVector<QPointF>, points);
-        VellSelectionPath path;
-        for (const QPointF &p : points)
-            path.addPoint(p);
-        path.doPathSampling(1.0f);
-        QVERIFY(!path.isSampled());
-    }
-
+    // Dashes: white on every period-th vertex, black between, opaque, with 20 spare.
     void colorPeriod_data()
     {
-        QTest::addColumn<int>("asked");
+        QTest::addColumn<int>("asked");   // -1: the period sampling sets
         QTest::addColumn<int>("period");
+        QTest::newRow("after sampling: 3") << -1 << 3;
         QTest::newRow("5") << 5 << 5;
         QTest::newRow("limited to 9") << 12 << 9;
         QTest::newRow("at least 1") << 0 << 1;
@@ -173,11 +155,16 @@ private slots:
         path.addPoint(0, 0);
         path.addPoint(4, 0);
         path.doPathSampling(1.0f);
-        path.initColorList(asked);
+        if (asked >= 0)
+            path.initColorList(asked);
         QCOMPARE(path.getColorPeriod(), period);
         const float *c = path.getColorList();
-        for (int i = 0; i < path.getSampledCount() + 20; ++i)
-            QCOMPARE(c[4 * i], i % period == 0 ? 1.0f : 0.0f);
+        for (int i = 0; i < path.getSampledCount() + 20; ++i) {
+            const float shade = i % period == 0 ? 1.0f : 0.0f;
+            for (int k = 0; k < 3; ++k)
+                QVERIFY2(c[4 * i + k] == shade, qPrintable(QString("vertex %1 channel %2").arg(i).arg(k)));
+            QCOMPARE(c[4 * i + 3], 1.0f);
+        }
     }
 };
 
