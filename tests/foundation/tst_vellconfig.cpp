@@ -43,11 +43,6 @@ void TestVellConfig::folderTree()
     VellConfig config;
     const QString root = VellDataLocation::path() + "/Vellorix";
     QCOMPARE(config.appDataPath, root);
-    QCOMPARE(config.memoryBudget, 419430400);
-    QCOMPARE(config.chainLimit, 10);
-    QCOMPARE(config.fullMemoLimit, 4);
-    QCOMPARE(config.brushPath, QStringLiteral("./data/brushes/"));
-    QCOMPARE(config.cursorPath, QStringLiteral("./data/cursors/"));
     QCOMPARE(config.tempPath, QDir::tempPath());
     QCOMPARE(config.pictureWallFile, root + "/presets/picture wall path.txt");
     QVERIFY(!QFileInfo::exists(config.pictureWallFile));   // only named
