@@ -64,8 +64,6 @@ private slots:
     void formatter_data();
     void formatter();
     void errorLine();
-    void separatorClosesFiles();
-    void appendFlag();
     void masterLogCap_data();
     void masterLogCap();
     void standardOutput();
@@ -124,6 +122,14 @@ void TestVellLog::formatter_data()
         << QByteArray(2000, 'z') + '!';
     QTest::newRow("Log writes the console file")
         << LogCall([=] { return log->Log("Size(%d), Used(%d)\n", 10, 20); }) << QByteArray("Size(10), Used(20)\n");
+    QTest::newRow("separator ends the line and closes the file")
+        << LogCall([=] { log->LogEx(2, 0, "first"); return log->LogEx(2 | 32, 0, "y"); })
+        << QByteArray("firsty") + kDashes + '\n';
+    QTest::newRow("reopened after a separator: truncated")
+        << LogCall([=] { log->LogEx(2 | 32, 0, "first"); return log->LogEx(2, 0, "again"); }) << QByteArray("again");
+    QTest::newRow("append flag keeps the old file")
+        << LogCall([=] { writeBytes("ConsoleLog.txt", "old;"); return log->LogEx(2 | 4, 0, "new"); })
+        << QByteArray("old;new");
 }
 
 void TestVellLog::formatter()
@@ -139,24 +145,6 @@ void TestVellLog::errorLine()
     QCOMPARE(VellLog::Instance()->LogEx(2 | 8 | 16, 7, "x"), 7);
     QCOMPARE(fileBytes("ConsoleLog.txt"), QByteArray("\n !!! Error # 7 at x"));
     QCOMPARE(fileBytes("MasterLog.csv"), QByteArray("x"));   // no prefix in the master log
-}
-
-void TestVellLog::separatorClosesFiles()
-{
-    VellLog *log = VellLog::Instance();
-    QCOMPARE(log->LogEx(2, 0, "first"), 0);
-    QCOMPARE(log->LogEx(2 | 32, 0, "y"), 0);
-    QCOMPARE(fileBytes("ConsoleLog.txt"), QByteArray("firsty") + kDashes + '\n');
-    // Closed: the next call opens it again, truncating it.
-    QCOMPARE(log->LogEx(2, 0, "again"), 0);
-    QCOMPARE(fileBytes("ConsoleLog.txt"), QByteArray("again"));
-}
-
-void TestVellLog::appendFlag()
-{
-    writeBytes("ConsoleLog.txt", "old;");
-    QCOMPARE(VellLog::Instance()->LogEx(2 | 4, 0, "new"), 0);
-    QCOMPARE(fileBytes("ConsoleLog.txt"), QByteArray("old;new"));
 }
 
 void TestVellLog::masterLogCap_data()
