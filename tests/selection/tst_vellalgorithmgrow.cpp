@@ -133,24 +133,6 @@ private slots:
         }
     }
 
-    void uniformGrowsEverywhere()
-    {
-        Picture pic{9, 6, false, std::vector<std::vector<int>>(54, {10, 20, 30, 255})};
-        std::vector<uchar> mask(54, 0);
-        QCOMPARE(VellAlgorithmGrow::grow(pic.host().get(), mask.data(), 0.0f, 4, 3),
-                 QRect(QPoint(0, 0), QPoint(5, 8)));
-        QCOMPARE(std::count(mask.begin(), mask.end(), 255), 54);
-    }
-
-    void singlePixel()
-    {
-        Picture pic{5, 5, false, std::vector<std::vector<int>>(25, {10, 20, 30, 255})};
-        pic.pixels[12] = {200, 20, 30, 255};
-        std::vector<uchar> mask(25, 0);
-        QCOMPARE(VellAlgorithmGrow::grow(pic.host().get(), mask.data(), 10.0f, 2, 2), QRect(QPoint(2, 2), QPoint(2, 2)));
-        QCOMPARE(std::count(mask.begin(), mask.end(), 255), 1);
-    }
-
     // Equal colours, alphas 0 and 200 (8-bit) or 129 units apart (16-bit):
     // joined only once 3 t^2 (x 65536 for 16 bits) reaches 65536.
     void alphaLimit_data()
