@@ -26,7 +26,9 @@ QTranslator *setInternational()
         loadTranslator(QStringLiteral(":/Resources/vellcore_") + code + QStringLiteral(".qm"));
     if (!translator || !QCoreApplication::installTranslator(translator.get()))
         return nullptr;
-    return translator.release();   // installed for the process
+    // Installed for the life of the application, which deletes it.
+    translator->setParent(QCoreApplication::instance());
+    return translator.release();
 }
 
 QTranslator *getTranslater(QString fileName)

@@ -14,8 +14,9 @@ class QTranslator;
 
 // Installs the compiled-in translation of the library's texts for the
 // language of the settings (":/Resources/vellcore_<code>.qm") and returns the
-// translator, which stays installed for the process; null when there is
-// none for that language. GUI thread, with a QCoreApplication.
+// translator, which stays installed while the application lives (it is the
+// application's child); null when there is none for that language. GUI
+// thread, with a QCoreApplication.
 QTranslator *setInternational();
 
 // For plug-ins: a translator loaded from fileName (the caller owns and
