@@ -10,7 +10,6 @@
 #include "foundation/vellmemory.h"
 #include "history/vellmemoloaderthread.h"
 #include "picture/vellpicturehost.h"
-#include "picture/vellpicturereader.h"
 #include "selection/vellselection.h"
 
 #include <QBuffer>
@@ -40,6 +39,7 @@ VellMemoCanvasAndLayersChange::VellMemoCanvasAndLayersChange(VellContext *contex
         return;
     if (VellLayerBase *active = context->getLayerManager()->currentActiveLayer())
         activeIndex = active->getPermanentIndex();
+    savedSize = documentSize(context);
     if (!save(context, &bytes))
         VellLog::Instance()->Log("Canvas memo: the document could not be recorded whole\n");
     byteCount = bytes.size();
@@ -105,7 +105,8 @@ bool VellMemoCanvasAndLayersChange::save(VellContext *context, QByteArray *bytes
     return out.status() == QDataStream::Ok;
 }
 
-bool VellMemoCanvasAndLayersChange::load(VellContext *context, const QByteArray *bytes)
+bool VellMemoCanvasAndLayersChange::load(VellContext *context, const QByteArray *bytes,
+                                         const QSize &savedSize)
 {
     if (!context || !bytes)
         return false;
@@ -116,14 +117,8 @@ bool VellMemoCanvasAndLayersChange::load(VellContext *context, const QByteArray 
     in.setVersion(QDataStream::Qt_4_8);
     qint32 width = 0, height = 0;
     in >> width >> height;
-    if (in.status() != QDataStream::Ok || width < 0 || height < 0)
-        return false;
-    // The size resizes the selection, which allocates for it: no larger than
-    // the largest picture the library decodes.
-    qint64 pixels = 0;   // both sides below 2^31: the product fits, checked all the same
-    if (__builtin_mul_overflow(qint64(width), qint64(height), &pixels)
-        || pixels > VellPictureReader::decodeCeiling() / 4)
-        return false;
+    if (in.status() != QDataStream::Ok || QSize(width, height) != savedSize)
+        return false;   // resizing to it would allocate what the bytes ask for
 
     VellLayerManager *manager = context->getLayerManager();
     const QVector<VellLayerBase *> layers = manager->getLayers();
@@ -184,15 +179,17 @@ bool VellMemoCanvasAndLayersChange::undo()
         }
         VellLayerBase *active = manager->currentActiveLayer();
         const int presentActive = active ? active->getPermanentIndex() : -1;
+        const QSize presentSize = documentSize(context);
         QByteArray present;
         if (!save(context, &present))
             return false;
-        if (!load(context, &bytes)) {
+        if (!load(context, &bytes, savedSize)) {
             VellLog::Instance()->Log("Canvas memo: its bytes do not fit the document\n");
             return false;
         }
         unbook();
         bytes = present;
+        savedSize = presentSize;
         byteCount = bytes.size();
         book();
         if (activeIndex != -1)

@@ -4,6 +4,7 @@
 #include "history/vellhistorymemo.h"
 
 #include <QByteArray>
+#include <QSize>
 
 // The document's size and the state of every layer (position, opacity,
 // pixels) before a change of the whole canvas, serialised into one byte
@@ -38,10 +39,12 @@ public:
     // when a layer could not be written. Raster layers whose newest pixels
     // are on the GPU are read back first.
     static bool save(VellContext *context, QByteArray *bytes);
-    // Brings the document to the state in `bytes`. Everything is read and
-    // checked before the document changes: bytes that are cut, corrupt or
-    // written for another layer list change nothing and return false.
-    static bool load(VellContext *context, const QByteArray *bytes);
+    // Brings the document to the state in `bytes`, which save() wrote when
+    // the document was `savedSize` (kept in memory, so a damaged swap file
+    // cannot make the document any size). Everything is read and checked
+    // before the document changes: bytes that are cut, corrupt or written
+    // for another size or layer list change nothing and return false.
+    static bool load(VellContext *context, const QByteArray *bytes, const QSize &savedSize);
 
     // The document's size as the memo records it: the canvas's when there
     // is one, else the selection's.
@@ -60,6 +63,7 @@ private:
     QByteArray bytes;
     qint64 byteCount = 0;
     int activeIndex = -1;   // permanent index, -1 for none
+    QSize savedSize;        // the document's size in the bytes
     int booked = 0;         // what the memory budget holds for the bytes
 };
 

@@ -1,7 +1,8 @@
 // The history's byte readers: the first byte picks one, the rest is its
 // input.
-//   0: a canvas memo's bytes loaded into a two-layer document (4 x 3 and
-//      2 x 2 pixels); an accepted load leaves every layer a whole picture;
+//   0: a canvas memo's bytes, recorded at 4 x 3, loaded into a two-layer
+//      document (4 x 3 and 2 x 2 pixels); an accepted load leaves every
+//      layer a whole picture;
 //   1: a picture memo's swap file;
 //   2: a canvas memo's swap file; an accepted one writes back the same bytes.
 
@@ -53,7 +54,7 @@ void loadCanvas(const QByteArray &bytes)
     const std::unique_ptr<VellContext> context = VellFuzz::readStreamed<VellContext>(document);
     if (!context)
         std::abort();
-    if (!VellMemoCanvasAndLayersChange::load(context.get(), &bytes))
+    if (!VellMemoCanvasAndLayersChange::load(context.get(), &bytes, QSize(4, 3)))
         return;
     for (VellLayerBase *l : context->getLayerManager()->getLayers()) {
         const VellPictureHost *host = l->getPictureHost();
