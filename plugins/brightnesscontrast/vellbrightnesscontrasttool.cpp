@@ -1,14 +1,19 @@
 #include "vellbrightnesscontrasttool.h"
 
+#include "tools/vellinternational.h"
+
+#include <QCoreApplication>
 #include <QDataStream>
 #include <QFormLayout>
 #include <QGLShaderProgram>
 #include <QSlider>
+#include <QTranslator>
 #include <QVBoxLayout>
 #include <QWidget>
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 namespace {
 
@@ -138,6 +143,18 @@ void VellBrightnessContrastTool::deserializeParams(QDataStream &in)
     brightness = b;
     contrast = c;
     syncSliders();
+}
+
+// Called by the host before getInstance, with the language of its settings.
+// The translation stays installed while the plug-in is loaded; a language
+// without a file (English among them) takes it away again.
+VELL_PLUGIN_EXPORT void setInternational(QString language)
+{
+    static std::unique_ptr<QTranslator> installed;
+    installed.reset(getTranslater(QStringLiteral(":/brightnesscontrast/brightnesscontrast_") + language
+                                  + QStringLiteral(".qm")));
+    if (installed)
+        QCoreApplication::installTranslator(installed.get());
 }
 
 VELL_PLUGIN_EXPORT QStringList *getInstanceNames()

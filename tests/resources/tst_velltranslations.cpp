@@ -1,6 +1,7 @@
-// The library's translations: every text of the .ts sources reaches the
-// compiled resources translated and with its placeholders intact, and the
-// language of the settings file decides what the library's own code says.
+// The translations of the library and of the example plug-ins: every text of
+// the .ts sources reaches the compiled resources translated and with its
+// placeholders intact, a plug-in's setInternational installs its own, and
+// the language of the settings file decides what the library's code says.
 #include "foundation/velldatalocation.h"
 #include "picture/vellpicturereader.h"
 #include "tools/vellinternational.h"
@@ -9,6 +10,7 @@
 #include <QDir>
 #include <QFile>
 #include <QImage>
+#include <QLibrary>
 #include <QRegularExpression>
 #include <QSet>
 #include <QSettings>
@@ -92,11 +94,37 @@ TsFile readTs(const QString &path)
     return ts;
 }
 
-QString tsPath(const QString &language)
+// The .ts sources of one translated module, "<prefix><code>.ts", and for a
+// plug-in the built shared object whose resources hold the compiled files.
+struct TranslatedModule
 {
-    return QStringLiteral(VELL_SOURCE_DIR "/src/resources/translations/vellcore_") + language
-           + QStringLiteral(".ts");
-}
+    const char *name;
+    const char *tsPrefix;
+    const char *plugin;     // null for the library
+};
+
+const TranslatedModule modules[] = {
+    {"library", VELL_SOURCE_DIR "/src/resources/translations/vellcore_", nullptr},
+    {"invert", VELL_SOURCE_DIR "/plugins/invert/translations/invert_",
+     VELL_BINARY_DIR "/apps/vell/tools/invert/invert.mt"},
+    {"brightnesscontrast", VELL_SOURCE_DIR "/plugins/brightnesscontrast/translations/brightnesscontrast_",
+     VELL_BINARY_DIR "/apps/vell/tools/brightnesscontrast/brightnesscontrast.mt"},
+};
+
+using SetLanguageFunction = void (*)(QString);
+
+// Gives a plug-in's language back to English (no translation installed)
+// however the test leaves.
+class PluginLanguage
+{
+public:
+    explicit PluginLanguage(SetLanguageFunction set) : m_set(set) {}
+    ~PluginLanguage() { m_set(QStringLiteral("en")); }
+    Q_DISABLE_COPY(PluginLanguage)
+
+private:
+    SetLanguageFunction m_set;
+};
 
 QString qmResource(const QString &language)
 {
@@ -162,6 +190,7 @@ private slots:
     void cleanupTestCase();
     void everyMessageTranslated_data();
     void everyMessageTranslated();
+    void sameTextsInEveryLanguage_data();
     void sameTextsInEveryLanguage();
     void chosenMessages_data();
     void chosenMessages();
@@ -181,24 +210,45 @@ void TestVellTranslations::cleanupTestCase()
 
 void TestVellTranslations::everyMessageTranslated_data()
 {
+    QTest::addColumn<QString>("tsFile");
     QTest::addColumn<QString>("language");
-    for (const char *language : languages)
-        QTest::newRow(language) << QString::fromLatin1(language);
+    QTest::addColumn<QString>("plugin");
+    for (const TranslatedModule &module : modules)
+        for (const char *language : languages)
+            QTest::newRow(qPrintable(QString::fromUtf8(module.name) + QLatin1Char(' ') + QLatin1String(language)))
+                << QString::fromUtf8(module.tsPrefix) + QLatin1String(language) + QStringLiteral(".ts")
+                << QString::fromLatin1(language) << QString::fromUtf8(module.plugin);
 }
 
-// Each message of the .ts source is finished, keeps the source's
-// placeholders and quotes, and the compiled resource says exactly what the
-// source says (a stale or partly compiled resource would not).
+// Each message of a .ts source is finished and keeps the source's
+// placeholders and quotes, and once the compiled file is installed (by the
+// plug-in's own setInternational for a plug-in) the application says
+// exactly what the source says: a stale or partly compiled resource would
+// not.
 void TestVellTranslations::everyMessageTranslated()
 {
+    QFETCH(QString, tsFile);
     QFETCH(QString, language);
-    const TsFile ts = readTs(tsPath(language));
+    QFETCH(QString, plugin);
+    const TsFile ts = readTs(tsFile);
     QVERIFY2(ts.error.isEmpty(), qPrintable(ts.error));
     QCOMPARE(ts.language, language);
     QVERIFY(!ts.messages.isEmpty());
 
-    QTranslator translator;
-    QVERIFY(translator.load(qmResource(language), QString(), QString(), QString()));
+    QTranslator core;
+    std::unique_ptr<PluginLanguage> pluginLanguage;
+    SetLanguageFunction setPluginLanguage = nullptr;
+    if (plugin.isEmpty()) {
+        QVERIFY(core.load(qmResource(language), QString(), QString(), QString()));
+        QVERIFY(QCoreApplication::installTranslator(&core));   // the destructor removes it
+    } else {
+        QLibrary library(plugin);   // stays loaded: a QLibrary does not unload when it goes
+        QVERIFY2(library.load(), qPrintable(library.errorString()));
+        setPluginLanguage = reinterpret_cast<SetLanguageFunction>(library.resolve("setInternational"));
+        QVERIFY2(setPluginLanguage, qPrintable(plugin + QStringLiteral(" exports no setInternational")));
+        setPluginLanguage(language);
+        pluginLanguage = std::make_unique<PluginLanguage>(setPluginLanguage);
+    }
     for (const TsMessage &message : ts.messages) {
         const QByteArray context = message.context.toUtf8();
         const QByteArray source = message.source.toUtf8();
@@ -212,26 +262,41 @@ void TestVellTranslations::everyMessageTranslated()
                 QVERIFY2(why.isEmpty(), where + ": " + why.toUtf8());
             }
             for (int n : {1, 2, 5}) {
-                const QString compiled =
-                    translator.translate(context.constData(), source.constData(), comment.constData(), n);
-                QVERIFY2(message.numerusForms.contains(compiled), where);
+                const QString shown =
+                    QCoreApplication::translate(context.constData(), source.constData(), comment.constData(), n);
+                QVERIFY2(message.numerusForms.contains(shown), where);
             }
             continue;
         }
         const QString why = checkTranslation(message.source, message.translation);
         QVERIFY2(why.isEmpty(), where + ": " + why.toUtf8());
-        QCOMPARE(translator.translate(context.constData(), source.constData(), comment.constData()),
+        QCOMPARE(QCoreApplication::translate(context.constData(), source.constData(), comment.constData()),
                  message.translation);
     }
+    if (setPluginLanguage) {
+        // A language without a file takes the plug-in's translation away again.
+        setPluginLanguage(QStringLiteral("en"));
+        const TsMessage &first = ts.messages.first();
+        QCOMPARE(QCoreApplication::translate(first.context.toUtf8().constData(), first.source.toUtf8().constData()),
+                 first.source);
+    }
+}
+
+void TestVellTranslations::sameTextsInEveryLanguage_data()
+{
+    QTest::addColumn<QString>("tsPrefix");
+    for (const TranslatedModule &module : modules)
+        QTest::newRow(module.name) << QString::fromUtf8(module.tsPrefix);
 }
 
 // The files are updated together: a text missing from one language would
 // show in English there.
 void TestVellTranslations::sameTextsInEveryLanguage()
 {
+    QFETCH(QString, tsPrefix);
     QSet<QString> first;
     for (const char *language : languages) {
-        const TsFile ts = readTs(tsPath(QString::fromLatin1(language)));
+        const TsFile ts = readTs(tsPrefix + QLatin1String(language) + QStringLiteral(".ts"));
         QVERIFY2(ts.error.isEmpty(), qPrintable(ts.error));
         QSet<QString> keys;
         for (const TsMessage &message : ts.messages) {
