@@ -74,6 +74,11 @@ void VellContext::exitSelectionEditingMode()
 {
     if (!selection || !selectionChannel || !editingSelection)
         return;
+    // A tool that painted the grey-level copy has nothing left to work on.
+    if (IVellTool *tool = currentTool) {
+        tool->disActive();
+        setCurrentTool(nullptr);
+    }
     selection->copyMask(selectionChannel->getData());
     delete selectionChannel;
     selectionChannel = nullptr;

@@ -390,6 +390,19 @@ private slots:
         VellToolManager::getInstance()->regist(new PartialInvert(shaderFile));
     }
 
+    // Leaving the selection's editing mode stops the tool working then.
+    void stopsWhenSelectionEditingEnds()
+    {
+        newDocument();
+        PartialInvert tool(shaderFile);
+        tool.active(document.get());
+        QVERIFY(tool.isActive());
+        document->enterSelectionEditingMode();
+        document->exitSelectionEditingMode();
+        QVERIFY(!tool.isActive());
+        QVERIFY(!document->getCurrentTool());
+    }
+
     void refusesMaskEditing()
     {
         newDocument();
