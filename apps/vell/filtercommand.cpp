@@ -65,17 +65,6 @@ const char *const kToolsUsage =
     "parameters (name, range, default). The tools folder is $VELL_TOOLS_PATH\n"
     "when set, else tools/ beside the vell binary, else the installed one.";
 
-bool wantsHelp(const QStringList &args)
-{
-    return !args.isEmpty() && (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h"));
-}
-
-int usageError(const QString &message)
-{
-    vellError(message);
-    return ExitUsage;
-}
-
 // Where the plug-ins are looked for, in order; the first that exists is used.
 QStringList toolsFolders()
 {
@@ -190,25 +179,25 @@ int parse(const QStringList &args, FilterJob *job)
             if (!value(&i, &list))
                 return ExitUsage;
             if (!parseChannels(list, &job->channels))
-                return usageError(QStringLiteral("bad --channels '%1' (a comma list of r, g and b)").arg(list));
+                return vellUsageError(QStringLiteral("bad --channels '%1' (a comma list of r, g and b)").arg(list));
         } else if (arg == QLatin1String("--param")) {
             if (i + 1 >= args.size())
-                return usageError(QStringLiteral("--param needs NAME=VALUE"));
+                return vellUsageError(QStringLiteral("--param needs NAME=VALUE"));
             const QString setting = args.at(++i);
             const int equals = setting.indexOf(QLatin1Char('='));
             if (equals <= 0 || equals == setting.size() - 1)
-                return usageError(QStringLiteral("bad --param '%1' (NAME=VALUE)").arg(setting));
+                return vellUsageError(QStringLiteral("bad --param '%1' (NAME=VALUE)").arg(setting));
             job->params.append({setting.left(equals).trimmed(), setting.mid(equals + 1).trimmed()});
         } else if (arg.startsWith(QLatin1String("--"))) {
-            return usageError(QStringLiteral("unknown option '%1' (try 'vell filter --help')").arg(arg));
+            return vellUsageError(QStringLiteral("unknown option '%1' (try 'vell filter --help')").arg(arg));
         } else {
             positional << arg;
         }
     }
     if (positional.size() != 2)
-        return usageError(QStringLiteral("filter needs IN and OUT (got %1)").arg(vellCount(positional.size(), "argument")));
+        return vellUsageError(QStringLiteral("filter needs IN and OUT (got %1)").arg(vellCount(positional.size(), "argument")));
     if (job->toolId.isEmpty())
-        return usageError(QStringLiteral("filter needs --tool ID (vell tools lists them)"));
+        return vellUsageError(QStringLiteral("filter needs --tool ID (vell tools lists them)"));
     job->inputPath = positional.at(0);
     job->outputPath = positional.at(1);
     return kProceed;
@@ -230,7 +219,7 @@ int setParameters(VellToolBase *tool, const FilterJob &job, bool set)
             QStringList names;
             for (const VellToolParameter &p : known)
                 names << p.name;
-            return usageError(QStringLiteral("%1 has no parameter '%2' (%3)")
+            return vellUsageError(QStringLiteral("%1 has no parameter '%2' (%3)")
                                   .arg(job.toolId, setting.first,
                                        names.isEmpty() ? QStringLiteral("it takes none")
                                                        : QStringLiteral("it takes ") + names.join(QStringLiteral(", "))));
@@ -239,12 +228,12 @@ int setParameters(VellToolBase *tool, const FilterJob &job, bool set)
         const double value = setting.second.toDouble(&ok);
         if (!ok || !std::isfinite(value) || value < parameter->minimum || value > parameter->maximum
             || (parameter->integral && value != std::floor(value)))
-            return usageError(QStringLiteral("bad --param %1=%2 (%3 from %4 to %5)")
+            return vellUsageError(QStringLiteral("bad --param %1=%2 (%3 from %4 to %5)")
                                   .arg(parameter->name, setting.second,
                                        parameter->integral ? QStringLiteral("a whole number") : QStringLiteral("a number"),
                                        number(parameter->minimum), number(parameter->maximum)));
         if (set && !tool->setParameterValue(parameter->name, value))
-            return usageError(QStringLiteral("%1 refused --param %2=%3").arg(job.toolId, parameter->name, setting.second));
+            return vellUsageError(QStringLiteral("%1 refused --param %2=%3").arg(job.toolId, parameter->name, setting.second));
     }
     return kProceed;
 }
@@ -295,12 +284,12 @@ bool selectMask(VellSelection *selection, const QString &path)
 
 int vellToolsCommand(VellHost &host, const QStringList &args)
 {
-    if (wantsHelp(args)) {
+    if (vellWantsHelp(args)) {
         vellPrint(QString::fromLatin1(kToolsUsage));
         return ExitOk;
     }
     if (!args.isEmpty())
-        return usageError(QStringLiteral("tools takes no arguments (got '%1')").arg(args.first()));
+        return vellUsageError(QStringLiteral("tools takes no arguments (got '%1')").arg(args.first()));
     host.setUp(VellHost::Headless);
     QStringList looked;
     loadTools(&looked);
@@ -325,7 +314,7 @@ int vellToolsCommand(VellHost &host, const QStringList &args)
 
 int vellFilterCommand(VellHost &host, const QStringList &args)
 {
-    if (wantsHelp(args)) {
+    if (vellWantsHelp(args)) {
         vellPrint(QString::fromLatin1(kFilterUsage));
         return ExitOk;
     }
@@ -353,7 +342,7 @@ int vellFilterCommand(VellHost &host, const QStringList &args)
     auto *tool = qobject_cast<VellToolBase *>(
         VellToolManager::getInstance()->getTool(QStringLiteral("Filter"), job.toolId));
     if (!tool)
-        return usageError(QStringLiteral("no filter '%1' (vell tools lists those in %2)")
+        return vellUsageError(QStringLiteral("no filter '%1' (vell tools lists those in %2)")
                               .arg(job.toolId, looked.join(QStringLiteral(", "))));
     if (const int checked = setParameters(tool, job, false); checked != kProceed)
         return checked;

@@ -76,11 +76,6 @@ private:
     const QString saved;
 };
 
-bool wantsHelp(const QStringList &args)
-{
-    return !args.isEmpty() && (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h"));
-}
-
 struct IccJob
 {
     QString inputPath, outputPath;
@@ -94,7 +89,7 @@ struct IccJob
 
 int parse(const QStringList &args, IccJob *job)
 {
-    if (wantsHelp(args)) {
+    if (vellWantsHelp(args)) {
         vellPrint(QStringLiteral(
             "Usage: vell icc IN OUT [--from NAME] [--no-colour] [--quality N] [--lossless]\n"
             "                       [--depth 8|16] [--max-size WxH]\n"

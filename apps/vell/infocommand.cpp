@@ -28,11 +28,6 @@ QString kilobytes(unsigned int figure)
                                                     : QStringLiteral("%1 KiB").arg(figure);
 }
 
-bool wantsHelp(const QStringList &args)
-{
-    return !args.isEmpty() && (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h"));
-}
-
 void printFolders()
 {
     const VellConfig *config = VellConfig::getInstance();
@@ -150,7 +145,7 @@ int printOra(const QString &path)
 // info has no inputs or outputs of its own: it reports what the set-up found.
 int vellInfoCommand(VellHost &host, const QStringList &args)
 {
-    if (wantsHelp(args)) {
+    if (vellWantsHelp(args)) {
         vellPrint(QStringLiteral("Usage: vell info [FILE.ora]\nPrints the data folders, the settings in force and the GPU;\n"
                                  "with an OpenRaster file, its layers and what reading it approximated."));
         return ExitOk;

@@ -16,11 +16,6 @@ namespace {
 
 using HostPointer = std::unique_ptr<VellPictureHost>;
 
-bool wantsHelp(const QStringList &args)
-{
-    return !args.isEmpty() && (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h"));
-}
-
 HostPointer readHostFile(const QString &path)
 {
     return HostPointer(vellReadStreamFile<VellPictureHost>(
@@ -41,7 +36,7 @@ struct PackJob
 
 int parsePack(const QStringList &args, PackJob *job)
 {
-    if (wantsHelp(args)) {
+    if (vellWantsHelp(args)) {
         vellPrint(QStringLiteral("Usage: vell pack IMAGE OUT [--no-colour] [--max-size WxH]\n"
                                  "Reads IMAGE into an 8-bit picture host, converts it to sRGB from the\n"
                                  "colour space its embedded ICC profile or else its metadata names (not\n"
@@ -127,7 +122,7 @@ struct UnpackJob
 
 int parseUnpack(const QStringList &args, UnpackJob *job)
 {
-    if (wantsHelp(args)) {
+    if (vellWantsHelp(args)) {
         vellPrint(QStringLiteral("Usage: vell unpack IN OUT [--quality N] [--lossless] [--depth 8|16]\n"
                                  "Reads a picture host stream and saves it as an image (format from OUT's\n"
                                  "suffix); 16-bit hosts give 16-bit PNG and TIFF files unless --depth 8."));

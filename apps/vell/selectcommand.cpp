@@ -64,17 +64,6 @@ const char *const kSelectUsage =
     "  --quality N        the quality of a JPEG or WebP OUT, 0 to 100\n"
     "  --lossless         a lossless WebP OUT\n";
 
-bool wantsHelp(const QStringList &args)
-{
-    return !args.isEmpty() && (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h"));
-}
-
-int usageError(const QString &message)
-{
-    vellError(message);
-    return ExitUsage;
-}
-
 struct Step
 {
     enum Shape { Rect, Ellipse, Mask, Polygon, Grow };
@@ -160,7 +149,7 @@ bool parseGrow(const QString &text, Step *step)
 
 int parse(const QStringList &args, SelectJob *job)
 {
-    if (wantsHelp(args)) {
+    if (vellWantsHelp(args)) {
         vellPrint(QString::fromLatin1(kSelectUsage).trimmed());
         return ExitOk;
     }
@@ -177,7 +166,7 @@ int parse(const QStringList &args, SelectJob *job)
         if (arg == QLatin1String("--add") || arg == QLatin1String("--subtract")
             || arg == QLatin1String("--intersect")) {
             if (pendingMode >= 0)
-                return usageError(QStringLiteral("%1 follows %2: one mode per step").arg(arg, pendingName));
+                return vellUsageError(QStringLiteral("%1 follows %2: one mode per step").arg(arg, pendingName));
             pendingMode = arg == QLatin1String("--add") ? VellCombineMode::Add
                 : arg == QLatin1String("--subtract")    ? VellCombineMode::Subtract
                                                         : VellCombineMode::Intersect;
@@ -186,7 +175,7 @@ int parse(const QStringList &args, SelectJob *job)
                    || arg == QLatin1String("--mask") || arg == QLatin1String("--polygon")
                    || arg == QLatin1String("--grow")) {
             if (i + 1 >= args.size())
-                return usageError(QStringLiteral("%1 needs a value").arg(arg));
+                return vellUsageError(QStringLiteral("%1 needs a value").arg(arg));
             Step step;
             step.argument = arg + QLatin1Char(' ') + args.at(++i);
             if (arg == QLatin1String("--mask")) {
@@ -195,16 +184,16 @@ int parse(const QStringList &args, SelectJob *job)
             } else if (arg == QLatin1String("--grow")) {
                 step.shape = Step::Grow;
                 if (!parseGrow(args.at(i), &step))
-                    return usageError(QStringLiteral("bad --grow '%1' (X,Y or X,Y,T with T 0 or more)").arg(args.at(i)));
+                    return vellUsageError(QStringLiteral("bad --grow '%1' (X,Y or X,Y,T with T 0 or more)").arg(args.at(i)));
             } else if (arg == QLatin1String("--polygon")) {
                 step.shape = Step::Polygon;
                 if (!parsePoints(args.at(i), &step.points))
-                    return usageError(QStringLiteral("bad --polygon '%1' (X0,Y0,X1,Y1,X2,Y2 and more "
+                    return vellUsageError(QStringLiteral("bad --polygon '%1' (X0,Y0,X1,Y1,X2,Y2 and more "
                                                      "pairs: at least 3 points)").arg(args.at(i)));
             } else {
                 step.shape = arg == QLatin1String("--rect") ? Step::Rect : Step::Ellipse;
                 if (!parseRect(args.at(i), &step.rect))
-                    return usageError(QStringLiteral("bad %1 '%2' (X,Y,W,H with W and H above 0)")
+                    return vellUsageError(QStringLiteral("bad %1 '%2' (X,Y,W,H with W and H above 0)")
                                           .arg(arg, args.at(i)));
             }
             step.mode = pendingMode >= 0 ? pendingMode
@@ -214,31 +203,31 @@ int parse(const QStringList &args, SelectJob *job)
             job->steps.append(step);
         } else if (arg == QLatin1String("--feather")) {
             if (i + 1 >= args.size())
-                return usageError(QStringLiteral("--feather needs a value"));
+                return vellUsageError(QStringLiteral("--feather needs a value"));
             bool ok = false;
             const float radius = args.at(++i).toFloat(&ok);
             if (!ok || !(radius > 0.0f) || radius > VellSelection::kMaximumFeatherRadius)
-                return usageError(QStringLiteral("bad --feather '%1' (a radius above 0, at most %2)")
+                return vellUsageError(QStringLiteral("bad --feather '%1' (a radius above 0, at most %2)")
                                       .arg(args.at(i)).arg(double(VellSelection::kMaximumFeatherRadius)));
             if (job->feather > 0.0f)
-                return usageError(QStringLiteral("--feather given twice"));
+                return vellUsageError(QStringLiteral("--feather given twice"));
             job->feather = radius;
         } else if (arg == QLatin1String("--invert")) {
             if (job->invert)
-                return usageError(QStringLiteral("--invert given twice"));
+                return vellUsageError(QStringLiteral("--invert given twice"));
             job->invert = true;
         } else if (arg.startsWith(QLatin1String("--"))) {
-            return usageError(QStringLiteral("unknown option '%1' (try 'vell select --help')").arg(arg));
+            return vellUsageError(QStringLiteral("unknown option '%1' (try 'vell select --help')").arg(arg));
         } else {
             positional << arg;
         }
     }
     if (pendingMode >= 0)
-        return usageError(QStringLiteral("%1 needs a step after it (--rect, --ellipse, --mask, --polygon or --grow)").arg(pendingName));
+        return vellUsageError(QStringLiteral("%1 needs a step after it (--rect, --ellipse, --mask, --polygon or --grow)").arg(pendingName));
     if (positional.size() != 2)
-        return usageError(QStringLiteral("select needs IN and OUT (got %1)").arg(vellCount(positional.size(), "argument")));
+        return vellUsageError(QStringLiteral("select needs IN and OUT (got %1)").arg(vellCount(positional.size(), "argument")));
     if (job->steps.isEmpty())
-        return usageError(QStringLiteral("select needs at least one step (--rect, --ellipse, --mask, --polygon or --grow)"));
+        return vellUsageError(QStringLiteral("select needs at least one step (--rect, --ellipse, --mask, --polygon or --grow)"));
     job->inputPath = positional.at(0);
     job->outputPath = positional.at(1);
     return kProceed;

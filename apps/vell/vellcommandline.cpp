@@ -417,3 +417,14 @@ QImage vellHostToImage(const VellPictureHost *host)
     }
     return image;
 }
+
+bool vellWantsHelp(const QStringList &args)
+{
+    return !args.isEmpty() && (args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h"));
+}
+
+int vellUsageError(const QString &message)
+{
+    vellError(message);
+    return ExitUsage;
+}

@@ -43,6 +43,11 @@ QString vellCount(qint64 n, const char *noun);
 // such file: PATH" or "cannot read PATH: Is a directory" when it is not.
 bool vellInputExists(const QString &path);
 
+// Whether a command's arguments ask for its help (-h or --help first).
+bool vellWantsHelp(const QStringList &args);
+// Prints a usage error and returns ExitUsage.
+int vellUsageError(const QString &message);
+
 // Progress lines ("layer 1/3: ...", "compositing ...") go to standard error
 // only when it is a terminal or the user asked for them with --progress, so a
 // script sees warnings, errors and the final report alone.
