@@ -173,6 +173,9 @@ protected:
     virtual bool confirmOverwrite(const QString &name);
     // The text of the host action named after the tool, or empty.
     QString actionText() const;
+    // The coverage texture of the document's selection, or an all-selected
+    // one when the document has none. Needs the canvas's context current.
+    unsigned int selectionTexture();
 
     VellContext *context = nullptr;       // not owned
     VellLayer *layer = nullptr;           // not owned
@@ -206,9 +209,6 @@ private:
     // cleared to opaque black first. False when nothing could be drawn.
     bool renderProgram(unsigned int target, int width, int height, unsigned int source,
                        const QRectF &sourceCoords, const QRectF &selectionRegion);
-    // The coverage texture of the document's selection, or an all-selected
-    // one when the document has none.
-    unsigned int selectionTexture();
     // The layer the tool works on now, when it is an image layer; shows the
     // text-layer message for a text layer.
     VellLayer *currentImageLayer(bool reportText);
