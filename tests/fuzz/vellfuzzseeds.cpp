@@ -11,6 +11,12 @@
 #include "foundation/vellglobalsettings.h"
 #include "picture/vellchannel.h"
 #include "picture/vellpicturehost.h"
+#include "presets/vellbatchactionfilter.h"
+#include "presets/vellbatchactionlogo.h"
+#include "presets/vellbatchactionrecord.h"
+#include "presets/vellbatchactionresize.h"
+#include "presets/vellbatchactionrotation.h"
+#include "presets/vellbatchactiontext.h"
 #include "selection/vellselection.h"
 
 #include <QBuffer>
@@ -123,6 +129,45 @@ int main(int argc, char **argv)
     ok &= save("selection", "3x2-all", streamed([&](QDataStream &out) { out << &all; }));
     const VellSelection nothing(nullptr, 0, 0);
     ok &= save("selection", "empty", streamed([&](QDataStream &out) { out << &nothing; }));
+
+    // Batch-action files: one of every step, an empty one, and a logo and a
+    // text step as files before the alignment fields (20101116) wrote them.
+    for (int version : {20111231, 20101116}) {
+        VellGlobalSettings *settings = VellGlobalSettings::getInstance();
+        settings->currentVersion = version;
+        VellBatchActionRecord record;
+        if (version == 20111231) {
+            auto *filter = new VellBatchActionFilter;
+            filter->setName(QStringLiteral("Invert"));
+            filter->setToolId(QStringLiteral("invert"));
+            filter->setParams(QByteArray("\x00\x00\x00\x05", 4));
+            record.addAction(filter);
+            auto *resize = new VellBatchActionResize;
+            resize->setResizeMode(1);
+            resize->setParam(50, 50);
+            record.addAction(resize);
+            auto *rotation = new VellBatchActionRotation;
+            rotation->setRotation(90);
+            record.addAction(rotation);
+        }
+        auto *logo = new VellBatchActionLogo;
+        QImage picture(2, 2, QImage::Format_ARGB32);
+        picture.fill(qRgba(200, 10, 10, 128));
+        logo->setImage(picture);
+        logo->setAccordingToLeft(false);
+        logo->setFactor(0.5f);
+        record.addAction(logo);
+        auto *text = new VellBatchActionText;
+        text->setText(QStringLiteral("vell"));
+        text->setColor(QColor(10, 20, 30));
+        text->setAccordingToTop(false);
+        record.addAction(text);
+        ok &= save("vba", version == 20111231 ? "every-step" : "20101116-stamps",
+                   streamed([&](QDataStream &out) { record.save(out); }));
+        settings->currentVersion = 20111231;
+    }
+    VellBatchActionRecord emptyRecord;
+    ok &= save("vba", "empty", streamed([&](QDataStream &out) { emptyRecord.save(out); }));
 
     for (int version : {1, 2}) {
         VellGlobalSettings::getInstance()->streamWriteVersion = version;
