@@ -392,9 +392,10 @@ void VellBlendReference::compositeLayer(QImage *backdrop, const QImage &source,
     }
 }
 
-QImage *VellBlendReference::renderToImage(VellContext *document, int width, int height)
+QImage *VellBlendReference::renderToImage(VellContext *document, int width, int height,
+                                          Compositor compositor)
 {
-    if (!document || !document->getLayerManager() || width <= 0 || height <= 0)
+    if (!compositor || !document || !document->getLayerManager() || width <= 0 || height <= 0)
         return nullptr;
     auto *image = new QImage(width, height, QImage::Format_ARGB32);
     if (image->isNull()) {
@@ -420,8 +421,8 @@ QImage *VellBlendReference::renderToImage(VellContext *document, int width, int 
         if (channel && channel->getData())
             mask = QImage(channel->getData(), channel->getWidth(), channel->getHeight(),
                           channel->getPaddedWidth(), QImage::Format_Grayscale8);
-        compositeLayer(image, pixels, QPoint(qRound(position.x()), qRound(position.y())),
-                       drawn.mode, drawn.opacity, mask.isNull() ? nullptr : &mask);
+        compositor(image, pixels, QPoint(qRound(position.x()), qRound(position.y())),
+                   drawn.mode, drawn.opacity, mask.isNull() ? nullptr : &mask);
     }
     return image;
 }

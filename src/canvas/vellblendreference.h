@@ -49,8 +49,12 @@ public:
     // bottom one in mode 0, with their opacities and masks. Reads each
     // layer's host (a layer whose GPU copy is newer is read back first, which
     // needs the canvas's context). Returns a new image (the caller owns it),
-    // null without a document or for an empty size.
-    static QImage *renderToImage(VellContext *document, int width, int height);
+    // null without a document or for an empty size. `compositor` composites
+    // each layer (a faster one with the same results may stand in).
+    using Compositor = void (*)(QImage *backdrop, const QImage &source, const QPoint &offset, int mode,
+                                float opacity, const QImage *mask);
+    static QImage *renderToImage(VellContext *document, int width, int height,
+                                 Compositor compositor = &VellBlendReference::compositeLayer);
 };
 
 #endif // VELLBLENDREFERENCE_H

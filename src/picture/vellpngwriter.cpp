@@ -1,0 +1,422 @@
+#include "picture/vellpngwriter.h"
+
+#include <QColorSpace>
+#include <QIODevice>
+#include <QImage>
+
+#include <png.h>
+#include <zlib.h>
+
+#include <omp.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+// How a row of the image becomes a row of PNG samples.
+enum class RowKind { Grey8, Rgb32, Rgb888, Argb32, Grey16, Rgbx64, Rgba64 };
+
+const size_t kWindow = 32768;             // deflate's window: the dictionary a strip gets
+const size_t kStripBytes = size_t(1) << 20;   // unfiltered bytes a strip holds by default
+
+struct Layout
+{
+    QImage image;          // in one of the formats RowKind knows
+    RowKind kind = RowKind::Argb32;
+    int colourType = PNG_COLOR_TYPE_RGB_ALPHA;
+    int bitDepth = 8;
+    size_t rowBytes = 0;   // the filter byte and the samples
+};
+
+bool chooseLayout(const QImage &source, Layout *layout)
+{
+    QImage image = source;
+    switch (image.format()) {
+    case QImage::Format_Grayscale8:
+        layout->kind = RowKind::Grey8;
+        break;
+    case QImage::Format_RGB32:
+        layout->kind = RowKind::Rgb32;
+        break;
+    case QImage::Format_RGB888:
+        layout->kind = RowKind::Rgb888;
+        break;
+    case QImage::Format_ARGB32:
+        layout->kind = RowKind::Argb32;
+        break;
+    case QImage::Format_Grayscale16:
+        layout->kind = RowKind::Grey16;
+        break;
+    case QImage::Format_RGBX64:
+        layout->kind = RowKind::Rgbx64;
+        break;
+    case QImage::Format_RGBA64:
+        layout->kind = RowKind::Rgba64;
+        break;
+    case QImage::Format_RGBA64_Premultiplied:
+        image = image.convertToFormat(QImage::Format_RGBA64);
+        layout->kind = RowKind::Rgba64;
+        break;
+    default:
+        image = image.convertToFormat(image.hasAlphaChannel() ? QImage::Format_ARGB32 : QImage::Format_RGB32);
+        layout->kind = image.hasAlphaChannel() ? RowKind::Argb32 : RowKind::Rgb32;
+        break;
+    }
+    if (image.isNull())
+        return false;
+    int channels = 4;
+    switch (layout->kind) {
+    case RowKind::Grey8:
+    case RowKind::Grey16:
+        channels = 1;
+        layout->colourType = PNG_COLOR_TYPE_GRAY;
+        break;
+    case RowKind::Rgb32:
+    case RowKind::Rgb888:
+    case RowKind::Rgbx64:
+        channels = 3;
+        layout->colourType = PNG_COLOR_TYPE_RGB;
+        break;
+    default:
+        layout->colourType = PNG_COLOR_TYPE_RGB_ALPHA;
+        break;
+    }
+    const bool deep = layout->kind == RowKind::Grey16 || layout->kind == RowKind::Rgbx64
+        || layout->kind == RowKind::Rgba64;
+    layout->bitDepth = deep ? 16 : 8;
+    size_t samples = 0;
+    if (__builtin_mul_overflow(size_t(image.width()), size_t(channels * (deep ? 2 : 1)), &samples)
+        || samples >= size_t(INT_MAX))
+        return false;
+    layout->rowBytes = samples + 1;
+    layout->image = image;
+    return true;
+}
+
+inline void putWord(uchar *out, quint16 v)
+{
+    out[0] = uchar(v >> 8);   // PNG samples are big-endian
+    out[1] = uchar(v);
+}
+
+// Row y of the image as an unfiltered PNG row: filter byte 0, then samples.
+void packRow(const Layout &layout, int y, uchar *out)
+{
+    const uchar *in = layout.image.constScanLine(y);
+    const int w = layout.image.width();
+    *out++ = 0;
+    switch (layout.kind) {
+    case RowKind::Grey8:
+        std::memcpy(out, in, size_t(w));
+        break;
+    case RowKind::Rgb888:
+        std::memcpy(out, in, size_t(w) * 3);
+        break;
+    case RowKind::Rgb32: {
+        const QRgb *px = reinterpret_cast<const QRgb *>(in);
+        for (int x = 0; x < w; ++x, out += 3) {
+            out[0] = uchar(qRed(px[x]));
+            out[1] = uchar(qGreen(px[x]));
+            out[2] = uchar(qBlue(px[x]));
+        }
+        break;
+    }
+    case RowKind::Argb32: {
+        const QRgb *px = reinterpret_cast<const QRgb *>(in);
+        for (int x = 0; x < w; ++x, out += 4) {
+            out[0] = uchar(qRed(px[x]));
+            out[1] = uchar(qGreen(px[x]));
+            out[2] = uchar(qBlue(px[x]));
+            out[3] = uchar(qAlpha(px[x]));
+        }
+        break;
+    }
+    case RowKind::Grey16: {
+        const quint16 *px = reinterpret_cast<const quint16 *>(in);
+        for (int x = 0; x < w; ++x, out += 2)
+            putWord(out, px[x]);
+        break;
+    }
+    case RowKind::Rgbx64:
+    case RowKind::Rgba64: {
+        // Both hold R, G, B, A words; RGBX64 loses its padding word.
+        const int keep = layout.kind == RowKind::Rgba64 ? 4 : 3;
+        const quint16 *px = reinterpret_cast<const quint16 *>(in);
+        for (int x = 0; x < w; ++x, px += 4)
+            for (int c = 0; c < keep; ++c, out += 2)
+                putWord(out, px[c]);
+        break;
+    }
+    }
+}
+
+// One strip's work space and result; reused from batch to batch.
+struct Strip
+{
+    std::vector<uchar> raw;   // the dictionary rows, then the strip's rows
+    std::vector<uchar> out;   // raw deflate, ending on a byte boundary
+    size_t outBytes = 0;
+    size_t inBytes = 0;       // the strip's own rows, for the checksum
+    uLong adler = 0;
+    bool ok = false;
+};
+
+// Deflates rows [first, last) into strip->out, primed with the window's
+// worth of rows before `first`; the last strip finishes the stream.
+void deflateStrip(const Layout &layout, int first, int last, bool final, int level, Strip *strip)
+{
+    strip->ok = false;
+    const size_t rowBytes = layout.rowBytes;
+    const int dictRows = first == 0 ? 0 : int(std::min<size_t>(size_t(first), (kWindow + rowBytes - 1) / rowBytes));
+    uchar *raw = strip->raw.data();
+    for (int y = first - dictRows; y < last; ++y)
+        packRow(layout, y, raw + size_t(y - (first - dictRows)) * rowBytes);
+    const size_t dictBytes = size_t(dictRows) * rowBytes;
+    const size_t inBytes = size_t(last - first) * rowBytes;
+    uchar *in = raw + dictBytes;
+    strip->inBytes = inBytes;
+    strip->adler = adler32(adler32(0L, Z_NULL, 0), in, uInt(inBytes));
+
+    z_stream z{};
+    // Raw deflate: the zlib header and checksum are written once for all
+    // strips. Unfiltered rows deflate best with the default strategy.
+    if (deflateInit2(&z, level, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+        return;
+    bool ok = true;
+    if (dictBytes > 0) {
+        const size_t use = std::min(dictBytes, kWindow);
+        ok = deflateSetDictionary(&z, raw + dictBytes - use, uInt(use)) == Z_OK;
+    }
+    z.next_in = in;
+    z.avail_in = uInt(inBytes);
+    // Two bytes kept free in front for the stream's header, four behind
+    // for its checksum.
+    z.next_out = strip->out.data() + 2;
+    z.avail_out = uInt(strip->out.size() - 6);
+    // A sync flush ends the strip on a byte boundary with an empty stored
+    // block, so the next strip's blocks can follow it directly.
+    const int flush = final ? Z_FINISH : Z_SYNC_FLUSH;
+    const int result = ok ? deflate(&z, flush) : Z_STREAM_ERROR;
+    ok = ok && z.avail_in == 0 && (final ? result == Z_STREAM_END : result == Z_OK);
+    strip->outBytes = strip->out.size() - 6 - z.avail_out;
+    deflateEnd(&z);
+    strip->ok = ok;
+}
+
+// What the libpng callbacks share with write().
+struct Sink
+{
+    QIODevice *device = nullptr;
+    bool failed = false;          // a write to the device failed
+    const char *pngError = nullptr;
+};
+
+void sinkWrite(png_structp png, png_bytep data, size_t length)
+{
+    Sink *sink = static_cast<Sink *>(png_get_io_ptr(png));
+    if (sink->failed)
+        return;
+    if (sink->device->write(reinterpret_cast<const char *>(data), qint64(length)) != qint64(length))
+        sink->failed = true;   // libpng goes on; write() reports it at the end
+}
+
+void sinkFlush(png_structp) {}
+
+void pngError(png_structp png, png_const_charp message)
+{
+    static_cast<Sink *>(png_get_error_ptr(png))->pngError = message;
+    png_longjmp(png, 1);
+}
+
+void pngWarning(png_structp, png_const_charp) {}
+
+// Everything the chunk writer needs; made by write() before libpng starts,
+// so the frame that calls setjmp holds no object with a destructor.
+struct Job
+{
+    Layout layout;
+    Sink sink;
+    int level = 6;
+    int threads = 1;
+    int stripRows = 1;
+    int strips = 0;
+    std::vector<Strip> batchStrips;     // one batch of strips
+    QByteArray iccProfile;
+    int dotsPerMeterX = 0, dotsPerMeterY = 0;
+    uLong adler = 1;              // of all the rows so far
+    bool deflateFailed = false;
+};
+
+// Deflates strips [first, first + count) into job->batchStrips; false when one
+// failed.
+bool deflateBatch(Job *job, int first, int count)
+{
+    const int height = job->layout.image.height();
+    int failed = 0;
+#pragma omp parallel for num_threads(job->threads) schedule(dynamic, 1) reduction(+ : failed)
+    for (int i = 0; i < count; ++i) {
+        const int strip = first + i;
+        const int top = strip * job->stripRows;
+        const int bottom = std::min(height, top + job->stripRows);
+        deflateStrip(job->layout, top, bottom, strip == job->strips - 1, job->level, &job->batchStrips[size_t(i)]);
+        failed += job->batchStrips[size_t(i)].ok ? 0 : 1;
+    }
+    if (failed)
+        return false;
+    for (int i = 0; i < count; ++i) {
+        const Strip &s = job->batchStrips[size_t(i)];
+        job->adler = adler32_combine(job->adler, s.adler, z_off_t(s.inBytes));
+    }
+    return true;
+}
+
+uchar zlibLevelFlags(int level)
+{
+    // FLEVEL, informative only: fastest, fast, default, maximum.
+    const int flevel = level <= 1 ? 0 : level <= 5 ? 1 : level == 6 ? 2 : 3;
+    const int cmf = 0x78;   // deflate, 32 KiB window
+    int flg = flevel << 6;
+    flg += 31 - (cmf * 256 + flg) % 31;   // header check: a multiple of 31
+    return uchar(flg);
+}
+
+// The signature, header chunks, IDAT chunks and IEND through libpng. Only
+// trivially destructible locals live here: libpng leaves by longjmp.
+bool writeChunks(Job *job)
+{
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &job->sink, pngError, pngWarning);
+    if (!png)
+        return false;
+    png_infop info = png_create_info_struct(png);
+    if (!info) {
+        png_destroy_write_struct(&png, nullptr);
+        return false;
+    }
+    if (setjmp(png_jmpbuf(png))) {
+        png_destroy_write_struct(&png, &info);
+        return false;
+    }
+    png_set_write_fn(png, &job->sink, sinkWrite, sinkFlush);
+    // A profile libpng finds unfit (a grey image with an RGB profile) is
+    // left out with a warning rather than failing the file.
+    png_set_benign_errors(png, 1);
+    const Layout &layout = job->layout;
+    png_set_IHDR(png, info, png_uint_32(layout.image.width()), png_uint_32(layout.image.height()),
+                 layout.bitDepth, layout.colourType, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_BASE,
+                 PNG_FILTER_TYPE_BASE);
+    if (job->dotsPerMeterX > 0 && job->dotsPerMeterY > 0)
+        png_set_pHYs(png, info, png_uint_32(job->dotsPerMeterX), png_uint_32(job->dotsPerMeterY),
+                     PNG_RESOLUTION_METER);
+    if (!job->iccProfile.isEmpty())
+        png_set_iCCP(png, info, "ICC Profile", PNG_COMPRESSION_TYPE_BASE,
+                     reinterpret_cast<png_const_bytep>(job->iccProfile.constData()),
+                     png_uint_32(job->iccProfile.size()));
+    png_write_info(png, info);
+
+    const int batch = int(job->batchStrips.size());
+    for (int first = 0; first < job->strips && !job->sink.failed; first += batch) {
+        const int count = std::min(batch, job->strips - first);
+        if (!deflateBatch(job, first, count)) {
+            job->deflateFailed = true;
+            break;
+        }
+        for (int i = 0; i < count; ++i) {
+            Strip &s = job->batchStrips[size_t(i)];
+            uchar *data = s.out.data() + 2;
+            size_t length = s.outBytes;
+            if (first + i == job->strips - 1) {
+                // The stream's checksum, big-endian, after the last block.
+                const uLong a = job->adler;
+                const uchar tail[4] = {uchar(a >> 24), uchar(a >> 16), uchar(a >> 8), uchar(a)};
+                std::memcpy(data + length, tail, 4);
+                length += 4;
+            }
+            if (first + i == 0) {
+                // The stream's header: deflate, 32 KiB window, the level.
+                data -= 2;
+                data[0] = 0x78;
+                data[1] = zlibLevelFlags(job->level);
+                length += 2;
+            }
+            png_write_chunk(png, reinterpret_cast<png_const_bytep>("IDAT"), data, length);
+        }
+    }
+    if (!job->deflateFailed)
+        png_write_chunk(png, reinterpret_cast<png_const_bytep>("IEND"), nullptr, 0);
+    png_destroy_write_struct(&png, &info);
+    return !job->deflateFailed;
+}
+
+} // namespace
+
+void VellPngWriter::setCompression(int level)
+{
+    m_level = std::clamp(level, 0, 9);
+}
+
+bool VellPngWriter::write(const QImage &image, QIODevice *device)
+{
+    m_error.clear();
+    if (image.isNull() || !device) {
+        m_error = QStringLiteral("no image to write");
+        return false;
+    }
+    Job job;
+    if (!chooseLayout(image, &job.layout)) {
+        m_error = QStringLiteral("out of memory");
+        return false;
+    }
+    const Layout &layout = job.layout;
+    const int height = layout.image.height();
+    job.sink.device = device;
+    job.level = m_level;
+    job.threads = m_threads > 0 ? m_threads : std::max(1, omp_get_max_threads());
+    job.stripRows = m_stripRows > 0 ? m_stripRows : int(std::max<size_t>(1, kStripBytes / layout.rowBytes));
+    job.stripRows = std::min(job.stripRows, height);
+    job.strips = (height + job.stripRows - 1) / job.stripRows;
+    if (layout.image.colorSpace().isValid())
+        job.iccProfile = layout.image.colorSpace().iccProfile();
+    job.dotsPerMeterX = layout.image.dotsPerMeterX();
+    job.dotsPerMeterY = layout.image.dotsPerMeterY();
+
+    // Each slot holds a strip with its dictionary rows, and the deflate
+    // bound of the strip with room for the stream's header before it and
+    // its checksum after it.
+    const size_t dictRows = (kWindow + layout.rowBytes - 1) / layout.rowBytes;
+    size_t rawBytes = 0, stripBytes = 0;
+    if (__builtin_mul_overflow(size_t(job.stripRows) + dictRows, layout.rowBytes, &rawBytes)
+        || __builtin_mul_overflow(size_t(job.stripRows), layout.rowBytes, &stripBytes)
+        || stripBytes > size_t(UINT_MAX) / 2) {
+        m_error = QStringLiteral("rows too large to deflate");
+        return false;
+    }
+    const size_t outBytes = compressBound(uLong(stripBytes)) + 64 + 6;
+    const int batch = std::min(job.strips, 2 * job.threads);
+    try {
+        job.batchStrips.resize(size_t(batch));
+        for (Strip &s : job.batchStrips) {
+            s.raw.resize(rawBytes);
+            s.out.resize(outBytes);
+        }
+    } catch (const std::bad_alloc &) {
+        m_error = QStringLiteral("out of memory");
+        return false;
+    }
+    if (!writeChunks(&job)) {
+        if (job.sink.failed)
+            m_error = device->errorString().isEmpty() ? QStringLiteral("write error") : device->errorString();
+        else if (job.deflateFailed)
+            m_error = QStringLiteral("deflate failed (out of memory?)");
+        else
+            m_error = QString::fromLatin1(job.sink.pngError ? job.sink.pngError : "libpng failed");
+        return false;
+    }
+    if (job.sink.failed) {
+        m_error = device->errorString().isEmpty() ? QStringLiteral("write error") : device->errorString();
+        return false;
+    }
+    return true;
+}
