@@ -4,6 +4,7 @@
 #include "document/velllayerbase.h"
 #include "document/velllayermask.h"   // callers use the mask as a channel
 
+#include <QList>
 #include <QPair>
 #include <QRect>
 #include <QRectF>
@@ -23,7 +24,8 @@ class VellGLTextureLuminance;
 // entire texture while the layer is active (the one tools edit), the reduced
 // half, quarter and eighth copies, a display (thumb) texture holding the
 // visible part at display resolution, and a small whole-layer copy for the
-// histogram. Geometry (rotation, flips, resizing, warps) is not done here.
+// histogram. Geometry (rotation, flips, resizing, warps) lives in
+// velllayergeometry.cpp.
 //
 // Where the newest pixels are is tracked by the latest place:
 //   0 HostOnly   the host alone is current; GPU copies are missing or stale;
@@ -56,6 +58,7 @@ public:
         double scale = 1.0;                 // document pixels per window pixel
         double fboScale = 1.0;              // document pixels per canvas framebuffer pixel
         double histogramThumbScale = 0.0;   // histogram thumb pixels per document pixel
+        QSize documentSize;                 // the current document's size; invalid: unknown
     };
     using ViewProbe = std::function<std::optional<View>()>;
     // Set once at start-up on the GUI thread; tests install their own.
@@ -245,7 +248,90 @@ public:
     // narrowed to 8 bits).
     void copyToClipboard();
 
+    // ---- Geometry (velllayergeometry.cpp) ----
+    // Each operation renders from the entire texture (made from the host
+    // first when the layer has none, reading newer GPU pixels back before)
+    // into a new texture of the new size, then replaces the host by one of
+    // that size, rebuilds the framebuffer list and the reduced textures and
+    // reads the result back. Afterwards the entire texture is present, the
+    // latest place is 2 and the center is the new size x 0.5, whether the
+    // layer is active or not. The caller records the undo memo before and
+    // re-renders after. Needs the canvas's GL context current.
+    //
+    // A refused operation (an angle other than -90, 90 and 180; a factor
+    // that is not a finite number above 0 or leaves a side below 1 pixel; a
+    // result beyond the largest texture or the settings' image limits; a crop
+    // that misses the layer; a degenerate, self-intersecting or non-finite
+    // quadrilateral; mesh lists of different lengths; no GL context or no
+    // memory) leaves layer, host and position unchanged, writes one log line
+    // and keeps its reason in getGeometryError(), which is empty after an
+    // operation that succeeded.
+    //
+    // Positions: rotate and flip move the layer within the document of the
+    // view's documentSize (W x H before the turn; a document rotation turns
+    // every layer first, then resizes the canvas); without that size the
+    // position stays. resize and clip leave the position to the caller.
+    // applyRotation and the warps place the layer at the corner of their
+    // extent.
+    //
+    // rotate(90) turns counter-clockwise (the top-left corner goes to the
+    // bottom-left), rotate(-90) clockwise; pixels are moved, never filtered.
+    void rotate(int degrees) override;
+    // true mirrors left-right, false top-bottom.
+    void flip(bool leftRight) override;
+    // Scales to trunc(width x sx) x trunc(height x sy) with the layer's
+    // interpolation: shrinking halves at most once per step (resizeSteps),
+    // enlarging takes one step. A caller that needs an exact size passes
+    // (target + 0.5) / width.
+    void resize(double sx, double sy) override;
+    // Crops to `rect` (layer pixels; QRect's inclusive corners) cut to the
+    // layer. Refused when it misses the layer.
+    void clip(const QRect &rect);
+    // Turns the layer by its pending rotation angle (degrees, clockwise on
+    // screen as QTransform::rotate turns) about its center, bicubic. The
+    // extent is the turned rectangle's bounding box in whole pixels; what it
+    // leaves uncovered is transparent, with its colour repaired by
+    // fixTransparentBlackEdge(). The pending angle is cleared.
+    void applyRotation();
+    // Maps the layer's rectangle projectively onto `quad` (four document
+    // points for the layer's top-left, top-right, bottom-right and
+    // bottom-left corners), bicubic. The quadrilateral must be convex;
+    // either orientation is accepted (the other one mirrors).
+    void applyAffine(const QPolygonF &quad);
+    // Like applyAffine, through a triangle strip: srcPoints in normalised
+    // layer coordinates, dstPoints in document pixels, matched by index;
+    // `quad` is the mesh's outline in document pixels and gives the extent.
+    void tesselateAffine(const QPolygonF &quad, const QList<QPointF> &srcPoints,
+                         const QList<QPointF> &dstPoints);
+
+    QString getGeometryError() const { return geometryError; }
+    // The filter code of resizing (VellToolUtil's codes); 2 (bicubic) at first.
+    int getInterpolation() const { return interpolation; }
+    void setInterpolation(int filter) { interpolation = filter; }
+
+    // The sizes resize() passes through from `from` to `to`: each side
+    // max(ceil(side / 2), target) per step until both reach the target.
+    // Empty when either size is empty.
+    static QVector<QSize> resizeSteps(const QSize &from, const QSize &to);
+    // The extent rule of the warps: whether an extent of `size` pixels is
+    // kept whole (the available GPU memory above 200 MiB with room for twice
+    // its 4-byte pixels, within the largest texture) rather than cut to the
+    // document.
+    static bool keepsWholeExtent(const QSize &size);
+
 private:
+    // Geometry helpers (velllayergeometry.cpp).
+    bool refuseGeometry(const QString &reason);
+    bool checkGeometrySize(const QSize &size);
+    VellGLTexture2D *geometrySource();
+    VellGLTexture2D *newGeometryTexture(const QSize &size) const;
+    void adoptGeometryResult(std::unique_ptr<VellGLTexture2D> texture, VellPictureHost *host,
+                             bool repairEdges);
+    bool placeWarp(const QPolygonF &outline, QRect *extent);
+    bool turnLayer(const QPolygonF &sourceCorners, bool swapSides);
+    bool warpLayer(const QPolygonF &quad, const QList<QPointF> *srcPoints,
+                   const QList<QPointF> *dstPoints);
+
     void readBackIfNewer();
     void deleteReducedTextures();
     void deleteThumbTextures();
@@ -282,6 +368,8 @@ private:
     bool maskVisible = false;
     QPointF maskPosition;
     bool maskLocked = false;
+    int interpolation = 2;                       // resize filter, VellToolUtil's codes
+    QString geometryError;                       // why the last geometry operation was refused
 };
 
 // Stream form: opacity (float), name, position (QPointF), permanent index

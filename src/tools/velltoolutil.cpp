@@ -401,6 +401,31 @@ void VellToolUtil::copyTextureToTexture(VellGLTexture *dst, unsigned int src,
     drawTexture(dst, src, dstRect, srcRegion, false, false, 1.0f);
 }
 
+void VellToolUtil::copyTextureTurned(VellGLTexture *dst, VellGLTexture *src,
+                                     const QPolygonF &srcCorners)
+{
+    if (!ready(dst, src) || srcCorners.size() < 4 || !beginTarget(dst))
+        return;
+    glBindTexture(GL_TEXTURE_2D, src->getId());
+    {
+        // Each pixel centre maps onto a texel centre, so nearest sampling
+        // takes exactly one texel, 16-bit ones included.
+        const NearestSampling sampling(true);
+        glDisable(GL_BLEND);
+        glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
+        const double w = dst->getWidth();
+        const double h = dst->getHeight();
+        const QPointF corners[4] = {QPointF(0, 0), QPointF(w, 0), QPointF(w, h), QPointF(0, h)};
+        glBegin(GL_QUADS);
+        for (int i = 0; i < 4; ++i) {
+            glTexCoord2d(srcCorners[i].x(), srcCorners[i].y());
+            glVertex2d(corners[i].x(), corners[i].y());
+        }
+        glEnd();
+    }
+    endTarget();
+}
+
 void VellToolUtil::blendTextureToTexture(VellGLTexture *dst, VellGLTexture *src,
                                          const QRectF &dstRect, const QRectF &srcRect,
                                          float opacity)

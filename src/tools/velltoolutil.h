@@ -71,6 +71,13 @@ public:
     // coordinates) into dstRect of dst, blending off, no program bound by us.
     static void copyTextureToTexture(VellGLTexture *dst, unsigned int src, const QRectF &dstRect,
                                      const QRectF &srcRegion);
+    // Draws the whole of src over the whole of dst with the normalised source
+    // corners srcCorners[0..3] at dst's top-left, top-right, bottom-right and
+    // bottom-left corners, sampling nearest with blending off: with corners
+    // at 0 and 1 a quarter turn or a mirror moves every texel exactly. Needs
+    // four corners.
+    static void copyTextureTurned(VellGLTexture *dst, VellGLTexture *src,
+                                  const QPolygonF &srcCorners);
     // Resamples srcRect into dstRect with `filter`; alpha comes from the
     // nearest source texel. Nothing happens when a rectangle is narrower or
     // lower than one texel.
