@@ -9,6 +9,7 @@
 int vellSelectCommand(VellHost &host, const QStringList &args);   // selectcommand.cpp
 int vellFilterCommand(VellHost &host, const QStringList &args);   // filtercommand.cpp
 int vellToolsCommand(VellHost &host, const QStringList &args);    // filtercommand.cpp
+int vellTransformCommand(VellHost &host, const QStringList &args);   // transformcommand.cpp
 
 namespace {
 
@@ -48,6 +49,11 @@ const char *const kUsage =
     "                                     channels given (see vell filter --help)\n"
     "  tools                              list the filter plug-ins with their ids\n"
     "                                     and parameters\n"
+    "  transform IN OUT OPERATION         rotate (--rotate 90|-90|180, --rotate-free\n"
+    "                                     DEG), mirror (--flip h|v), scale (--resize\n"
+    "                                     SX SY, --size W H), crop (--crop X Y W H)\n"
+    "                                     or warp (--quad ...) IN on the GPU (see\n"
+    "                                     vell transform --help)\n"
     "\n"
     "Commands that open an image convert it to sRGB and print \"colour space:\n"
     "...\" with what decided: the ICC profile the file embeds, else the colour\n"
@@ -85,6 +91,7 @@ const Command kCommands[] = {
     {"info", vellInfoCommand},     {"cipher", vellCipherCommand}, {"pack", vellPackCommand},
     {"unpack", vellUnpackCommand}, {"icc", vellIccCommand},       {"compose", vellComposeCommand},
     {"select", vellSelectCommand}, {"filter", vellFilterCommand}, {"tools", vellToolsCommand},
+    {"transform", vellTransformCommand},
 };
 
 } // namespace

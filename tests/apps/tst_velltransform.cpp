@@ -1,0 +1,115 @@
+// vell transform end to end: the built host on a picture made here, quarter
+// turns, mirrors and crops checked against Qt's own image operations, the
+// other operations by the size they give, and refusals by their message,
+// exit status and the output they must not leave.
+#include "support/vellgltestcontext.h"
+
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+class TestVellTransform : public QObject
+{
+    Q_OBJECT
+    VellGLTestContext gl;   // a display is needed: vell transform runs on the GPU
+    QTemporaryDir dir;
+
+    QString in() const { return dir.filePath("in.png"); }
+
+    static int vell(const QStringList &args, QString *out, QString *err)
+    {
+        QProcess process;
+        process.start(QStringLiteral(VELL_BINARY_DIR "/apps/vell/vell"), args);
+        if (!process.waitForFinished(120000))
+            return -1;
+        *out = QString::fromLocal8Bit(process.readAllStandardOutput());
+        *err = QString::fromLocal8Bit(process.readAllStandardError());
+        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(gl.isValid());
+        QVERIFY(dir.isValid());
+        QImage picture(37, 23, QImage::Format_ARGB32);
+        for (int y = 0; y < 23; ++y)
+            for (int x = 0; x < 37; ++x)
+                picture.setPixel(x, y, qRgba(x * 7, y * 11, (x * y) % 256, 255 - x));
+        QVERIFY(picture.save(in()));
+    }
+
+    // reference: what Qt makes of IN, or a null image when only the size is checked.
+    void transforms_data()
+    {
+        QTest::addColumn<QStringList>("operation");
+        QTest::addColumn<QImage>("reference");
+        QTest::addColumn<QSize>("size");
+        const QImage source(in());
+        QTest::newRow("rotate 90: counter-clockwise") << QStringList{"--rotate", "90"}
+                                                      << source.transformed(QTransform().rotate(-90)) << QSize(23, 37);
+        QTest::newRow("rotate -90: clockwise") << QStringList{"--rotate", "-90"}
+                                               << source.transformed(QTransform().rotate(90)) << QSize(23, 37);
+        QTest::newRow("flip h") << QStringList{"--flip", "h"} << source.mirrored(true, false) << QSize(37, 23);
+        QTest::newRow("crop, cut to the image") << QStringList{"--crop", "30", "5", "20", "4"}
+                                                << source.copy(30, 5, 7, 4) << QSize(7, 4);
+        QTest::newRow("size") << QStringList{"--size", "20", "10", "--filter", "1"} << QImage() << QSize(20, 10);
+        QTest::newRow("resize truncates") << QStringList{"--resize", "0.5", "2"} << QImage() << QSize(18, 46);
+        QTest::newRow("rotate-free 90") << QStringList{"--rotate-free", "90"} << QImage() << QSize(23, 37);
+        QTest::newRow("quad") << QStringList{"--quad", "0", "0", "50", "5", "45", "30", "2", "25"} << QImage()
+                              << QSize(50, 30);
+    }
+
+    void transforms()
+    {
+        QFETCH(QStringList, operation);
+        QFETCH(QImage, reference);
+        QFETCH(QSize, size);
+        const QString out = dir.filePath("out.png");
+        QFile::remove(out);
+        QString stdOut, stdErr;
+        QCOMPARE(vell(QStringList{"transform", in(), out} + operation, &stdOut, &stdErr), 0);
+        QVERIFY2(stdOut.isEmpty(), qPrintable(stdOut));
+        const QImage result = QImage(out).convertToFormat(QImage::Format_ARGB32);
+        QCOMPARE(result.size(), size);
+        if (!reference.isNull())
+            QCOMPARE(result, reference.convertToFormat(QImage::Format_ARGB32));
+    }
+
+    // One line naming the problem, the exit status, and no OUT.
+    void refusals_data()
+    {
+        QTest::addColumn<QStringList>("operation");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("rotate 45") << QStringList{"--rotate", "45"} << 1 << "cannot rotate by 45 degrees";
+        QTest::newRow("factor 0") << QStringList{"--resize", "0", "1"} << 1 << "not finite numbers above 0";
+        QTest::newRow("no pixel left") << QStringList{"--resize", "0.01", "1"} << 1 << "a side below 1 pixel";
+        QTest::newRow("beyond the limit") << QStringList{"--resize", "1000", "1000"} << 1 << "beyond the";
+        QTest::newRow("crop outside") << QStringList{"--crop", "40", "0", "5", "5"} << 1 << "misses the 37 x 23 layer";
+        QTest::newRow("bow-tie") << QStringList{"--quad", "0", "0", "40", "30", "40", "0", "0", "30"} << 1
+                                 << "not four finite points forming a convex shape";
+        QTest::newRow("two operations") << QStringList{"--flip", "h", "--rotate", "90"} << 2
+                                        << "transform takes one operation";
+        QTest::newRow("no operation") << QStringList{} << 2 << "transform needs an operation";
+        QTest::newRow("too few numbers") << QStringList{"--crop", "1", "2", "3"} << 2 << "--crop needs 4 numbers";
+        QTest::newRow("bad filter") << QStringList{"--resize", "2", "2", "--filter", "7"} << 2 << "bad --filter";
+    }
+
+    void refusals()
+    {
+        QFETCH(QStringList, operation);
+        QFETCH(int, code);
+        QFETCH(QString, message);
+        const QString out = dir.filePath("refused.png");
+        QString stdOut, stdErr;
+        QCOMPARE(vell(QStringList{"transform", in(), out} + operation, &stdOut, &stdErr), code);
+        QVERIFY2(stdErr.contains(message), qPrintable(stdErr));
+        QCOMPARE(stdErr.count(QRegularExpression("^vell: ", QRegularExpression::MultilineOption)), 1);
+        QVERIFY(!QFile::exists(out));
+    }
+};
+
+QTEST_MAIN(TestVellTransform)
+#include "tst_velltransform.moc"
