@@ -6,6 +6,7 @@
 #include "document/vellcontextmanager.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "document/velltextlayer.h"
 #include "foundation/vellglobalsettings.h"
 #include "foundation/velllog.h"
 #include "gpu/glextensionfunctions.h"
@@ -17,6 +18,8 @@
 #include "gpu/vellshaderbuilder.h"
 #include "picture/vellpicturehost.h"
 #include "selection/vellselection.h"
+// The interface only: the canvas asks the document's tool for its name.
+#include "tools/ivelltool.h"
 
 #include <QCursor>
 #include <QGLFramebufferObject>
@@ -121,6 +124,7 @@ VellCanvas::VellCanvas(int width, int height, QWidget *parent)
     calcHistogramThumbScale();
     // The current document's layer activations reach onLayerActive.
     connect(VellContextManager::getInstance(), &VellContextManager::contextChanged, this, [this] {
+        editingTextLayer = nullptr;   // it belonged to the document shown before
         if (VellContext *document = VellContextManager::getInstance()->getCurrentContext())
             connect(document->getLayerManager(), SIGNAL(layerActive(int)), this,
                     SLOT(onLayerActive(int)), Qt::UniqueConnection);
@@ -417,6 +421,15 @@ VellLayer *VellCanvas::activeRasterLayer() const
     return active && active->getType() == VellLayerType::Raster ? qobject_cast<VellLayer *>(active) : nullptr;
 }
 
+bool VellCanvas::isTextBeingEdited() const
+{
+    if (!editingTextLayer)
+        return false;
+    const VellContext *document = VellContextManager::getInstance()->getCurrentContext();
+    const IVellTool *tool = document ? document->getCurrentTool() : nullptr;
+    return tool && tool->getName() == QLatin1String("Text Tool");
+}
+
 VellSelection *VellCanvas::shownSelection() const
 {
     if (selection)
@@ -435,8 +448,9 @@ void VellCanvas::Render(VellContext *document)
     const float fboScale = getFboScale();
     // Display and entire textures are kept current by the layers themselves:
     // there is nothing to prepare before the pass.
-    const QVector<VellDrawnLayer> layers =
-        VellLayerWalk::drawnLayers(document, VellLayerWalk::Display, showPreview);
+    const QVector<VellDrawnLayer> layers = VellLayerWalk::drawnLayers(
+        document, VellLayerWalk::Display, showPreview,
+        isTextBeingEdited() ? editingTextLayer : nullptr);
     {
         VellRenderPass pass(canvasFbo.get());
         if (!pass.isOpen())
@@ -552,8 +566,8 @@ void VellCanvas::Render(VellContext *document, QRectF rect)
     makeCurrent();
     partialRender = true;
     updateRect = rect;
-    const QVector<VellDrawnLayer> layers =
-        VellLayerWalk::drawnLayers(document, VellLayerWalk::DisplayPart);
+    const QVector<VellDrawnLayer> layers = VellLayerWalk::drawnLayers(
+        document, VellLayerWalk::DisplayPart, true, editingTextLayer);
     VellRenderPass pass(canvasFbo.get());
     if (!pass.isOpen())
         return;
@@ -650,6 +664,8 @@ void VellCanvas::paintEvent(QPaintEvent *event)
         glClear(GL_COLOR_BUFFER_BIT);
     }
     setupWindowProjection();
+    if (isTextBeingEdited())
+        editingTextLayer->editRender(&painter);
     painter.end();
     swapBuffers();
 }

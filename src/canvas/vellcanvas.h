@@ -116,7 +116,13 @@ public:
     bool isMosaicEnabled() const { return mosaic; }
     bool isShowPreviewWhenApply() const { return showPreview; }
     void setPreviewWhenApply(bool show);   // emits previewSwitched() on a change
+    // The active layer when it is a text layer (onLayerActive), else null.
     VellTextLayer *getEditingTextLayer() const { return editingTextLayer; }
+    // Whether the text tool is drawing the editing text layer itself: there
+    // is one, and the current document's tool is named "Text Tool". The
+    // composite then leaves the layer out and paintEvent lets it draw
+    // itself with its cursor and selection (VellTextLayer::editRender).
+    bool isTextBeingEdited() const;
     void setSelection(VellSelection *s) { selection = s; }
     VellSelection *getSelection() const { return selection; }
     void setSkipGLPaint(bool skip) { skipGLPaint = skip; }
@@ -172,9 +178,9 @@ public:
 
     // What the view asks of the floors above the canvas. Each installer
     // reads the hooks, fills its own members and sets them back: the tool
-    // manager the tool members, the selection the selection members, the
-    // text layer the text members. An absent hook means "no tool", "no
-    // selection", "no text layers". Tests install their own, and a clock.
+    // manager the tool members, the selection the selection members. An
+    // absent hook means "no tool", "no selection". Tests install their own,
+    // and a clock.
     struct ViewHooks
     {
         std::function<bool()> hasCurrentTool;
@@ -189,10 +195,6 @@ public:
         std::function<bool()> renderSelectionOutline;
         // The document was resized: resize and re-initialise the masks.
         std::function<void(int width, int height)> resizeSelection;
-        // Every text layer of the current document re-renders for `scale`.
-        std::function<void(float scale)> rescaleTextLayers;
-        // The current document's layer at `index` if it is a text layer.
-        std::function<VellTextLayer *(int index)> textLayerAt;
         // Microseconds of a monotonic clock (inertia timing).
         std::function<qint64()> clockMicroseconds;
     };
@@ -311,6 +313,7 @@ private:
     // View helpers (vellcanvasview.cpp).
     void initView();                       // timers, connections, the layers' view probe
     void installViewProbe();
+    void installTextLayerProbe();
     void reRender();                       // the tool re-applies, or Render + repaint
     void refreshActiveLayerIfHostOnly();
     static QPointF roundedOrigin(double x, double y, float scale);

@@ -8,6 +8,8 @@
 #include "document/vellcontextmanager.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "document/velltextcontrol.h"
+#include "document/velltextlayer.h"
 #include "foundation/vellglobalsettings.h"
 
 #include <QCursor>
@@ -124,6 +126,7 @@ void VellCanvas::initView()
     moveTimer->setInterval(kInertiaIntervalMs);
     connect(moveTimer, &QTimer::timeout, this, &VellCanvas::onMoveTimeout);
     installViewProbe();
+    installTextLayerProbe();
 }
 
 void VellCanvas::installViewProbe()
@@ -139,6 +142,28 @@ void VellCanvas::installViewProbe()
         view.fboScale = guard->getFboScale();
         view.histogramThumbScale = guard->histogramThumbScale;
         return view;
+    });
+}
+
+void VellCanvas::installTextLayerProbe()
+{
+    QPointer<VellCanvas> guard(this);
+    VellTextLayer::setCanvasProbe([guard]() -> std::optional<VellTextLayer::Canvas> {
+        if (!guard || !currentDocument())
+            return std::nullopt;
+        VellCanvas *canvas = guard.data();
+        VellTextLayer::Canvas seen;
+        seen.fboScale = canvas->getFboScale();
+        seen.documentSize = QSize(canvas->canvasWidth, canvas->canvasHeight);
+        // Window point (x, y) shows document point (x, y) * scale - origin.
+        seen.documentToWindow = QTransform::fromTranslate(canvas->origin.x(), canvas->origin.y())
+                                * QTransform::fromScale(1.0 / canvas->scale, 1.0 / canvas->scale);
+        seen.makeCurrent = [guard] { if (guard) guard->makeCurrent(); };
+        seen.editingLayer = [guard] { return guard ? guard->editingTextLayer : nullptr; };
+        seen.forgetEditingLayer = [guard] { if (guard) guard->editingTextLayer = nullptr; };
+        seen.renderDocument = [guard] { if (guard) guard->Render(nullptr); };
+        seen.repaint = [guard] { if (guard) guard->update(); };
+        return seen;
     });
 }
 
@@ -415,8 +440,11 @@ void VellCanvas::setScale(float newScale, bool recompute)
         s = canvasWidth / spans;
     }
     scale = float(s);
-    if (hooks().rescaleTextLayers && currentDocument())
-        hooks().rescaleTextLayers(scale);
+    // Text is rendered at the framebuffer's scale, so it stays sharp.
+    if (VellContext *document = currentDocument())
+        for (VellLayerBase *layer : document->getLayerManager()->getLayers())
+            if (auto *text = qobject_cast<VellTextLayer *>(layer))
+                text->renderText();
     if (recompute)
         calcVisibleRect();
     emit scaleChanged(scale);
@@ -495,7 +523,16 @@ void VellCanvas::onCanvasTimeout()
 
 void VellCanvas::onLayerActive(int index)
 {
-    editingTextLayer = hooks().textLayerAt ? hooks().textLayerAt(index) : nullptr;
+    VellTextLayer *previous = editingTextLayer;
+    VellContext *document = currentDocument();
+    const int count = layerCount(document);
+    editingTextLayer = index >= 0 && index < count
+                           ? qobject_cast<VellTextLayer *>(document->getLayerManager()->getLayer(index))
+                           : nullptr;
+    if (previous && previous != editingTextLayer)
+        previous->getTextControl()->setFocus(false);
+    if (editingTextLayer)
+        editingTextLayer->getTextControl()->setFocus(true);   // its cursor blinks
 }
 
 void VellCanvas::onBusyTimeout()

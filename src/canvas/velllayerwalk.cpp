@@ -62,7 +62,8 @@ VellLayer *rasterOf(VellLayerBase *layer)
 } // namespace
 
 QVector<VellDrawnLayer> VellLayerWalk::drawnLayers(const VellContext *document,
-                                                   Composite composite, bool showToolPreview)
+                                                   Composite composite, bool showToolPreview,
+                                                   const VellLayerBase *drawnElsewhere)
 {
     QVector<VellDrawnLayer> drawn;
     VellLayerManager *manager = document ? document->getLayerManager() : nullptr;
@@ -75,6 +76,8 @@ QVector<VellDrawnLayer> VellLayerWalk::drawnLayers(const VellContext *document,
     for (int i = 0; i < layers.size(); ++i) {
         VellLayerBase *layer = layers[i];
         if (!layer || !layer->visible || layer->excluded)
+            continue;
+        if (layer == drawnElsewhere && (composite == Display || composite == DisplayPart))
             continue;
         VellDrawnLayer entry;
         entry.index = i;

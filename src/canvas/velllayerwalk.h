@@ -40,7 +40,8 @@ struct VellDrawnLayer
 // of the stack, with nothing under it to blend with.
 // What else each composite asks:
 //   Display      any kind of layer with a display texture (a raster layer
-//                also needs its host); the blending program when the layer
+//                also needs its host; a text layer has none while its text
+//                is empty); the blending program when the layer
 //                needs the shader (needShaderBlending), else plain "over";
 //                the active raster layer shows its entire texture instead
 //                of the display texture while tool previews are hidden.
@@ -60,9 +61,12 @@ public:
     enum Composite { Display, DisplayPart, Export, Histogram };
 
     // The drawn layers, bottom first. `showToolPreview` is the canvas's
-    // "show preview when applying" switch (Display only).
+    // "show preview when applying" switch (Display only). `drawnElsewhere`
+    // (not owned, may be null) is a layer the display composites leave out
+    // because something else draws it: the text layer the text tool edits.
     static QVector<VellDrawnLayer> drawnLayers(const VellContext *document, Composite composite,
-                                               bool showToolPreview = true);
+                                               bool showToolPreview = true,
+                                               const VellLayerBase *drawnElsewhere = nullptr);
 
     // The raster layers, bottom first, whose mask the post-render pass
     // overlays: a host, a display texture, a mask with its texture and the

@@ -1,19 +1,24 @@
 #include "document/velllayermanager.h"
 
+#include "dialogs/vellpixelatetextlayerwidget.h"
 #include "document/velllayer.h"
+#include "document/velltextlayer.h"
 #include "foundation/velllog.h"
+#include "foundation/vellmemory.h"
+#include "picture/vellpicturehost.h"
 
 #include <QDataStream>
+#include <QPainter>
 
+#include <algorithm>
 #include <climits>
+#include <cstring>
 
 #include <memory>
 
 namespace {
 
 const char kRasterTag[] = "VellLayer";
-// Written by text layers; their record can only be read by the text layer's
-// own reader, so without it such a stream cannot be read on.
 const char kTextTag[] = "VellTextLayer";
 
 VellLayerManager::DocumentProbe &documentProbe()
@@ -277,6 +282,86 @@ void VellLayerManager::deleteFullTextureInDisactiveLayers()
                 raster->deleteFullTexture();
 }
 
+void VellLayerManager::pixelateTextLayer(int index)
+{
+    if (index >= 0 && index < layers.size())
+        if (auto *text = qobject_cast<VellTextLayer *>(layers[index]))
+            pixelateTextLayer(text);
+}
+
+void VellLayerManager::pixelateTextLayer(VellTextLayer *textLayer)
+{
+    const int index = getLayerIndex(textLayer);
+    const std::optional<Document> document = currentDocument();
+    const std::optional<VellTextLayer::Canvas> canvas = VellTextLayer::currentCanvas();
+    if (index < 0 || !document || !canvas)
+        return;
+    const QImage image = textLayer->renderText(false, 1.0f);
+    if (image.isNull())
+        return;
+
+    VellPixelateTextLayerWidget dialog;
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    const int documentWidth = canvas->documentSize.width();
+    const int documentHeight = canvas->documentSize.height();
+    QRect rect(0, 0, documentWidth, documentHeight);
+    const QPoint corner = textLayer->getDocumentRect().topLeft();
+    if (!dialog.isExpandToCanvas()) {
+        int left = 0, right = 0, top = 0, bottom = 0;
+        dialog.getExpansion(left, right, top, bottom);
+        // In 64 bits: margins are whatever was typed.
+        const qint64 x0 = std::max<qint64>(qint64(corner.x()) - left, 0);
+        const qint64 x1 = std::min<qint64>(qint64(corner.x()) + image.width() + right, documentWidth - 1);
+        const qint64 y0 = std::max<qint64>(qint64(corner.y()) - top, 0);
+        const qint64 y1 = std::min<qint64>(qint64(corner.y()) + image.height() + bottom, documentHeight - 1);
+        if (x1 - x0 + 1 < 1 || y1 - y0 + 1 < 1)
+            return;
+        rect = QRect(int(x0), int(y0), int(x1 - x0 + 1), int(y1 - y0 + 1));
+    }
+    if (rect.isEmpty() || qint64(rect.width()) * rect.height() > INT_MAX / 4) {
+        VellLog::Instance()->Log("VellLayerManager: no room to pixelate a text layer of %d x %d\n",
+                                 rect.width(), rect.height());
+        return;
+    }
+    const int bytes = rect.width() * rect.height() * 4;
+    unsigned char *memory = VellMemory::getInstance()->alloc(bytes);
+    if (!memory)
+        return;
+    std::memset(memory, 0, size_t(bytes));
+    {
+        QImage pixels(memory, rect.width(), rect.height(), rect.width() * 4, QImage::Format_ARGB32);
+        QPainter painter(&pixels);
+        painter.setCompositionMode(QPainter::CompositionMode_Source);
+        painter.drawImage(corner - rect.topLeft(), image);
+    }
+    auto *raster = new VellLayer(textLayer->getLayerName());
+    raster->setVellPictureHost(new VellPictureHost(unsigned(rect.width()), unsigned(rect.height()),
+                                                   memory, 4));
+    raster->setPosition(rect.topLeft());
+    raster->setAlpha(textLayer->getAlpha());
+    raster->visible = textLayer->visible;
+
+    if (!document->quiet)
+        record(*document, this, true);
+    if (canvas->makeCurrent)
+        canvas->makeCurrent();
+    deleteLayer(textLayer, false);   // in quiet mode this deletes it
+    insertLayer(raster, index, false);
+    if (getLayerIndex(raster) < 0) {   // no permanent index left for it
+        delete raster;
+        return;
+    }
+    activate(index, document->quiet);
+    unselectDisactiveLayers();
+    if (!document->quiet)
+        emit layerListChanged();
+    if (canvas->renderDocument)
+        canvas->renderDocument();
+    if (canvas->repaint)
+        canvas->repaint();
+}
+
 void VellLayerManager::onLayerChanged()
 {
     const int index = getLayerIndex(qobject_cast<VellLayerBase *>(sender()));
@@ -292,13 +377,17 @@ QDataStream &operator<<(QDataStream &out, VellLayerManager *manager)
         out.setStatus(QDataStream::WriteFailed);
         return out;
     }
-    QVector<VellLayer *> written;
+    QVector<VellLayerBase *> written;
     for (VellLayerBase *layer : manager->getLayers())
-        if (auto *raster = qobject_cast<VellLayer *>(layer))
-            written.append(raster);
+        if (qobject_cast<VellLayer *>(layer) || qobject_cast<VellTextLayer *>(layer))
+            written.append(layer);
     out << qint32(manager->getNextPermanentIndex()) << qint32(written.size());
-    for (VellLayer *layer : written)
-        out << QString::fromLatin1(kRasterTag) << layer;
+    for (VellLayerBase *layer : written) {
+        if (auto *text = qobject_cast<VellTextLayer *>(layer))
+            out << QString::fromLatin1(kTextTag) << text;
+        else
+            out << QString::fromLatin1(kRasterTag) << qobject_cast<VellLayer *>(layer);
+    }
     return out;
 }
 
@@ -325,15 +414,18 @@ QDataStream &operator>>(QDataStream &in, VellLayerManager **manager)
         in >> tag;
         if (in.status() != QDataStream::Ok)
             return in;
+        VellLayerBase *layer = nullptr;
+        VellLayer *raster = nullptr;
         if (tag == QLatin1String(kTextTag)) {
-            VellLog::Instance()->Log("VellLayerManager: cannot read a text layer\n");
-            in.setStatus(QDataStream::ReadCorruptData);
-            return in;
-        }
-        if (tag != QLatin1String(kRasterTag))
+            VellTextLayer *text = nullptr;
+            in >> &text;
+            layer = text;
+        } else if (tag == QLatin1String(kRasterTag)) {
+            in >> &raster;
+            layer = raster;
+        } else {
             continue;   // an entry of an unknown kind carries no record
-        VellLayer *layer = nullptr;
-        in >> &layer;
+        }
         if (!layer)
             return in;   // the layer's reader has set the status
         if (!result->canOwn(layer)) {
@@ -344,7 +436,8 @@ QDataStream &operator>>(QDataStream &in, VellLayerManager **manager)
             return in;
         }
         result->addToStack(layer, true);   // a manager being read has no listeners
-        layer->setLatestPlace(VellLayer::HostOnly);
+        if (raster)
+            raster->setLatestPlace(VellLayer::HostOnly);
     }
     *manager = result.release();
     return in;

@@ -10,6 +10,7 @@
 #include <optional>
 
 class QDataStream;
+class VellTextLayer;
 
 // A document's layer stack: the layers from bottom (index 0) to top, the
 // active layer that tools edit, the selected layers, and every layer object
@@ -117,6 +118,21 @@ public:
     // full-resolution texture: what the recovery from exhausted memory asks for.
     void deleteFullTextureInDisactiveLayers();
 
+    // Turns a text layer of the stack into a raster layer in its place, after
+    // the text-pixelation dialog has asked how far to grow it: the rendering
+    // at scale 1.0 with the margins (clipped to the document), or the whole
+    // document, in pixels taken from the memory budget; the raster layer gets
+    // the text layer's name, opacity and visibility and becomes active. The
+    // margins count from the rendering's corner (the text's bounding
+    // rectangle, which is the position for unturned text). Nothing happens
+    // without a current document and canvas, for empty text, when the dialog
+    // is cancelled or the grown rectangle misses the document. Records a
+    // list-change memo unless quiet. The dialog is modal: GUI thread, and
+    // the canvas's GL context becomes current.
+    void pixelateTextLayer(VellTextLayer *textLayer);
+    // The same for the layer at `index` when it is a text layer.
+    void pixelateTextLayer(int index);
+
 signals:
     // Declared for the host; no operation here emits the first two.
     void layerAdd(int index, VellLayerBase *layer);
@@ -148,13 +164,16 @@ private:
 };
 
 // Stream form: the next permanent index (qint32), the number of entries
-// (qint32), then per layer, bottom first, a QString tag ("VellLayer") and the
-// layer's own record. Only raster layers are written; the count is that of
-// the entries written. Writing a null manager sets WriteFailed.
+// (qint32), then per layer, bottom first, a QString tag ("VellLayer" or
+// "VellTextLayer") and the layer's own record. Layers of other kinds are not
+// written; the count is that of the entries written. Writing a null manager
+// sets WriteFailed.
 QDataStream &operator<<(QDataStream &out, VellLayerManager *manager);
 // Allocates *manager (the caller owns it) and adds each layer read as
 // addLayer does, but without a memo, without signals and without needing a
 // current document; each raster layer's latest place is then 0 (host only).
+// A text layer's record that does not read cleanly ends the stack like any
+// other.
 // An entry with an unknown tag is skipped (it has no record). A truncated or
 // corrupt stream leaves *manager null with the status set, having freed what
 // it read, and never allocates more than the stream can supply. Activating

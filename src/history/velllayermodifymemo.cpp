@@ -2,6 +2,7 @@
 
 #include "document/velllayerbase.h"
 #include "document/velllayermanager.h"
+#include "document/velltextlayer.h"
 #include "foundation/vellcodes.h"
 
 VellLayerModifyMemo::VellLayerModifyMemo(VellContext *context, VellLayerBase *layer,
@@ -30,6 +31,8 @@ void VellLayerModifyMemo::record(const VellLayerBase *layer)
     param.blendMode = layer->getBlendMode();
     param.visible = layer->visible;
     param.opacity = layer->getAlpha();
+    if (const auto *text = qobject_cast<const VellTextLayer *>(layer))
+        param.direction = text->getDirection();
     records.append(param);
 }
 
@@ -55,11 +58,16 @@ bool VellLayerModifyMemo::undo()
         present.blendMode = layer->getBlendMode();
         present.visible = layer->visible;
         present.opacity = layer->getAlpha();
+        auto *text = qobject_cast<VellTextLayer *>(layer);
+        if (text)
+            present.direction = text->getDirection();
         // The name last: it announces the change to the layers panel.
         layer->setPosition(param.position);
         layer->setBlendMode(param.blendMode);
         layer->visible = param.visible;
         layer->setAlpha(param.opacity);
+        if (text)
+            text->setDirection(param.direction);
         layer->setLayerName(param.name);
         param = present;
     }

@@ -16,11 +16,11 @@ struct VellLayerParam
     int blendMode = 0;
     bool visible = true;
     float opacity = 1.0f;
-    // Text layers' direction goes here once text layers exist.
+    int direction = 0;   // text layers only: the text's direction in degrees
 };
 
 // A change of layer properties (name, position, blend mode, visibility,
-// opacity) of one or several layers. undo() exchanges the recorded values
+// opacity, and a text layer's direction) of one or several layers. undo() exchanges the recorded values
 // with each layer's present ones, so it is its own inverse. Layers that have
 // left the stack are passed over.
 //

@@ -5,6 +5,7 @@
 #include "document/vellcontextmanager.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "document/velltextlayer.h"
 #include "foundation/vellcodes.h"
 #include "foundation/velllog.h"
 #include "foundation/vellmemory.h"
@@ -14,7 +15,10 @@
 
 #include <QBuffer>
 #include <QDataStream>
+#include <QFont>
+#include <QSizeF>
 
+#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -26,6 +30,12 @@ struct LayerState
     QPointF position;
     float opacity = 1.0f;
     std::unique_ptr<VellPictureHost> host;   // raster layers only
+    // Text layers only.
+    QString text;
+    QFont font;
+    qint32 direction = 0;
+    bool vertical = false;
+    QSizeF textScale = QSizeF(1.0, 1.0);
 };
 
 } // namespace
@@ -97,9 +107,10 @@ bool VellMemoCanvasAndLayersChange::save(VellContext *context, QByteArray *bytes
                 raster->setLatestPlace(VellLayer::BothAgree);
             }
             out << static_cast<const VellPictureHost *>(raster->getPictureHost());
+        } else if (auto *text = qobject_cast<VellTextLayer *>(layer)) {
+            out << text->getText() << text->getFont() << qint32(text->getDirection())
+                << text->isVertical() << text->getTextScale();
         }
-        // Text layers will add their text, font, direction, orientation and
-        // scale here.
     }
     bytes->squeeze();
     return out.status() == QDataStream::Ok;
@@ -134,13 +145,24 @@ bool VellMemoCanvasAndLayersChange::load(VellContext *context, const QByteArray 
             if (!host)
                 return false;
             state.host.reset(host);
+        } else if (qobject_cast<VellTextLayer *>(layers.at(i))) {
+            in >> state.text >> state.font >> state.direction >> state.vertical >> state.textScale;
+            if (in.status() != QDataStream::Ok)
+                return false;
+            if (state.direction < 0 || state.direction >= 360 || !(state.textScale.width() > 0.0)
+                || !(state.textScale.height() > 0.0) || !std::isfinite(state.textScale.width())
+                || !std::isfinite(state.textScale.height()))
+                return false;
         }
     }
     if (in.status() != QDataStream::Ok || !buffer.atEnd())
         return false;   // bytes of another layer list
 
-    // From here on the document changes.
+    // From here on the document changes. A text layer being edited is
+    // rendered again below; the canvas stops drawing it as edited.
     VellCanvas *canvas = VellCanvas::getInstance();
+    if (canvas && canvas->getEditingTextLayer())
+        canvas->getEditingTextLayer()->disactive(false);
     const QSize present = documentSize(context);
     if (present != QSize(width, height)) {
         if (canvas) {
@@ -161,6 +183,12 @@ bool VellMemoCanvasAndLayersChange::load(VellContext *context, const QByteArray 
             raster->setVellPictureHost(state.host.release());
             raster->setLatestPlace(VellLayer::HostOnly);
             raster->refresh();
+        } else if (auto *text = qobject_cast<VellTextLayer *>(layer)) {
+            text->setDirection(state.direction);
+            text->setVertical(state.vertical);
+            text->setTextScale(state.textScale);
+            text->setFont(state.font);
+            text->setText(state.text);   // renames the layer after it unless kept
         }
     }
     return true;
