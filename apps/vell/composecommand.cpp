@@ -3,6 +3,7 @@
 #include "vellcommandline.h"
 #include "vellhost.h"
 
+#include "canvas/vellblendfast.h"
 #include "canvas/vellblendreference.h"
 #include "canvas/vellcanvas.h"
 #include "document/vellcontext.h"
@@ -15,6 +16,7 @@
 #include "interchange/vellorawriter.h"
 #include "picture/vellpicturehost.h"
 #include "picture/vellpicturereader.h"
+#include "picture/vellpngwriter.h"
 #include "selection/vellselection.h"
 
 #include <QColorSpace>
@@ -55,6 +57,8 @@ const char kHelp[] =
     "  --format FMT       the result's format whatever OUT's suffix (PNG for -)\n"
     "  --quality N        JPEG and WebP quality, 0 to 100 (100 on WebP is lossless)\n"
     "  --lossless         lossless WebP\n"
+    "  --compression N    PNG deflate level, 0 (stored, fastest) to 9 (smallest);\n"
+    "                     default 6, what most programs write\n"
     "  --depth 8|16       bits per channel of a PNG or TIFF result; the compositor\n"
     "                     works at 8, and says so when --depth 16 or 16-bit\n"
     "                     layers ask for more\n"
@@ -64,8 +68,9 @@ const char kHelp[] =
     "                     know dst-in show them) or baked into the pixels\n"
     "  --cpu              composite on the CPU\n"
     "  --gpu              composite on the GPU, or fail when no GL context can be\n"
-    "                     made (default: the GPU when a display is reachable, else\n"
-    "                     the CPU, saying so)\n"
+    "                     made (default: the GPU when its GL renderer is a hardware\n"
+    "                     one, the CPU on a software rasteriser or without a\n"
+    "                     display; one line says which and why)\n"
     "  --max-size WxH     the largest layer or document of this run (default: what\n"
     "                     the path holds: the GPU's largest texture or 65535 a\n"
     "                     side, and the memory budget's worth of pixels)\n"
@@ -107,6 +112,7 @@ struct ComposeArguments
     bool isDocument = false;   // the sole LAYER is a saved document (checkInputs)
     bool isOra = false;        // ... an OpenRaster file
     QString oraMasks;          // --ora-masks: "stack" or "baked"
+    int compression = -1;      // --compression 0-9 (PNG); -1: the writer's default
 };
 
 int usageError(const QString &message)
@@ -151,7 +157,7 @@ int parseArguments(const QStringList &args, ComposeArguments *parsed)
                                    QStringLiteral("--size"), QStringLiteral("--save"),
                                    QStringLiteral("--mode"), QStringLiteral("--opacity"),
                                    QStringLiteral("--offset"), QStringLiteral("--mask"),
-                                   QStringLiteral("--ora-masks")};
+                                   QStringLiteral("--ora-masks"), QStringLiteral("--compression")};
     const QStringList layerOptions = {QStringLiteral("--mode"), QStringLiteral("--opacity"),
                                       QStringLiteral("--offset"), QStringLiteral("--mask"),
                                       QStringLiteral("--hidden")};
@@ -228,6 +234,13 @@ int parseArguments(const QStringList &args, ComposeArguments *parsed)
             if (value != QLatin1String("stack") && value != QLatin1String("baked"))
                 return usageError(QStringLiteral("bad --ora-masks '%1' (stack or baked)").arg(value));
             parsed->oraMasks = value;
+        } else if (arg == QLatin1String("--compression")) {
+            if (parsed->compression >= 0)
+                return usageError(QStringLiteral("--compression given twice"));
+            bool ok = false;
+            parsed->compression = value.toInt(&ok);
+            if (!ok || parsed->compression < 0 || parsed->compression > 9)
+                return usageError(QStringLiteral("bad --compression '%1' (a whole number from 0 to 9)").arg(value));
         } else if (arg == QLatin1String("--cpu")) {
             parsed->cpu = true;
         } else if (arg == QLatin1String("--gpu")) {
@@ -268,6 +281,9 @@ int checkInputs(ComposeArguments *parsed)
     } else {
         parsed->format = vellImageFormat(parsed->output);
     }
+    if (parsed->compression >= 0 && parsed->format != "png")
+        return usageError(QStringLiteral("--compression applies to PNG, not to %1")
+                              .arg(QString::fromLatin1(parsed->format.toUpper())));
     if (!parsed->oraMasks.isEmpty() && parsed->format != "ora")
         return usageError(QStringLiteral("--ora-masks applies to an OpenRaster output (-o OUT.ora)"));
     if (!vellCheckOutputOptions(parsed->options.output, parsed->format)) {
@@ -541,11 +557,20 @@ int build(const VellHost &host, ComposeJob *job)
     const ComposeArguments &args = job->args;
     ComposeSession &session = job->session;
     session.canvas = host.canvas();
-    if (!args.cpu && !session.canvas) {
-        if (args.gpu) {
-            vellError(QStringLiteral("--gpu: no GL context (%1)").arg(host.noGlReason()));
-            return ExitFailure;
-        }
+    // One line says which path and why.
+    if (args.cpu) {
+        vellNote(QStringLiteral("path: CPU (--cpu)"));
+    } else if (session.canvas) {
+        const QString why = args.gpu ? QStringLiteral("--gpu; GL renderer '%1'")
+                                     : QStringLiteral("the GL renderer '%1' is a hardware one");
+        vellNote(QStringLiteral("path: GPU (%1)").arg(why.arg(host.glRenderer())));
+    } else if (args.gpu) {
+        vellError(QStringLiteral("--gpu: no GL context (%1)").arg(host.noGlReason()));
+        return ExitFailure;
+    } else if (!host.glRenderer().isEmpty()) {
+        // Software rasterisers composite slower than the CPU compositor.
+        vellNote(QStringLiteral("path: CPU (%1; --gpu uses it anyway)").arg(host.noGlReason()));
+    } else {
         vellNote(QStringLiteral("no GL context (%1): compositing on the CPU").arg(host.noGlReason()));
     }
     VellGlobalSettings *settings = VellGlobalSettings::getInstance();
@@ -656,7 +681,7 @@ bool work(ComposeJob *job)
             job->result = image->convertToFormat(QImage::Format_ARGB32).copy();
     } else {
         std::unique_ptr<QImage> image(
-            VellBlendReference::renderToImage(session.document, job->size.width(), job->size.height()));
+            VellBlendFast::renderToImage(session.document, job->size.width(), job->size.height()));
         if (image)
             job->result = *image;
     }
@@ -667,6 +692,18 @@ bool work(ComposeJob *job)
         return false;
     }
     return true;
+}
+
+// The composite into `file`: PNG through the library's writer, which
+// deflates on every core; other formats through Qt's image plug-ins.
+bool writeImage(VellAtomicFile *file, const ComposeJob &job)
+{
+    if (job.args.format != "png")
+        return vellWriteImage(file, job.result, job.args.format, job.args.options.output);
+    VellPngWriter writer;
+    if (job.args.compression >= 0)
+        writer.setCompression(job.args.compression);
+    return writer.write(job.result, file->device()) || file->fail(writer.errorString());
 }
 
 // The composite and, when --save asks for it, the document: both are written
@@ -698,7 +735,7 @@ bool write(const ComposeJob &job)
         return vellCommitAll({&document});
     }
     VellAtomicFile image(job.args.output);
-    if (!image.open() || !vellWriteImage(&image, job.result, job.args.format, job.args.options.output)) {
+    if (!image.open() || !writeImage(&image, job)) {
         image.reportError();
         return false;
     }
@@ -742,8 +779,9 @@ int vellComposeCommand(VellHost &host, const QStringList &args)
         return parsed;
     QElapsedTimer total;
     total.start();
-    // The GPU unless the CPU is asked for; build() says what came of it.
-    host.setUp(job.args.cpu ? VellHost::Headless : VellHost::Gl);
+    // The GPU when its renderer is a hardware one, unless a path is asked
+    // for; build() says what came of it.
+    host.setUp(job.args.cpu ? VellHost::Headless : job.args.gpu ? VellHost::Gl : VellHost::GlHardware);
     // Without --shrink, a picture over the limit is refused; with it, the
     // pictures are read within what the path holds and the composition
     // shrinks to fit --max-size, or else the limit of the settings.

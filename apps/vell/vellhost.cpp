@@ -93,7 +93,7 @@ void VellHost::setUp(Graphics graphics)
     Q_ASSERT(!m_application);
     // Only a GL canvas needs the window system, and Qt aborts when it cannot
     // reach one: everything else runs without a display.
-    if (graphics == Gl && displayReachable())
+    if (graphics != Headless && displayReachable())
         m_application.reset(new QApplication(m_argc, m_argv));
     else
         m_application.reset(new QCoreApplication(m_argc, m_argv));
@@ -108,8 +108,8 @@ void VellHost::setUp(Graphics graphics)
     // The command XML compiled into vell (data/commands.xml of the sources).
     VellActionManager::getInstance(QStringLiteral(":/vell/commands.xml"));
 
-    if (graphics == Gl)
-        openCanvas();
+    if (graphics != Headless)
+        openCanvas(graphics);
     // Without a canvas this is the CPU path: there is no context for the GPU
     // manager to ask, so it is not created.
     if (m_canvas)
@@ -165,8 +165,9 @@ bool VellHost::setImageLimit(const QSize &maxSize)
 // A hidden canvas when this process has a window system and the driver gives
 // a valid GL context, left current with the extension table resolved for it.
 // A plain QGLWidget is asked first, so the canvas is never built without a
-// context for its programs. Its size is the document's business: 1 x 1 here.
-void VellHost::openCanvas()
+// context for its programs, and, for GlHardware, never on a software
+// rasteriser. Its size is the document's business: 1 x 1 here.
+void VellHost::openCanvas(Graphics graphics)
 {
     if (!qobject_cast<QApplication *>(QCoreApplication::instance())) {
         m_noGlReason = QStringLiteral("no display reachable");
@@ -177,6 +178,13 @@ void VellHost::openCanvas()
         QGLWidget probe;
         if (!probe.isValid())
             return;
+        probe.makeCurrent();
+        m_glRenderer = QString::fromLatin1(reinterpret_cast<const char *>(glGetString(GL_RENDERER)));
+        probe.doneCurrent();
+    }
+    if (graphics == GlHardware && isSoftwareRenderer(m_glRenderer)) {
+        m_noGlReason = QStringLiteral("the GL renderer '%1' is a software rasteriser").arg(m_glRenderer);
+        return;
     }
     VellCanvas *canvas = VellCanvas::getInstance(1, 1);
     if (!canvas->isValid()) {
@@ -186,6 +194,14 @@ void VellHost::openCanvas()
     canvas->makeCurrent();
     m_canvas = canvas;
     m_noGlReason.clear();
+}
+
+bool VellHost::isSoftwareRenderer(const QString &renderer)
+{
+    for (const char *name : {"llvmpipe", "softpipe", "swrast", "software rasterizer"})
+        if (renderer.contains(QLatin1String(name), Qt::CaseInsensitive))
+            return true;
+    return false;
 }
 
 // Whether an X server answers at $DISPLAY. Qt aborts when it cannot connect,

@@ -41,7 +41,8 @@ class VellHost
 public:
     enum Graphics {
         Headless,   // never opens the window system
-        Gl          // a GL canvas when a display is reachable and the driver gives a context
+        Gl,         // a GL canvas when a display is reachable and the driver gives a context
+        GlHardware  // as Gl, but only when the driver's renderer is not a software rasteriser
     };
 
     // program: argv[0]. vell's arguments are its own; the Qt application
@@ -70,8 +71,14 @@ public:
     int savedLimitPixel() const { return m_savedLimitPixel; }
 
     VellCanvas *canvas() const { return m_canvas; }   // owned; null on the CPU path
-    // Why canvas() is null after asking for Gl; empty otherwise.
+    // Why canvas() is null after asking for Gl or GlHardware; empty otherwise.
     const QString &noGlReason() const { return m_noGlReason; }
+    // The driver's GL_RENDERER text ("llvmpipe (LLVM 15.0.6, 256 bits)")
+    // once a context was made; empty otherwise.
+    const QString &glRenderer() const { return m_glRenderer; }
+    // Whether `renderer` names one of Mesa's software rasterisers
+    // (llvmpipe, softpipe, swrast), on which the CPU compositor is faster.
+    static bool isSoftwareRenderer(const QString &renderer);
     // The library log's file, set by setUp(); empty when the cache folder
     // could not be made (the log then keeps no file).
     static QString logFile();
@@ -83,13 +90,14 @@ private:
     static bool canConnect(int family, const struct sockaddr *address, unsigned int length);
     static void divertStandardOutput(bool verbose);
     static void placeLogFile();
-    void openCanvas();
+    void openCanvas(Graphics graphics);
 
     int m_argc = 1;
     char *m_argv[2] = {nullptr, nullptr};   // argv[0] only; Qt keeps a reference to both
     std::unique_ptr<QCoreApplication> m_application;
     VellCanvas *m_canvas = nullptr;         // owned
     QString m_noGlReason;
+    QString m_glRenderer;
     QSize m_savedLimitSize;
     int m_savedLimitPixel = 0;
     bool m_limitSaved = false;

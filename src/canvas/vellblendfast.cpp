@@ -24,6 +24,14 @@ namespace {
 constexpr int kFull = 65535;        // A of a fully shown layer
 constexpr float kTermScale = 1.0f / 65025.0f;
 
+// `yes` where `condition`, else `no`, without a branch, so that the loops
+// over a row stay vector loops.
+inline int select(bool condition, int yes, int no)
+{
+    const int all = -int(condition);
+    return (yes & all) | (no & ~all);
+}
+
 template <int Mode>
 inline int term(int a, int b)
 {
@@ -33,16 +41,12 @@ inline int term(int a, int b)
     case VellBlend::Screen:
         return 255 * (a + b) - a * b;
     case VellBlend::Overlay: {
-        if (a <= 127)
-            return 2 * a * b;
         const int y = 2 * a - 255;
-        return 255 * (b + y) - b * y;
+        return select(a <= 127, 2 * a * b, 255 * (b + y) - b * y);
     }
     case VellBlend::HardLight: {
-        if (b <= 127)
-            return 2 * a * b;
         const int y = 2 * b - 255;
-        return 255 * (a + y) - a * y;
+        return select(b <= 127, 2 * a * b, 255 * (a + y) - a * y);
     }
     case VellBlend::Darken:
         return 255 * std::min(a, b);
@@ -68,60 +72,125 @@ inline uchar roundLevel(float v)
     return uchar(r <= 0.0f ? 0 : r >= 255.0f ? 255 : int(r));
 }
 
+// One pixel over a backdrop that is not all opaque: `alpha` is A; `shows`:
+// the layer's alpha is above 0 however little (the reference then gives the
+// layer's colour over an empty backdrop even where A rounds to 0).
+template <int Mode>
+inline void blendPixel(const uchar *s, uchar *d, uint32_t alpha, bool shows)
+{
+    const int db = d[3];
+    if (alpha == 0) {
+        // The backdrop as it was; an empty one takes the layer's colour or 0.
+        if (db == 0) {
+            d[0] = shows ? s[0] : 0;
+            d[1] = shows ? s[1] : 0;
+            d[2] = shows ? s[2] : 0;
+        }
+        return;
+    }
+    if (db == 0) {
+        d[0] = s[0];
+        d[1] = s[1];
+        d[2] = s[2];
+        d[3] = uchar((alpha * 255u + 32767u) / 65535u);
+        return;
+    }
+    // The reference's general formulas (an opaque backdrop among others
+    // included).
+    const float as = float(alpha) / float(kFull);
+    const float ab = float(db) / 255.0f;
+    const float ao = as + ab * (1.0f - as);
+    const float wb = ab * (1.0f - as);
+    const float inv = 255.0f / ao;
+    for (int c = 0; c < 3; ++c) {
+        const float cs = float(s[c]) / 255.0f;
+        const float cb = float(d[c]) / 255.0f;
+        const float t = float(term<Mode>(d[c], s[c])) * kTermScale;
+        const float sp = (1.0f - ab) * cs + ab * t;
+        d[c] = roundLevel((as * sp + wb * cb) * inv);
+    }
+    d[3] = roundLevel(ao * 255.0f);
+}
+
+// One channel over an opaque backdrop: level a plus (T - 255 a) x weight,
+// rounded; weight is as' / 255.
+template <int Mode>
+inline uchar overOpaque(int a, int b, float weight)
+{
+    const int v = int(float(a) + float(term<Mode>(a, b) - 255 * a) * weight + 0.5f);
+    return uchar(v < 0 ? 0 : v > 255 ? 255 : v);
+}
+
+// Pixels of a row taken at a time: their alphas fit on the stack, and a run
+// over an opaque backdrop, the common case, takes the vector loop.
+constexpr int kChunk = 64;
+
 // One row: `count` pixels of s over d (B, G, R, A bytes), mask bytes m or
 // none, the opacity as a 1 / 65535 fraction; `anyOpacity`: the opacity is
 // above 0, however little.
 template <int Mode>
 void blendRow(const uchar *s, uchar *d, const uchar *m, int count, uint32_t opacity, bool anyOpacity)
 {
-    for (int x = 0; x < count; ++x, s += 4, d += 4) {
-        uint32_t alpha = (uint32_t(s[3]) * opacity + 127u) / 255u;
-        if (m)
-            alpha = (alpha * m[x] + 127u) / 255u;
-        const int db = d[3];
-        if (alpha == 0) {
-            // The backdrop as it was. Over an empty one the reference gives
-            // the layer's colour where its alpha is above 0 however little,
-            // else 0.
-            if (db == 0) {
-                const bool shows = anyOpacity && s[3] != 0 && (!m || m[x] != 0);
-                d[0] = shows ? s[0] : 0;
-                d[1] = shows ? s[1] : 0;
-                d[2] = shows ? s[2] : 0;
+    uint32_t alphas[kChunk];
+    float weights[4 * kChunk];
+    for (int start = 0; start < count; start += kChunk, s += 4 * kChunk, d += 4 * kChunk) {
+        const int n = std::min(kChunk, count - start);
+        const uchar *mask = m ? m + start : nullptr;
+        uint32_t opaque = 255;   // the backdrop alphas ANDed
+        uint32_t empty = 0;      // ... and ORed
+        if (mask) {
+#pragma omp simd reduction(& : opaque) reduction(| : empty)
+            for (int i = 0; i < n; ++i) {
+                alphas[i] = ((uint32_t(s[4 * i + 3]) * opacity + 127u) / 255u * mask[i] + 127u) / 255u;
+                opaque &= d[4 * i + 3];
+                empty |= d[4 * i + 3];
+            }
+        } else {
+#pragma omp simd reduction(& : opaque) reduction(| : empty)
+            for (int i = 0; i < n; ++i) {
+                alphas[i] = (uint32_t(s[4 * i + 3]) * opacity + 127u) / 255u;
+                opaque &= d[4 * i + 3];
+                empty |= d[4 * i + 3];
+            }
+        }
+        if (empty == 0) {
+            // Over nothing: the layer's colour wherever its alpha is above
+            // 0 however little (else 0), with alpha as' rounded.
+            const quint32 *from = reinterpret_cast<const quint32 *>(s);
+            quint32 *to = reinterpret_cast<quint32 *>(d);
+            const quint32 shown = anyOpacity ? 0xffffffu : 0u;
+            if (mask) {
+#pragma omp simd
+                for (int i = 0; i < n; ++i) {
+                    const quint32 keep = shown & -quint32((from[i] >> 24) != 0) & -quint32(mask[i] != 0);
+                    to[i] = (from[i] & keep) | ((alphas[i] * 255u + 32767u) / 65535u) << 24;
+                }
+            } else {
+#pragma omp simd
+                for (int i = 0; i < n; ++i) {
+                    const quint32 keep = shown & -quint32((from[i] >> 24) != 0);
+                    to[i] = (from[i] & keep) | ((alphas[i] * 255u + 32767u) / 65535u) << 24;
+                }
             }
             continue;
         }
-        if (db == 0) {
-            d[0] = s[0];
-            d[1] = s[1];
-            d[2] = s[2];
-            d[3] = uchar((alpha * 255u + 32767u) / 65535u);
-            continue;
-        }
-        if (db == 255) {
-            // (T - 255 a) / 255 levels, times as'.
-            const float k = float(alpha) * (1.0f / (255.0f * float(kFull)));
-            for (int c = 0; c < 3; ++c) {
-                const int a = d[c];
-                const int t = term<Mode>(a, s[c]) - 255 * a;
-                d[c] = roundLevel(float(a) + float(t) * k);
+        if (opaque == 255) {
+            // (T - 255 a) / 255 levels times as', byte by byte so that the
+            // loop reads and writes whole vectors; alpha bytes get weight 0
+            // and so stay 255.
+            const float k = 1.0f / (255.0f * float(kFull));
+            for (int i = 0; i < n; ++i) {
+                const float weight = float(alphas[i]) * k;
+                weights[4 * i] = weights[4 * i + 1] = weights[4 * i + 2] = weight;
+                weights[4 * i + 3] = 0.0f;
             }
+#pragma omp simd
+            for (int j = 0; j < 4 * n; ++j)
+                d[j] = overOpaque<Mode>(d[j], s[j], weights[j]);
             continue;
         }
-        // The reference's general formulas.
-        const float as = float(alpha) / float(kFull);
-        const float ab = float(db) / 255.0f;
-        const float ao = as + ab * (1.0f - as);
-        const float wb = ab * (1.0f - as);
-        const float inv = 255.0f / ao;
-        for (int c = 0; c < 3; ++c) {
-            const float cs = float(s[c]) / 255.0f;
-            const float cb = float(d[c]) / 255.0f;
-            const float t = float(term<Mode>(d[c], s[c])) * kTermScale;
-            const float sp = (1.0f - ab) * cs + ab * t;
-            d[c] = roundLevel((as * sp + wb * cb) * inv);
-        }
-        d[3] = roundLevel(ao * 255.0f);
+        for (int i = 0; i < n; ++i)
+            blendPixel<Mode>(s + 4 * i, d + 4 * i, alphas[i], anyOpacity && s[4 * i + 3] != 0 && (!mask || mask[i] != 0));
     }
 }
 
