@@ -1,0 +1,162 @@
+#include "composetext.h"
+
+#include "document/vellcontext.h"
+#include "document/velllayer.h"
+#include "document/velllayermanager.h"
+#include "document/velltextlayer.h"
+#include "foundation/vellmemory.h"
+#include "picture/vellpicturehost.h"
+
+#include <QImage>
+#include <QRegularExpression>
+
+#include <climits>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+// "X,Y" with integers, either may be negative.
+bool parsePoint(const QString &value, QPoint *point)
+{
+    static const QRegularExpression pattern(QStringLiteral("^(-?\\d{1,9}),(-?\\d{1,9})$"));
+    const QRegularExpressionMatch match = pattern.match(value);
+    if (!match.hasMatch())
+        return false;
+    *point = QPoint(match.captured(1).toInt(), match.captured(2).toInt());
+    return true;
+}
+
+// "FAMILY,PT": the family may hold commas; the size is after the last one.
+bool parseFont(const QString &value, QFont *font)
+{
+    const int comma = value.lastIndexOf(',');
+    if (comma <= 0)
+        return false;
+    bool ok = false;
+    const double points = value.mid(comma + 1).toDouble(&ok);
+    if (!ok || !(points > 0.0 && points <= 1000.0))
+        return false;
+    QFont parsed(value.left(comma).trimmed());
+    parsed.setPointSizeF(points);
+    *font = parsed;
+    return true;
+}
+
+bool parseColour(const QString &value, QColor *colour)
+{
+    static const QRegularExpression pattern(QStringLiteral("^#[0-9A-Fa-f]{6}$"));
+    if (!pattern.match(value).hasMatch())
+        return false;
+    *colour = QColor(value);
+    return true;
+}
+
+} // namespace
+
+QString vellTakeComposeTexts(QStringList &arguments, QVector<VellComposeText> *texts)
+{
+    QStringList rest;
+    QVector<VellComposeText> taken;
+    QVector<bool> anchored;
+    for (int i = 0; i < arguments.size(); ++i) {
+        const QString &arg = arguments.at(i);
+        const bool textOption = arg == QLatin1String("--at") || arg == QLatin1String("--font")
+                                || arg == QLatin1String("--color")
+                                || arg == QLatin1String("--direction");
+        // Text options before the first --text are not ours.
+        if (arg != QLatin1String("--text") && !(textOption && !taken.isEmpty())) {
+            rest << arg;
+            continue;
+        }
+        if (i + 1 >= arguments.size())
+            return QStringLiteral("%1 needs a value").arg(arg);
+        const QString value = arguments.at(++i);
+        if (arg == QLatin1String("--text")) {
+            if (value.isEmpty())
+                return QStringLiteral("--text needs a non-empty STRING");
+            VellComposeText text;
+            text.text = value;
+            text.font = QFont(QStringLiteral("DejaVu Sans"));
+            text.font.setPointSizeF(24.0);
+            taken.append(text);
+            anchored.append(false);
+            continue;
+        }
+        VellComposeText &text = taken.last();   // the options follow their --text
+        if (arg == QLatin1String("--at")) {
+            if (!parsePoint(value, &text.at))
+                return QStringLiteral("--at wants X,Y in whole pixels, not \"%1\"").arg(value);
+            anchored.last() = true;
+        } else if (arg == QLatin1String("--font")) {
+            if (!parseFont(value, &text.font))
+                return QStringLiteral("--font wants FAMILY,PT with 0 < PT <= 1000, not \"%1\"").arg(value);
+        } else if (arg == QLatin1String("--color")) {
+            if (!parseColour(value, &text.color))
+                return QStringLiteral("--color wants #RRGGBB, not \"%1\"").arg(value);
+        } else {
+            bool ok = false;
+            text.direction = value.toInt(&ok);
+            if (!ok)
+                return QStringLiteral("--direction wants whole degrees, not \"%1\"").arg(value);
+        }
+    }
+    for (int i = 0; i < taken.size(); ++i)
+        if (!anchored.at(i))
+            return QStringLiteral("--text \"%1\" needs --at X,Y").arg(taken.at(i).text);
+    arguments = rest;
+    *texts = taken;
+    return QString();
+}
+
+VellLayer *vellMakeComposeTextLayer(const VellComposeText &text)
+{
+    VellTextLayer layer(text.text);
+    layer.setFont(text.font);
+    layer.setColor(text.color);
+    layer.setDirection(text.direction);
+    layer.setText(text.text);
+    layer.setPosition(text.at);
+    const QImage image = layer.renderText(false, 1.0f);
+    const QRect rect = layer.getDocumentRect();
+    if (image.isNull() || image.size() != rect.size() || image.format() != QImage::Format_ARGB32)
+        return nullptr;
+    const qint64 rowBytes = qint64(image.width()) * 4;
+    if (rowBytes * image.height() > INT_MAX)
+        return nullptr;
+    unsigned char *memory = VellMemory::getInstance()->alloc(int(rowBytes * image.height()));
+    if (!memory)
+        return nullptr;
+    // ARGB32 is B, G, R, A in memory on this little-endian platform: the host's order.
+    for (int y = 0; y < image.height(); ++y)
+        std::memcpy(memory + size_t(y) * size_t(rowBytes), image.constScanLine(y), size_t(rowBytes));
+    auto *raster = new VellLayer(layer.getLayerName());
+    raster->setVellPictureHost(
+        new VellPictureHost(unsigned(image.width()), unsigned(image.height()), memory, 4));
+    raster->setPosition(rect.topLeft());
+    return raster;
+}
+
+bool vellAddComposeTexts(VellContext *document, const QVector<VellComposeText> &texts,
+                         QString *error)
+{
+    for (const VellComposeText &text : texts) {
+        VellLayer *layer = vellMakeComposeTextLayer(text);
+        if (!layer) {
+            if (error)
+                *error = QStringLiteral("--text \"%1\" renders nothing").arg(text.text);
+            return false;
+        }
+        VellLayerManager *manager = document->getLayerManager();
+        if (manager->getLayerCount() > 0)
+            manager->setActiveLayer(unsigned(manager->getLayerCount() - 1));   // added on top
+        manager->addLayer(layer, false);
+        if (manager->getLayerIndex(layer) < 0) {   // no current document
+            delete layer;
+            if (error)
+                *error = QStringLiteral("no document to add --text \"%1\" to").arg(text.text);
+            return false;
+        }
+    }
+    return true;
+}

@@ -1,0 +1,45 @@
+#ifndef COMPOSETEXT_H
+#define COMPOSETEXT_H
+
+// The text layers of `vell compose`:
+//   --text "STRING" --at X,Y [--font FAMILY,PT] [--color #RRGGBB] [--direction DEG]
+// Each --text starts a text; the text options after it, up to the next
+// --text, belong to it wherever they stand among the other arguments.
+
+#include <QColor>
+#include <QFont>
+#include <QPoint>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+class VellContext;
+class VellLayer;
+
+struct VellComposeText
+{
+    QString text;
+    QPoint at;                 // the anchor: the top-left corner of unturned text
+    QFont font;                // "DejaVu Sans" 24 pt unless --font
+    QColor color = Qt::black;
+    int direction = 0;         // degrees, clockwise on screen
+};
+
+// Takes every text and its options out of `arguments`, leaving the rest in
+// order. An empty string with `texts` filled on success; otherwise the
+// one-line problem (a missing or malformed value, --at missing, an empty
+// STRING), and `arguments` and `texts` unchanged.
+QString vellTakeComposeTexts(QStringList &arguments, QVector<VellComposeText> *texts);
+
+// The text drawn at full resolution with the text layer's layout, as a
+// raster layer (caller owns) named after the text, where the text layer's
+// bounding rectangle lies; null for text that renders nothing.
+VellLayer *vellMakeComposeTextLayer(const VellComposeText &text);
+
+// Adds the texts, in order, on top of the document's layers. The document
+// must be the current one. False (with the problem in `error`) when a text
+// renders nothing.
+bool vellAddComposeTexts(VellContext *document, const QVector<VellComposeText> &texts,
+                         QString *error);
+
+#endif // COMPOSETEXT_H
