@@ -1,6 +1,7 @@
 #include "interchange/vellorareader.h"
 #include "interchange/vellorawriter.h"
 
+#include "canvas/vellblendreference.h"
 #include "foundation/vellcodes.h"
 #include "foundation/vellglobalsettings.h"
 #include "foundation/vellmemory.h"
@@ -9,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 
@@ -73,6 +76,19 @@ QImage layerImage(const VellLayer *layer)
 {
     const VellPictureHost *host = layer->getPictureHost();
     return QImage(host->getData(), int(host->getWidth()), int(host->getHeight()), QImage::Format_ARGB32).copy();
+}
+
+// The layers top first as "name: Mode", with ", hidden" where not visible.
+QStringList describeLayers(VellContext *document)
+{
+    QStringList lines;
+    VellLayerManager *stack = document->getLayerManager();
+    for (int i = int(stack->getLayerCount()) - 1; i >= 0; --i) {
+        const VellLayerBase *layer = stack->getLayer(i);
+        lines << QStringLiteral("%1: %2%3").arg(layer->getLayerName(), VellLayerBase::getBlendModeName(layer->getBlendMode()),
+                                               layer->visible ? QString() : QStringLiteral(", hidden"));
+    }
+    return lines;
 }
 
 } // namespace
@@ -332,6 +348,63 @@ private slots:
         QVERIFY(reader.mergedImage().isNull());
         QVERIFY(reader.thumbnail().isNull());
         QCOMPARE(reader.warnings(), QStringList({ "no mergedimage.png", "no Thumbnails/thumbnail.png" }));
+    }
+
+    // Files that LazPaint and MyPaint wrote (tests/interchange/fixtures, with
+    // the scripts that made them): their layers, and our composite of them
+    // next to the merged image they stored. They composite in 8-bit or
+    // 15-bit fixed point and round otherwise than we do.
+    void otherProgramsFiles_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QStringList>("layers");
+        QTest::addColumn<QStringList>("warnings");
+        QTest::addColumn<int>("tolerance");   // in 8-bit levels, any channel
+        QTest::newRow("LazPaint 7.2.2")
+            << "lazpaint-modes.ora"
+            << QStringList({ "hidden: Multiply, hidden", "normal 191: Normal", "add: Linear Dodge", "exclusion: Exclusion",
+                             "difference: Difference", "soft light: Soft Light", "hard light: Hard Light",
+                             "color dodge: Color Dodge", "color burn: Color Burn", "lighten: Lighten", "darken: Darken",
+                             "overlay: Overlay", "screen: Screen", "multiply: Multiply", "backdrop: Normal" })
+            << QStringList() << 2;
+        QTest::newRow("MyPaint 2.0.1, 1.x mode")
+            << "mypaint-modes.ora"
+            << QStringList({ "hidden: Multiply, hidden", "isolated group: Normal", "luminosity: Luminosity",
+                             "color: Color", "saturation: Saturation", "hue: Hue", "exclusion: Exclusion",
+                             "difference: Difference", "softlight: Soft Light", "hardlight: Hard Light",
+                             "colorburn: Color Burn", "colordodge: Color Dodge", "lighten: Lighten", "darken: Darken",
+                             "overlay: Overlay", "screen: Screen", "multiply: Multiply", "backdrop: Normal",
+                             "background: Normal" })
+            << QStringList({ "\"isolated group\": group of 1 layers flattened" }) << 1;
+    }
+
+    void otherProgramsFiles()
+    {
+        QFETCH(QString, file);
+        QFETCH(QStringList, layers);
+        QFETCH(QStringList, warnings);
+        QFETCH(int, tolerance);
+        VellOraReader reader;
+        QVERIFY2(reader.openFile(QStringLiteral(VELL_SOURCE_DIR "/tests/interchange/fixtures/") + file),
+                 qPrintable(reader.errorString()));
+        std::unique_ptr<VellContext> document(reader.readDocument());
+        QVERIFY2(document, qPrintable(reader.errorString()));
+        QCOMPARE(describeLayers(document.get()), layers);
+        QCOMPARE(reader.warnings(), warnings);
+
+        const QImage stored = reader.mergedImage();
+        QCOMPARE(stored.size(), reader.imageSize());
+        std::unique_ptr<QImage> ours(VellBlendReference::renderToImage(document.get(), stored.width(), stored.height()));
+        QVERIFY(ours);
+        for (int y = 0; y < stored.height(); ++y)
+            for (int x = 0; x < stored.width(); ++x) {
+                const QRgb a = ours->pixel(x, y), b = stored.pixel(x, y);
+                const int diff = std::max({ std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)),
+                                            std::abs(qBlue(a) - qBlue(b)), std::abs(qAlpha(a) - qAlpha(b)) });
+                if (diff > tolerance)
+                    QFAIL(qPrintable(QStringLiteral("%1,%2: ours %3, theirs %4")
+                                         .arg(x).arg(y).arg(a, 8, 16, QLatin1Char('0')).arg(b, 8, 16, QLatin1Char('0'))));
+            }
     }
 
     void canRead()
