@@ -292,6 +292,53 @@ private slots:
         QVERIFY(layer->getThumbTexture());   // rendered for the canvas as it changed
     }
 
+    // A window point on a character, found in the rendering by its selection
+    // colour, hits that character, however the text is turned.
+    void hitTestFindsTheRenderedCharacter_data()
+    {
+        QTest::addColumn<int>("direction");
+        QTest::addColumn<bool>("vertical");
+        QTest::newRow("plain") << 0 << false;
+        QTest::newRow("turned 90") << 90 << false;
+        QTest::newRow("turned 200") << 200 << false;
+        QTest::newRow("vertical") << 0 << true;
+        QTest::newRow("vertical turned 45") << 45 << true;
+    }
+    void hitTestFindsTheRenderedCharacter()
+    {
+        QFETCH(int, direction);
+        QFETCH(bool, vertical);
+        newDocument(400, 400);
+        VellTextLayer *text = addText(QStringLiteral("abcdefgh"), QPointF(200, 200));
+        text->setDirection(direction);
+        text->setVertical(vertical);
+        text->setTextScale(QSizeF(1.5, 0.75));
+        QTextCursor select = text->getTextControl()->textCursor();
+        select.setPosition(4);
+        select.setPosition(5, QTextCursor::KeepAnchor);
+        text->getTextControl()->setTextCursor(select);
+        const QImage rendered = text->renderText(true, 1.0f);
+        QPointF sum;
+        int count = 0;
+        for (int y = 0; y < rendered.height(); ++y)
+            for (int x = 0; x < rendered.width(); ++x) {
+                const QRgb p = rendered.pixel(x, y);
+                if (qAlpha(p) > 250 && qBlue(p) > 200 && qRed(p) < 100 && qGreen(p) > 100 && qGreen(p) < 200) {
+                    sum += QPointF(x + 0.5, y + 0.5);
+                    ++count;
+                }
+            }
+        QVERIFY(count > 20);
+        const QPointF documentPoint = QPointF(text->getDocumentRect().topLeft()) + sum / count;
+        const QPoint window = canvas->canvasCoordtoUI(documentPoint).toPoint();
+        const int hit = text->hitTest(window.x(), window.y());
+        QVERIFY2(hit == 4 || hit == 5, qPrintable(QString::number(hit)));
+        // A click there puts the cursor on it too.
+        QMouseEvent press(QEvent::MouseButtonPress, window, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+        QVERIFY(text->handleEvent(&press));
+        QCOMPARE(text->getTextControl()->textCursor().position(), hit);
+    }
+
     // Whole-document turns and mirrors move the anchor with the document and
     // keep the text's box where the turned or mirrored document puts it.
     void rotateAndFlip_data()
