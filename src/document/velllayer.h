@@ -316,12 +316,13 @@ public:
     // The extent rule of the warps: whether an extent of `size` pixels is
     // kept whole (the available GPU memory above 200 MiB with room for twice
     // its 4-byte pixels, within the largest texture) rather than cut to the
-    // document.
+    // document. Needs the GL context current.
     static bool keepsWholeExtent(const QSize &size);
 
 private:
     // Geometry helpers (velllayergeometry.cpp).
     bool refuseGeometry(const QString &reason);
+    bool geometryReady();
     bool checkGeometrySize(const QSize &size);
     VellGLTexture2D *geometrySource();
     VellGLTexture2D *newGeometryTexture(const QSize &size) const;

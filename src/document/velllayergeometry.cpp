@@ -27,8 +27,8 @@ constexpr qint64 kWholeExtentMemory = 209715199;
 // Pictures stay below 2^31 bytes (the memory budget books sizes as int).
 constexpr qint64 kPictureByteLimit = qint64(1) << 31;
 // Coordinates beyond this cannot describe a texture; checked before any
-// conversion to int.
-constexpr double kCoordinateLimit = 1e9;
+// conversion to int, so that even a bounding box's width stays an int.
+constexpr double kCoordinateLimit = 1e8;
 // The image limit's pixel count is in units of 2^20.
 constexpr qint64 kLimitPixelUnit = qint64(1) << 20;
 
@@ -95,6 +95,16 @@ bool VellLayer::refuseGeometry(const QString &reason)
     return false;
 }
 
+// What every operation needs before it looks at anything else.
+bool VellLayer::geometryReady()
+{
+    if (!pictureHost || pictureHost->isNull() || getWidth() < 1 || getHeight() < 1)
+        return refuseGeometry(QStringLiteral("the layer has no pixels"));
+    if (!QOpenGLContext::currentContext())
+        return refuseGeometry(QStringLiteral("no GL context is current"));
+    return true;
+}
+
 bool VellLayer::checkGeometrySize(const QSize &size)
 {
     if (size.width() < 1 || size.height() < 1)
@@ -124,8 +134,6 @@ bool VellLayer::checkGeometrySize(const QSize &size)
 // made from the host, which an inactive layer may not have kept.
 VellGLTexture2D *VellLayer::geometrySource()
 {
-    if (!QOpenGLContext::currentContext())
-        return nullptr;
     const bool current = gpuCopyIsCurrent() && entireTexture->getWidth() == getWidth()
                          && entireTexture->getHeight() == getHeight();
     if (!current)
@@ -172,14 +180,14 @@ void VellLayer::adoptGeometryResult(std::unique_ptr<VellGLTexture2D> texture,
 
 bool VellLayer::turnLayer(const QPolygonF &sourceCorners, bool swapSides)
 {
-    if (!pictureHost || pictureHost->isNull() || getWidth() < 1 || getHeight() < 1)
-        return refuseGeometry(QStringLiteral("the layer has no pixels"));
+    if (!geometryReady())
+        return false;
     const QSize size = swapSides ? QSize(getHeight(), getWidth()) : QSize(getWidth(), getHeight());
     if (!checkGeometrySize(size))
         return false;
     VellGLTexture2D *source = geometrySource();
     if (!source)
-        return refuseGeometry(QStringLiteral("no GL context or no texture for the layer"));
+        return refuseGeometry(QStringLiteral("no texture could be made for the layer"));
     std::unique_ptr<VellPictureHost> host(
         new VellPictureHost(size.width(), size.height(), pictureHost->getPixelWidth()));
     std::unique_ptr<VellGLTexture2D> target(newGeometryTexture(size));
@@ -264,10 +272,8 @@ QVector<QSize> VellLayer::resizeSteps(const QSize &from, const QSize &to)
 void VellLayer::resize(double sx, double sy)
 {
     geometryError.clear();
-    if (!pictureHost || pictureHost->isNull() || getWidth() < 1 || getHeight() < 1) {
-        refuseGeometry(QStringLiteral("the layer has no pixels"));
+    if (!geometryReady())
         return;
-    }
     if (!(std::isfinite(sx) && sx > 0.0 && std::isfinite(sy) && sy > 0.0)) {
         refuseGeometry(QStringLiteral("resize factors %1, %2 are not finite numbers above 0")
                            .arg(sx)
@@ -285,7 +291,7 @@ void VellLayer::resize(double sx, double sy)
         return;
     VellGLTexture2D *source = geometrySource();
     if (!source) {
-        refuseGeometry(QStringLiteral("no GL context or no texture for the layer"));
+        refuseGeometry(QStringLiteral("no texture could be made for the layer"));
         return;
     }
     // The new host is taken before anything is replaced, so that running
@@ -319,10 +325,8 @@ void VellLayer::resize(double sx, double sy)
 void VellLayer::clip(const QRect &rect)
 {
     geometryError.clear();
-    if (!pictureHost || pictureHost->isNull() || getWidth() < 1 || getHeight() < 1) {
-        refuseGeometry(QStringLiteral("the layer has no pixels"));
+    if (!geometryReady())
         return;
-    }
     const QRect cut = rect & QRect(0, 0, getWidth(), getHeight());
     if (cut.isEmpty()) {
         refuseGeometry(QStringLiteral("the crop %1,%2 %3 x %4 misses the %5 x %6 layer")
@@ -338,7 +342,7 @@ void VellLayer::clip(const QRect &rect)
         return;
     VellGLTexture2D *source = geometrySource();
     if (!source) {
-        refuseGeometry(QStringLiteral("no GL context or no texture for the layer"));
+        refuseGeometry(QStringLiteral("no texture could be made for the layer"));
         return;
     }
     std::unique_ptr<VellPictureHost> host(
@@ -386,14 +390,14 @@ bool VellLayer::placeWarp(const QPolygonF &outline, QRect *extent)
 bool VellLayer::warpLayer(const QPolygonF &quad, const QList<QPointF> *srcPoints,
                           const QList<QPointF> *dstPoints)
 {
-    if (!pictureHost || pictureHost->isNull() || getWidth() < 1 || getHeight() < 1)
-        return refuseGeometry(QStringLiteral("the layer has no pixels"));
+    if (!geometryReady())
+        return false;
     QRect extent;
     if (!placeWarp(quad, &extent))
         return false;
     VellGLTexture2D *source = geometrySource();
     if (!source)
-        return refuseGeometry(QStringLiteral("no GL context or no texture for the layer"));
+        return refuseGeometry(QStringLiteral("no texture could be made for the layer"));
     std::unique_ptr<VellPictureHost> host(
         new VellPictureHost(extent.width(), extent.height(), pictureHost->getPixelWidth()));
     std::unique_ptr<VellGLTexture2D> target(newGeometryTexture(extent.size()));
