@@ -148,10 +148,15 @@ float VellToolGaussianBlurBased::workingScale(const QSize &layer, int limit)
     return side > 0 ? std::min(1.0f, float(limit) / float(side)) : 1.0f;
 }
 
+// In whole numbers, so that the longer side comes out at the limit exactly
+// (a float scale times the side can land a hair above it).
 QSize VellToolGaussianBlurBased::workingSize(const QSize &layer, int limit)
 {
-    const float s = workingScale(layer, limit);
-    return QSize(int(std::ceil(double(s) * layer.width())), int(std::ceil(double(s) * layer.height())));
+    const qint64 side = std::max(layer.width(), layer.height());
+    if (side <= limit || limit <= 0)
+        return layer;
+    const auto scaled = [&](qint64 length) { return int((length * limit + side - 1) / side); };
+    return QSize(scaled(layer.width()), scaled(layer.height()));
 }
 
 QVector<QRectF> VellToolGaussianBlurBased::levelTiles(const QSizeF &size, bool singleDraw)
@@ -385,7 +390,8 @@ void VellToolGaussianBlurBased::gaussianBlur()
 void VellToolGaussianBlurBased::setBlurRadius(float radius)
 {
     blurRadius = radius;
-    if (!cascadePreview)
+    // An inactive tool blurs when it applies (preApplyEntire).
+    if (!cascadePreview && activeFlag)
         gaussianBlur();
 }
 

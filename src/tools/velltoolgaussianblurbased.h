@@ -97,7 +97,8 @@ public:
     virtual void initGaussianBluredTexture(bool force);
     virtual void gaussianBlur();
     virtual void initThumbTexture();
-    virtual void setBlurRadius(float radius);      // layer pixels
+    // Layer pixels; an active tool outside cascade preview blurs again.
+    virtual void setBlurRadius(float radius);
 
     float getBlurRadius() const { return blurRadius; }
     bool isCascadePreview() const { return cascadePreview; }

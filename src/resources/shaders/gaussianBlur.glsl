@@ -7,12 +7,15 @@
 // weighted by exp(-d^2 / (2 Q^2)) with d counted in half steps. Sampling a
 // source that is already blurred by a third of the step at half-step
 // spacing leaves no visible ripple; a whole-step spacing would ghost the
-// picture. Q = 2.05 makes the truncated kernel add 0.884 step^2 of
-// variance, so a level made with step 3^k from the one made with 3^(k-1)
-// has sigma close to 3^k (the variances add: 9^k - 1/9 + small). On the
-// unblurred picture with step 1 the half-texel samples fall between texels;
-// with linear filtering the pass then has a variance of 1.007 texel^2, so
-// level 0 has sigma 1, a radius of 3.
+// picture. The variances of the passes add: the truncated kernel adds
+// about 0.8 step^2, so a level made with step 3^k from the one made with
+// 3^(k-1) has sigma close to 3^k. On the unblurred picture with step 1 the
+// half-texel samples fall between texels, and with linear filtering the
+// pass has a variance of about 0.92 texel^2: level 0 has sigma near 1, a
+// radius of 3. Q = 1.9 gave the smallest error against a sampled Gaussian
+// of sigma 3^k over levels 0 to 2 (below 1 level of 255 on average); the
+// variance alone would ask for 2.05, which blurs visibly too much once the
+// truncated tails pile up over the levels.
 //
 // Colour is averaged premultiplied by alpha, so transparent pixels lend no
 // colour to their neighbours, and written back straight.
@@ -21,7 +24,7 @@ uniform sampler2D image;
 uniform float stepX;
 uniform float stepY;
 
-const float Q = 2.05;
+const float Q = 1.9;
 
 void main()
 {
