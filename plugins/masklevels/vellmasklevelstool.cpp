@@ -1,0 +1,162 @@
+#include "vellmasklevelstool.h"
+
+#include <QDataStream>
+#include <QDoubleSpinBox>
+#include <QFormLayout>
+#include <QGLShaderProgram>
+#include <QSignalBlocker>
+#include <QVBoxLayout>
+#include <QWidget>
+
+namespace {
+
+// black, white (levels), gamma: minimum, maximum, default.
+constexpr double kRanges[3][3] = {{0.0, 255.0, 0.0}, {0.0, 255.0, 255.0}, {0.1, 10.0, 1.0}};
+const char *const kNames[3] = {"black", "white", "gamma"};
+
+bool inRange(int i, double v)
+{
+    return v >= kRanges[i][0] && v <= kRanges[i][1];
+}
+
+} // namespace
+
+VellMaskLevelsTool::VellMaskLevelsTool(QObject *parent) : VellToolSingleChannelFilter(parent)
+{
+    name = QStringLiteral("Mask Levels");
+    toolId = QStringLiteral("mask-levels");
+    version = QStringLiteral("1.0");
+    info = tr("Sets the black point, white point and gamma of the layer's mask.");
+    shaderPath = QStringLiteral(":/masklevels/maskLevels.glsl_");
+}
+
+VellMaskLevelsTool::~VellMaskLevelsTool() = default;
+
+QVector<VellToolParameter> VellMaskLevelsTool::parameterList() const
+{
+    const QString texts[3] = {tr("mask level that becomes fully hidden (0 to 255)"),
+                              tr("mask level that becomes fully shown (0 to 255)"),
+                              tr("gamma of the levels between (above 1 shows more)")};
+    QVector<VellToolParameter> list;
+    for (int i = 0; i < 3; ++i)
+        list.append({QLatin1String(kNames[i]), texts[i], kRanges[i][0], kRanges[i][1], kRanges[i][2], false});
+    return list;
+}
+
+double VellMaskLevelsTool::parameterValue(const QString &parameter) const
+{
+    for (int i = 0; i < 3; ++i)
+        if (parameter == QLatin1String(kNames[i]))
+            return values[i];
+    return 0.0;
+}
+
+bool VellMaskLevelsTool::setParameterValue(const QString &parameter, double value)
+{
+    for (int i = 0; i < 3; ++i) {
+        if (parameter != QLatin1String(kNames[i]))
+            continue;
+        if (!inRange(i, value))
+            return false;
+        values[i] = value;
+        syncWidget();
+        return true;
+    }
+    return false;
+}
+
+void VellMaskLevelsTool::syncWidget()
+{
+    for (int i = 0; i < 3; ++i)
+        if (boxes[i]) {
+            const QSignalBlocker quiet(boxes[i]);
+            boxes[i]->setValue(values[i]);
+        }
+}
+
+void VellMaskLevelsTool::initParams()
+{
+    for (int i = 0; i < 3; ++i)
+        values[i] = kRanges[i][2];
+    syncWidget();
+}
+
+void VellMaskLevelsTool::initParamWidget()
+{
+    if (widget)
+        return;
+    widget = std::make_unique<QWidget>();
+    widget->setWindowTitle(tr("Mask Levels"));
+    auto *layout = new QVBoxLayout(widget.get());
+    auto *form = new QFormLayout;
+    layout->addLayout(form);
+    const QString labels[3] = {tr("Black"), tr("White"), tr("Gamma")};
+    for (int i = 0; i < 3; ++i) {
+        boxes[i] = new QDoubleSpinBox;
+        boxes[i]->setRange(kRanges[i][0], kRanges[i][1]);
+        boxes[i]->setDecimals(i == 2 ? 2 : 0);
+        boxes[i]->setSingleStep(i == 2 ? 0.1 : 1.0);
+        form->addRow(labels[i], boxes[i]);
+        connect(boxes[i], QOverload<double>::of(&QDoubleSpinBox::valueChanged), this, [this, i](double value) {
+            values[i] = value;
+            apply();
+        });
+    }
+    syncWidget();
+}
+
+void VellMaskLevelsTool::showWidget()
+{
+    if (widget)
+        widget->show();
+}
+
+void VellMaskLevelsTool::hideWidget()
+{
+    if (widget)
+        widget->hide();
+}
+
+void VellMaskLevelsTool::deleteWidget()
+{
+    for (QDoubleSpinBox *&box : boxes)
+        box = nullptr;
+    widget.reset();
+}
+
+void VellMaskLevelsTool::passParamsToShader()
+{
+    getProgram()->setUniformValue("black", float(values[0] / 255.0));
+    getProgram()->setUniformValue("white", float(values[1] / 255.0));
+    getProgram()->setUniformValue("gamma", float(values[2]));
+}
+
+void VellMaskLevelsTool::serializeParams(QDataStream &out)
+{
+    out << values[0] << values[1] << values[2];
+}
+
+void VellMaskLevelsTool::deserializeParams(QDataStream &in)
+{
+    double read[3] = {};
+    in >> read[0] >> read[1] >> read[2];
+    // A short or corrupt record changes nothing.
+    if (in.status() != QDataStream::Ok || !inRange(0, read[0]) || !inRange(1, read[1]) || !inRange(2, read[2]))
+        return;
+    for (int i = 0; i < 3; ++i)
+        values[i] = read[i];
+    syncWidget();
+}
+
+VELL_PLUGIN_EXPORT QStringList *getInstanceNames()
+{
+    static QStringList names{QStringLiteral("Mask Levels")};
+    return &names;
+}
+
+VELL_PLUGIN_EXPORT IVellTool *getInstance(QObject *parent, QString name)
+{
+    if (name == QLatin1String("Mask Levels"))
+        return new VellMaskLevelsTool(parent);
+    return nullptr;
+}
