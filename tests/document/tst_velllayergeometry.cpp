@@ -322,7 +322,7 @@ void TestVellLayerGeometry::resizePixels()
     QCOMPARE(layer.getCenter(), QPointF(target.width() * 0.5, target.height() * 0.5));
 }
 
-// Free rotation and a perspective quadrilateral against the CPU map from document pixels back to
+// Free rotation, a perspective quadrilateral and a mesh against the CPU map from document pixels back to
 // layer pixels (bicubic, which only enlarges or keeps the scale here), inside the mapped outline;
 // the half-transparent layer keeps its alpha (a squared alpha would be 64). Around the outline the
 // edge repair leaves no transparent black beside a visible pixel. With little video memory the
@@ -330,7 +330,7 @@ void TestVellLayerGeometry::resizePixels()
 void TestVellLayerGeometry::warps_data()
 {
     QTest::addColumn<QPolygonF>("quad");        // empty: rotate by `angle`
-    QTest::addColumn<double>("angle");
+    QTest::addColumn<double>("angle");        // -1 with a quad: through the mesh
     QTest::addColumn<unsigned>("memoryKiB");    // 0: the driver's own figure
     QTest::addColumn<QRect>("extent");          // in document pixels
     const QRectF layer(QPointF(40, 30), QSizeF(24, 20));
@@ -346,6 +346,9 @@ void TestVellLayerGeometry::warps_data()
     const QPolygonF past({QPointF(-30, -20), QPointF(60, -10), QPointF(50, 40), QPointF(-20, 50)});
     QTest::newRow("little memory: cut to the document") << past << 0.0 << 102400u << QRect(0, 0, 60, 50);
     QTest::newRow("unknown memory: whole") << past << 0.0 << 0u << QRect(-30, -20, 90, 70);
+    // A strip of two triangles over a parallelogram: affine, so the same map as the quadrilateral's.
+    const QPolygonF slanted({QPointF(30, 10), QPointF(90, 20), QPointF(80, 60), QPointF(20, 50)});
+    QTest::newRow("mesh") << slanted << -1.0 << 0u << QRect(20, 10, 70, 50);
 }
 
 void TestVellLayerGeometry::warps()
@@ -371,6 +374,10 @@ void TestVellLayerGeometry::warps()
         quad.removeLast();
         toLayer = turn.inverted() * QTransform::fromTranslate(-40, -30);
         QCOMPARE(layer.getRotationAngle(), 0.0f);
+    } else if (angle < 0) {
+        layer.tesselateAffine(quad, {QPointF(0, 0), QPointF(0, 1), QPointF(1, 0), QPointF(1, 1)},
+                              {quad[0], quad[3], quad[1], quad[2]});
+        QVERIFY(QTransform::quadToQuad(quad, QPolygonF(QRectF(0, 0, 24, 20)).mid(0, 4), toLayer));
     } else {
         layer.applyAffine(quad);
         QVERIFY(QTransform::quadToQuad(quad, QPolygonF(QRectF(0, 0, 24, 20)).mid(0, 4), toLayer));
