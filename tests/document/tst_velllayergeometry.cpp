@@ -268,10 +268,7 @@ void TestVellLayerGeometry::resizeSteps()
     };
     QCOMPARE(widths(QSize(1000, 1000), QSize(100, 100)), (QList<int>{500, 250, 125, 100}));
     QCOMPARE(widths(QSize(1000, 1000), QSize(3000, 3000)), (QList<int>{3000}));
-    // Each side stops at its own target; an odd side rounds its half up.
-    QCOMPARE(VellLayer::resizeSteps(QSize(9, 1000), QSize(27, 100)),
-             (QVector<QSize>{QSize(27, 500), QSize(27, 250), QSize(27, 125), QSize(27, 100)}));
-    QCOMPARE(widths(QSize(9, 9), QSize(2, 2)), (QList<int>{5, 3, 2}));
+    QCOMPARE(widths(QSize(9, 9), QSize(2, 2)), (QList<int>{5, 3, 2}));   // halves round up
 }
 
 // The size is trunc(side x factor); the pixels are the CPU filter run through the same halving
@@ -423,13 +420,9 @@ void TestVellLayerGeometry::refusals_data()
 {
     QTest::addColumn<Step>("step");
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    const double inf = std::numeric_limits<double>::infinity();
     QTest::newRow("rotate 45") << Step([](VellLayer &l) { l.rotate(45); });
-    QTest::newRow("rotate 0") << Step([](VellLayer &l) { l.rotate(0); });
     QTest::newRow("factor 0") << Step([](VellLayer &l) { l.resize(0, 1); });
-    QTest::newRow("negative factor") << Step([](VellLayer &l) { l.resize(1, -2); });
     QTest::newRow("NaN factor") << Step([nan](VellLayer &l) { l.resize(nan, 1); });
-    QTest::newRow("infinite factor") << Step([inf](VellLayer &l) { l.resize(inf, 1); });
     QTest::newRow("side below a pixel") << Step([](VellLayer &l) { l.resize(0.05, 1); });
     QTest::newRow("beyond the largest texture") << Step([](VellLayer &l) { l.resize(1e5, 1); });
     QTest::newRow("beyond the image limit") << Step([](VellLayer &l) {
@@ -443,14 +436,8 @@ void TestVellLayerGeometry::refusals_data()
     QTest::newRow("three collinear corners") << Step([](VellLayer &l) {
         l.applyAffine(QPolygonF({QPointF(0, 0), QPointF(10, 0), QPointF(20, 0), QPointF(0, 20)}));
     });
-    QTest::newRow("concave") << Step([](VellLayer &l) {
-        l.applyAffine(QPolygonF({QPointF(0, 0), QPointF(20, 0), QPointF(5, 5), QPointF(0, 20)}));
-    });
     QTest::newRow("NaN corner") << Step([nan](VellLayer &l) {
         l.applyAffine(QPolygonF({QPointF(0, 0), QPointF(nan, 0), QPointF(20, 20), QPointF(0, 20)}));
-    });
-    QTest::newRow("three corners") << Step([](VellLayer &l) {
-        l.applyAffine(QPolygonF({QPointF(0, 0), QPointF(20, 0), QPointF(0, 20)}));
     });
     QTest::newRow("mesh lists of different lengths") << Step([](VellLayer &l) {
         l.tesselateAffine(QPolygonF(QRectF(0, 0, 10, 10)), {QPointF(0, 0), QPointF(1, 0), QPointF(0, 1)},
@@ -489,8 +476,6 @@ void TestVellLayerGeometry::undoRestores_data()
 {
     QTest::addColumn<Step>("step");
     QTest::newRow("rotate 90") << Step([](VellLayer &l) { l.rotate(90); });
-    QTest::newRow("resize 0.4") << Step([](VellLayer &l) { l.resize(0.4, 0.4); });
-    QTest::newRow("crop") << Step([](VellLayer &l) { l.clip(QRect(2, 1, 5, 4)); });
     QTest::newRow("free rotation") << Step([](VellLayer &l) {
         l.setRotationAngle(20);
         l.applyRotation();
