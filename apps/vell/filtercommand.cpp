@@ -11,6 +11,7 @@
 #include "foundation/vellcodes.h"
 #include "foundation/velllog.h"
 #include "picture/vellpicturehost.h"
+#include "presets/vellbatchactionrecord.h"
 #include "selection/vellselection.h"
 #include "tools/velltoolbase.h"
 #include "tools/velltoolmanager.h"
@@ -24,10 +25,40 @@
 
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <memory>
 
 int vellFilterCommand(VellHost &host, const QStringList &args);
 int vellToolsCommand(VellHost &host, const QStringList &args);
+
+// How vellFilterPicture runs a filter: the channels it may write, a grey
+// mask file of the picture's size confining it (empty: everywhere), the
+// batch record the document hands the step to (null: none), and what sets
+// the tool's parameters once it is active (false stops the run; it prints
+// its own message).
+struct VellFilterSetup
+{
+    int channels = VellChannelBits::All;
+    QString maskPath;
+    VellBatchActionRecord *record = nullptr;
+    std::function<bool(VellToolBase *tool)> setParameters;
+};
+// Runs `tool` over the whole of `picture` on the GPU, in a one-layer
+// document of the picture's size made current for the run (batch and
+// quiet: no dialogs, no undo records), and returns the filtered picture.
+// Null, with the message printed, when it cannot; `name` names the picture
+// in messages. Shared with vell batch, so a step replayed there gives the
+// bytes vell filter gives.
+std::unique_ptr<VellPictureHost> vellFilterPicture(VellCanvas *canvas, VellToolBase *tool,
+                                                   std::unique_ptr<VellPictureHost> picture,
+                                                   const VellFilterSetup &setup, const QString &name);
+// The filter plug-ins of the first tools folder that exists; the folders
+// looked at go into *looked.
+void vellLoadTools(QStringList *looked);
+// batchcommand.cpp: a batch-action file read whole into `record`, else false
+// with the message printed; `record` written to `file` (see vellWriteStream).
+bool vellLoadBatchFile(VellBatchActionRecord *record, const QString &path);
+bool vellWriteBatchFile(VellAtomicFile *file, VellBatchActionRecord *record);
 
 namespace {
 
@@ -47,6 +78,9 @@ const char *const kFilterUsage =
     "                     writes such masks)\n"
     "  --channels LIST    the colour channels the filter may change, a comma list\n"
     "                     of r, g and b (default all three)\n"
+    "  --record FILE.vba  also appends the step (the filter and its parameters)\n"
+    "                     to the batch-action file FILE.vba, made when missing,\n"
+    "                     for vell batch run to replay (see vell batch --help)\n"
     "\n"
     "Options:\n"
     "  --no-colour        leave IN's colours as they are (by default IN is\n"
@@ -90,9 +124,9 @@ void debugToLog(QtMsgType type, const QMessageLogContext &context, const QString
         previousHandler(type, context, message);
 }
 
-// Loads the plug-ins of the first tools folder that exists; the folders
-// looked at go into *looked.
-void loadTools(QStringList *looked)
+} // namespace
+
+void vellLoadTools(QStringList *looked)
 {
     previousHandler = qInstallMessageHandler(debugToLog);
     struct Restore
@@ -110,6 +144,8 @@ void loadTools(QStringList *looked)
     }
 }
 
+namespace {
+
 QString number(double value)
 {
     return QString::number(value, 'g', 10);
@@ -117,7 +153,7 @@ QString number(double value)
 
 struct FilterJob
 {
-    QString inputPath, outputPath, toolId, presetPath, maskPath;
+    QString inputPath, outputPath, toolId, presetPath, maskPath, recordPath;
     QVector<QPair<QString, QString>> params;   // as given
     int channels = VellChannelBits::All;
     VellSharedOptions options;
@@ -173,6 +209,9 @@ int parse(const QStringList &args, FilterJob *job)
                 return ExitUsage;
         } else if (arg == QLatin1String("--select")) {
             if (!value(&i, &job->maskPath))
+                return ExitUsage;
+        } else if (arg == QLatin1String("--record")) {
+            if (!value(&i, &job->recordPath))
                 return ExitUsage;
         } else if (arg == QLatin1String("--channels")) {
             QString list;
@@ -292,7 +331,7 @@ int vellToolsCommand(VellHost &host, const QStringList &args)
         return vellUsageError(QStringLiteral("tools takes no arguments (got '%1')").arg(args.first()));
     host.setUp(VellHost::Headless);
     QStringList looked;
-    loadTools(&looked);
+    vellLoadTools(&looked);
     const QList<IVellTool *> tools = VellToolManager::getInstance()->getTools(QStringLiteral("Filter"));
     if (tools.isEmpty()) {
         vellNote(QStringLiteral("no filter plug-ins found (looked in %1)").arg(looked.join(QStringLiteral(", "))));
@@ -312,6 +351,52 @@ int vellToolsCommand(VellHost &host, const QStringList &args)
     return ExitOk;
 }
 
+std::unique_ptr<VellPictureHost> vellFilterPicture(VellCanvas *canvas, VellToolBase *tool,
+                                                   std::unique_ptr<VellPictureHost> picture,
+                                                   const VellFilterSetup &setup, const QString &name)
+{
+    const int width = int(picture->getWidth()), height = int(picture->getHeight());
+    canvas->makeCurrent();
+    auto document = std::make_unique<VellContext>();
+    // No dialogs, and no undo records: nothing here is ever undone.
+    document->batchFlag = true;
+    document->quietFlag = true;
+    document->editingChannel = setup.channels;
+    VellBatchActionRecord::setDocumentRecord(document.get(), setup.record);
+    VellContextManager *contexts = VellContextManager::getInstance();
+    contexts->addContext(document.get());
+    contexts->setCurrentContext(contexts->indexOfContext(document.get()));
+    auto *selection = new VellSelection(nullptr, width, height);
+    document->setSelection(selection);
+    auto *layer = new VellLayer(name);
+    layer->setVellPictureHost(picture.release());
+    document->getLayerManager()->addLayer(layer, false);
+    if (document->getLayerManager()->getLayerCount() != 1) {
+        delete layer;
+        vellError(QStringLiteral("cannot filter %1: the document refused its layer").arg(name));
+        return nullptr;
+    }
+    canvas->reSizeCanvas(width, height, true);
+    if (!setup.maskPath.isEmpty() && !selectMask(selection, setup.maskPath))
+        return nullptr;
+
+    tool->active(document.get());
+    if (!tool->isActive()) {
+        vellError(QStringLiteral("%1 cannot work on %2").arg(tool->getToolId(), name));
+        return nullptr;
+    }
+    if (setup.setParameters && !setup.setParameters(tool)) {
+        tool->disActive();
+        return nullptr;
+    }
+    vellProgress(QStringLiteral("filtering %1 with %2").arg(name, tool->getName()));
+    tool->applyEntire(true);
+    tool->disActive();
+    canvas->makeCurrent();
+    layer->fboTextureToHost(true);
+    return layer->takePictureHost();
+}
+
 int vellFilterCommand(VellHost &host, const QStringList &args)
 {
     if (vellWantsHelp(args)) {
@@ -324,7 +409,8 @@ int vellFilterCommand(VellHost &host, const QStringList &args)
     if (!vellCheckImageSuffix(job.outputPath)
         || !vellCheckOutputOptions(job.options.output, vellImageFormat(job.outputPath)))
         return ExitUsage;
-    if (vellOutputIsInput(job.outputPath, {job.inputPath, job.maskPath, job.presetPath}))
+    if (vellOutputIsInput(job.outputPath, {job.inputPath, job.maskPath, job.presetPath, job.recordPath})
+        || (!job.recordPath.isEmpty() && vellOutputIsInput(job.recordPath, {job.inputPath, job.maskPath, job.presetPath})))
         return ExitUsage;
     if (!vellInputExists(job.inputPath) || (!job.maskPath.isEmpty() && !vellInputExists(job.maskPath)))
         return ExitFailure;
@@ -338,7 +424,7 @@ int vellFilterCommand(VellHost &host, const QStringList &args)
     if (!host.setImageLimit(job.options.maxSize))
         return ExitUsage;
     QStringList looked;
-    loadTools(&looked);
+    vellLoadTools(&looked);
     auto *tool = qobject_cast<VellToolBase *>(
         VellToolManager::getInstance()->getTool(QStringLiteral("Filter"), job.toolId));
     if (!tool)
@@ -346,8 +432,15 @@ int vellFilterCommand(VellHost &host, const QStringList &args)
                               .arg(job.toolId, looked.join(QStringLiteral(", "))));
     if (const int checked = setParameters(tool, job, false); checked != kProceed)
         return checked;
+    // The record the step is appended to: the file's steps first, when it
+    // exists, so a broken file is refused before any work.
+    std::unique_ptr<VellBatchActionRecord> record;
+    if (!job.recordPath.isEmpty()) {
+        record = std::make_unique<VellBatchActionRecord>();
+        if (QFileInfo::exists(job.recordPath) && !vellLoadBatchFile(record.get(), job.recordPath))
+            return ExitFailure;
+    }
 
-    // The one-layer document of IN, with its selection.
     QByteArray iccProfile;
     VellPictureHost *read = vellReadImageHost(job.inputPath, false, nullptr, &iccProfile);
     if (read && !job.options.noColour && !vellColourStep(&read, job.inputPath, iccProfile, QString())) {
@@ -358,55 +451,49 @@ int vellFilterCommand(VellHost &host, const QStringList &args)
     if (!picture)
         return ExitFailure;
     const int width = int(picture->getWidth()), height = int(picture->getHeight());
-    canvas->makeCurrent();
-    auto document = std::make_unique<VellContext>();
-    // No dialogs, and no undo records: nothing here is ever undone.
-    document->batchFlag = true;
-    document->quietFlag = true;
-    document->editingChannel = job.channels;
-    VellContextManager *contexts = VellContextManager::getInstance();
-    contexts->addContext(document.get());
-    contexts->setCurrentContext(contexts->indexOfContext(document.get()));
-    auto *selection = new VellSelection(nullptr, width, height);
-    document->setSelection(selection);
-    auto *layer = new VellLayer(QFileInfo(job.inputPath).fileName());
-    layer->setVellPictureHost(picture.release());
-    document->getLayerManager()->addLayer(layer, false);
-    if (document->getLayerManager()->getLayerCount() != 1) {
-        delete layer;
-        vellError(QStringLiteral("cannot filter %1: the document refused its layer").arg(job.inputPath));
+    VellFilterSetup setup;
+    setup.channels = job.channels;
+    setup.maskPath = job.maskPath;
+    setup.record = record.get();
+    setup.setParameters = [&job](VellToolBase *active) {
+        return (job.presetPath.isEmpty() || readPreset(active, job.presetPath))
+               && setParameters(active, job, true) == kProceed;
+    };
+    const int stepsBefore = record ? record->getActionList()->size() : 0;
+    const std::unique_ptr<VellPictureHost> filtered =
+        vellFilterPicture(canvas, tool, std::move(picture), setup, QFileInfo(job.inputPath).fileName());
+    if (!filtered)
         return ExitFailure;
-    }
-    canvas->reSizeCanvas(width, height, true);
-    if (!job.maskPath.isEmpty() && !selectMask(selection, job.maskPath))
-        return ExitFailure;
-
-    tool->active(document.get());
-    if (!tool->isActive()) {
-        vellError(QStringLiteral("%1 cannot work on %2").arg(job.toolId, job.inputPath));
-        return ExitFailure;
-    }
-    if (!job.presetPath.isEmpty() && !readPreset(tool, job.presetPath)) {
-        tool->disActive();
-        return ExitFailure;
-    }
-    if (const int set = setParameters(tool, job, true); set != kProceed) {
-        tool->disActive();
-        return set;
-    }
-    vellProgress(QStringLiteral("filtering %1 with %2").arg(job.inputPath, tool->getName()));
-    tool->applyEntire(true);
-    tool->disActive();
-    canvas->makeCurrent();
-    layer->fboTextureToHost(true);
-    const QImage result = vellHostToImage(layer->getPictureHost());
+    const QImage result = vellHostToImage(filtered.get());
     if (result.isNull()) {
         vellError(QStringLiteral("cannot filter %1: no memory for the result").arg(job.inputPath));
         return ExitFailure;
     }
-    if (!vellWriteImageFile(job.outputPath, vellOutputImage(result, vellImageFormat(job.outputPath), job.options.output),
-                            job.options.output))
+    if (record && record->getActionList()->size() != stepsBefore + 1) {
+        vellError(QStringLiteral("cannot record the step into %1: %2 recorded nothing").arg(job.recordPath, job.toolId));
         return ExitFailure;
+    }
+    // Both files or neither: the step is recorded only with its image.
+    VellAtomicFile image(job.outputPath);
+    if (!image.open()
+        || !vellWriteImage(&image, vellOutputImage(result, vellImageFormat(job.outputPath), job.options.output),
+                           vellImageFormat(job.outputPath), job.options.output)) {
+        image.reportError();
+        return ExitFailure;
+    }
+    if (record) {
+        VellAtomicFile steps(job.recordPath);
+        if (!steps.open() || !vellWriteBatchFile(&steps, record.get())) {
+            steps.reportError();
+            return ExitFailure;
+        }
+        if (!vellCommitAll({&image, &steps}))
+            return ExitFailure;
+    } else if (!vellCommitAll({&image})) {
+        return ExitFailure;
+    }
     vellNote(QStringLiteral("wrote %1 (%2, %3x%4)").arg(job.outputPath, tool->getName()).arg(width).arg(height));
+    if (record)
+        vellNote(QStringLiteral("recorded step %1 into %2").arg(record->getActionList()->size()).arg(job.recordPath));
     return ExitOk;
 }

@@ -10,6 +10,7 @@ int vellSelectCommand(VellHost &host, const QStringList &args);   // selectcomma
 int vellFilterCommand(VellHost &host, const QStringList &args);   // filtercommand.cpp
 int vellToolsCommand(VellHost &host, const QStringList &args);    // filtercommand.cpp
 int vellTransformCommand(VellHost &host, const QStringList &args);   // transformcommand.cpp
+int vellBatchCommand(VellHost &host, const QStringList &args);   // batchcommand.cpp
 
 namespace {
 
@@ -54,6 +55,12 @@ const char *const kUsage =
     "                                     SX SY, --size W H), crop (--crop X Y W H)\n"
     "                                     or warp (--quad ...) IN on the GPU (see\n"
     "                                     vell transform --help)\n"
+    "  batch add|list|run FILE.vba ...    build a batch-action file step by step\n"
+    "                                     (--resize, --rotate, --logo, --text; filter\n"
+    "                                     steps come from vell filter --record), list\n"
+    "                                     it, or replay it over a folder of images\n"
+    "                                     with --jobs N and --shard K/N (see vell\n"
+    "                                     batch --help)\n"
     "\n"
     "Commands that open an image convert it to sRGB and print \"colour space:\n"
     "...\" with what decided: the ICC profile the file embeds, else the colour\n"
@@ -92,6 +99,7 @@ const Command kCommands[] = {
     {"unpack", vellUnpackCommand}, {"icc", vellIccCommand},       {"compose", vellComposeCommand},
     {"select", vellSelectCommand}, {"filter", vellFilterCommand}, {"tools", vellToolsCommand},
     {"transform", vellTransformCommand},
+    {"batch", vellBatchCommand},
 };
 
 } // namespace
