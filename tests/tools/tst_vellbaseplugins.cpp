@@ -536,6 +536,47 @@ private slots:
         }
     }
 
+    // A record cut anywhere leaves the parameters as they were; the whole
+    // record brings its value back.
+    void truncatedRecords_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<QString>("parameter");
+        QTest::addColumn<double>("recorded");
+        QTest::addColumn<double>("current");
+        QTest::newRow("gaussian blur") << "gaussian-blur" << "radius" << 42.5 << 7.0;
+        QTest::newRow("unsharp mask") << "unsharp-mask" << "threshold" << 12.0 << 3.0;
+        QTest::newRow("median") << "median" << "radius" << 3.0 << 2.0;
+        QTest::newRow("mask levels") << "mask-levels" << "gamma" << 2.5 << 0.4;
+    }
+    void truncatedRecords()
+    {
+        QFETCH(QString, id);
+        QFETCH(QString, parameter);
+        QFETCH(double, recorded);
+        QFETCH(double, current);
+        auto *filter = qobject_cast<VellToolBase *>(VellToolManager::getInstance()->getTool(id));
+        QVERIFY(filter->setParameterValue(parameter, recorded));
+        QByteArray record;
+        {
+            QDataStream out(&record, QIODevice::WriteOnly);
+            out.setVersion(QDataStream::Qt_4_8);
+            filter->serializeParams(out);
+        }
+        QVERIFY(filter->setParameterValue(parameter, current));
+        for (int cut = 0; cut < record.size(); ++cut) {
+            QDataStream in(record.left(cut));
+            in.setVersion(QDataStream::Qt_4_8);
+            filter->deserializeParams(in);
+            QCOMPARE(filter->parameterValue(parameter), current);
+        }
+        QDataStream in(record);
+        in.setVersion(QDataStream::Qt_4_8);
+        filter->deserializeParams(in);
+        QCOMPARE(filter->parameterValue(parameter), recorded);
+        filter->initParams();
+    }
+
     void maskLevelsRefusals()
     {
         makeDocument(blockPicture(8, 8, 2), 8, 8);
