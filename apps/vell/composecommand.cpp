@@ -29,6 +29,7 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include <unistd.h>
 
@@ -407,12 +408,111 @@ QString limitText(const SizeLimit &limit)
         .arg(limit.pixels);
 }
 
+// A LAYER's pixels decoded before the document is built: straight into its
+// picture host where the decoder makes the host's own layout (8-bit RGB or
+// RGBA within the limits, not shrunk), else as an image for addImageLayer.
+// Its mask's picture, when it has one. Each is null where the file is left
+// for addImageLayer to read.
+struct DecodedLayer
+{
+    std::unique_ptr<VellPictureHost> host;
+    QByteArray iccProfile;   // with host: the profile the file embeds
+    QImage image;
+    QImage mask;
+};
+
+// Decodes `path` into `host` (allocated to the size its header declares):
+// the decoder writes the host's rows itself when the image it is handed is
+// of the size and format it makes, so no copy is made. False, with the
+// reason said, when the file cannot be decoded.
+bool decodeIntoHost(const QString &path, QImage::Format format, VellPictureHost *host, QByteArray *iccProfile)
+{
+    const int w = int(host->getWidth());
+    const int h = int(host->getHeight());
+    QImage target(host->getData(), w, h, qsizetype(w) * 4, format);
+    QImageReader reader(path);
+    if (!reader.read(&target)) {
+        vellError(QStringLiteral("cannot read %1: %2").arg(path, reader.errorString()));
+        return false;
+    }
+    if (target.size() != QSize(w, h) || (target.format() != QImage::Format_ARGB32 && target.format() != QImage::Format_RGB32)) {
+        vellError(QStringLiteral("cannot read %1: its picture is not the %2 x %3 its header declares")
+                      .arg(path).arg(w).arg(h));
+        return false;
+    }
+    // A decoder that made an image of its own: its rows are copied.
+    if (target.constBits() != host->getData())
+        for (int y = 0; y < h; ++y)
+            std::memcpy(host->getData() + size_t(y) * size_t(w) * 4, target.constScanLine(y), size_t(w) * 4);
+    *iccProfile = target.colorSpace().iccProfile();
+    return true;
+}
+
+// The pictures of the image LAYERs and of their masks, decoded on several
+// threads at once: the decoders are independent, and each file is still
+// read once. Headers are read first, on this thread, to size the hosts
+// within the run's limit; anything else goes through vellReadImage, which
+// checks its header the same way. Files no image reader recognises are left
+// for addImageLayer, which says what they are. False when a picture could
+// not be read, with the reason said.
+bool decodeLayers(const ComposeArguments &args, double scale, std::vector<DecodedLayer> *decoded)
+{
+    const int count = args.layers.size();
+    decoded->resize(size_t(count));
+    struct Job
+    {
+        QString path;
+        QImage *image;             // vellReadImage's picture goes here, or
+        VellPictureHost *host;     // the file is decoded into this host
+        QImage::Format format;     // ... in this layout
+        QByteArray *iccProfile;
+    };
+    QVector<Job> jobs;
+    const qint64 ceiling = VellPictureReader::decodeCeiling();
+    for (int i = 0; i < count; ++i) {
+        const LayerInput &input = args.layers.at(i);
+        DecodedLayer &layer = (*decoded)[size_t(i)];
+        if (!input.mask.isEmpty() && !QImageReader::imageFormat(input.mask).isEmpty())
+            jobs.append({input.mask, &layer.mask, nullptr, QImage::Format_Invalid, nullptr});
+        if (QImageReader::imageFormat(input.path).isEmpty())
+            continue;
+        QImageReader header(input.path);
+        const QSize size = header.size();
+        const QImage::Format format = header.imageFormat();
+        const bool direct = scale >= 1.0 && size.isValid() && !size.isEmpty() && vellWithinLimit(size)
+            && qint64(size.width()) * size.height() <= ceiling / 4
+            && (format == QImage::Format_ARGB32 || format == QImage::Format_RGB32);
+        if (direct) {
+            layer.host.reset(new VellPictureHost(unsigned(size.width()), unsigned(size.height()), 4));
+            if (layer.host->isNull()) {
+                vellError(QStringLiteral("no memory for '%1' (%2x%3)").arg(input.path).arg(size.width())
+                              .arg(size.height()));
+                return false;
+            }
+        }
+        jobs.append({input.path, &layer.image, layer.host.get(), format, &layer.iccProfile});
+    }
+    int failed = 0;
+#pragma omp parallel for schedule(dynamic, 1) reduction(+ : failed)
+    for (int i = 0; i < jobs.size(); ++i) {
+        const Job &job = jobs[i];
+        if (job.host) {
+            failed += decodeIntoHost(job.path, job.format, job.host, job.iccProfile) ? 0 : 1;
+        } else {
+            *job.image = vellReadImage(job.path);
+            failed += job.image->isNull() ? 1 : 0;
+        }
+    }
+    return failed == 0;
+}
+
 // The grey levels of `path` into the layer's mask; false with a message when
 // the file cannot be read or is not of the size of the layer's image
 // (`imageSize`, before any shrinking; the mask shrinks with its layer).
-bool applyMask(VellLayer *layer, const QString &path, const QSize &imageSize)
+// `decoded`: the file's picture when it was decoded already, else null.
+bool applyMask(VellLayer *layer, const QString &path, const QSize &imageSize, QImage decoded)
 {
-    QImage image = vellReadImage(path);
+    QImage image = decoded.isNull() ? vellReadImage(path) : std::move(decoded);
     if (image.isNull())
         return false;
     image = image.convertToFormat(QImage::Format_Grayscale8);
@@ -445,9 +545,11 @@ bool applyMask(VellLayer *layer, const QString &path, const QSize &imageSize)
 
 // One image LAYER into a new layer of the current document, its picture,
 // offset and mask scaled by `scale` (--shrink; 1 otherwise). *deep says
-// whether the image had 16 bits per channel.
+// whether the image had 16 bits per channel. `decoded`: what decodeLayers
+// made of the files (taken, so that an image is freed as soon as the
+// picture host holds its pixels).
 bool addImageLayer(VellContext *document, const LayerInput &input, bool soleLayer, double scale, bool colour,
-                   bool *deep)
+                   bool *deep, DecodedLayer decoded)
 {
     // A file no image reader knows may be a document, which stands alone.
     if (!soleLayer && QImageReader::imageFormat(input.path).isEmpty() && vellInputExists(input.path)) {
@@ -455,21 +557,29 @@ bool addImageLayer(VellContext *document, const LayerInput &input, bool soleLaye
                                  "only LAYER)").arg(input.path));
         return false;
     }
-    QImage image = vellReadImage(input.path);
-    if (image.isNull())
-        return false;
-    const QByteArray iccProfile = image.colorSpace().iccProfile();
-    const QSize imageSize = image.size();
-    *deep = image.depth() == 64 || image.format() == QImage::Format_Grayscale16;
-    if (scale < 1.0)
-        image = image.scaled(scaledSize(imageSize, scale), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    // Within the limits the picture reader keeps the size; it converts to
-    // the library's 4-byte pixels.
-    VellPictureHost *host = image.isNull() ? nullptr : VellPictureReader().ReadImageToHost(image);
-    if (!host) {
-        vellError(QStringLiteral("no memory for '%1' (%2x%3)").arg(input.path).arg(imageSize.width())
-                      .arg(imageSize.height()));
-        return false;
+    VellPictureHost *host = decoded.host.release();
+    QByteArray iccProfile = decoded.iccProfile;
+    QSize imageSize;
+    *deep = false;
+    if (host) {
+        imageSize = QSize(int(host->getWidth()), int(host->getHeight()));
+    } else {
+        QImage image = decoded.image.isNull() ? vellReadImage(input.path) : std::move(decoded.image);
+        if (image.isNull())
+            return false;
+        iccProfile = image.colorSpace().iccProfile();
+        imageSize = image.size();
+        *deep = image.depth() == 64 || image.format() == QImage::Format_Grayscale16;
+        if (scale < 1.0)
+            image = image.scaled(scaledSize(imageSize, scale), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        // Within the limits the picture reader keeps the size; it converts to
+        // the library's 4-byte pixels.
+        host = image.isNull() ? nullptr : VellPictureReader().ReadImageToHost(image);
+        if (!host) {
+            vellError(QStringLiteral("no memory for '%1' (%2x%3)").arg(input.path).arg(imageSize.width())
+                          .arg(imageSize.height()));
+            return false;
+        }
     }
     if (colour && !vellColourStep(&host, input.path, iccProfile, QString())) {
         delete host;
@@ -483,7 +593,7 @@ bool addImageLayer(VellContext *document, const LayerInput &input, bool soleLaye
                                        : QPointF(input.offset);
     layer->setPosition(offset);
     layer->visible = !input.hidden;
-    if (!input.mask.isEmpty() && !applyMask(layer.get(), input.mask, imageSize))
+    if (!input.mask.isEmpty() && !applyMask(layer.get(), input.mask, imageSize, std::move(decoded.mask)))
         return false;
     VellLayerManager *manager = document->getLayerManager();
     const int before = manager->getLayerCount();
@@ -595,10 +705,13 @@ int build(const VellHost &host, ComposeJob *job)
     if (!args.isDocument && args.options.shrink)
         chooseScale(job);
     bool allDeep = !args.isDocument;
+    std::vector<DecodedLayer> decoded;
+    if (!args.isDocument && !decodeLayers(args, job->scale, &decoded))
+        return ExitFailure;
     for (int i = 0; !args.isDocument && i < args.layers.size(); ++i) {
         bool deep = false;
         if (!addImageLayer(session.document, args.layers.at(i), args.layers.size() == 1, job->scale,
-                           !args.options.noColour, &deep))
+                           !args.options.noColour, &deep, std::move(decoded[size_t(i)])))
             return ExitFailure;
         allDeep = allDeep && deep;
         announce(i, args.layers.size());
@@ -651,8 +764,10 @@ int build(const VellHost &host, ComposeJob *job)
         session.canvas->makeCurrent();
     }
     // The document's selection is the document's size, so a saved document
-    // keeps it.
-    if (!saved || saved->getWidth() != size.width() || saved->getHeight() != size.height()) {
+    // keeps it. A run that only writes the composite on the CPU saves no
+    // document and leaves out the selection's full-size bytes.
+    const bool keepsDocument = !args.save.isEmpty() || args.format == "ora" || session.canvas;
+    if (keepsDocument && (!saved || saved->getWidth() != size.width() || saved->getHeight() != size.height())) {
         auto selection = std::make_unique<VellSelection>(nullptr, size.width(), size.height());
         if (selection->isNull()) {
             vellError(QStringLiteral("no memory for a %1x%2 selection").arg(size.width()).arg(size.height()));

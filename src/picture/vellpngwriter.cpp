@@ -29,6 +29,7 @@ struct Layout
     int colourType = PNG_COLOR_TYPE_RGB_ALPHA;
     int bitDepth = 8;
     size_t rowBytes = 0;   // the filter byte and the samples
+    int bytesPerPixel = 4;
 };
 
 bool chooseLayout(const QImage &source, Layout *layout)
@@ -92,6 +93,7 @@ bool chooseLayout(const QImage &source, Layout *layout)
         || samples >= size_t(INT_MAX))
         return false;
     layout->rowBytes = samples + 1;
+    layout->bytesPerPixel = channels * (deep ? 2 : 1);
     layout->image = image;
     return true;
 }
@@ -153,9 +155,48 @@ void packRow(const Layout &layout, int y, uchar *out)
     }
 }
 
+inline int paeth(int a, int b, int c)   // left, up, upper left
+{
+    const int p = a + b - c;
+    const int pa = std::abs(p - a), pb = std::abs(p - b), pc = std::abs(p - c);
+    return pa <= pb && pa <= pc ? a : pb <= pc ? b : c;
+}
+
+// Filters `row` (filter byte, then samples) in place against `above`, the
+// unfiltered row before it (all zero for the first row). Bytes are taken
+// from the end, so every byte a filter reads is still unfiltered.
+void filterRow(uchar *row, const uchar *above, size_t rowBytes, int bpp, int filter)
+{
+    uchar *x = row + 1;
+    const uchar *up = above + 1;
+    const ptrdiff_t n = ptrdiff_t(rowBytes) - 1;
+    switch (filter) {
+    case PNG_FILTER_VALUE_SUB:
+        for (ptrdiff_t i = n - 1; i >= bpp; --i)
+            x[i] = uchar(x[i] - x[i - bpp]);
+        break;
+    case PNG_FILTER_VALUE_UP:
+        for (ptrdiff_t i = 0; i < n; ++i)
+            x[i] = uchar(x[i] - up[i]);
+        break;
+    case PNG_FILTER_VALUE_AVG:
+        for (ptrdiff_t i = n - 1; i >= 0; --i)
+            x[i] = uchar(x[i] - ((i >= bpp ? x[i - bpp] : 0) + up[i]) / 2);
+        break;
+    case PNG_FILTER_VALUE_PAETH:
+        for (ptrdiff_t i = n - 1; i >= 0; --i)
+            x[i] = uchar(x[i] - paeth(i >= bpp ? x[i - bpp] : 0, up[i], i >= bpp ? up[i - bpp] : 0));
+        break;
+    default:
+        return;
+    }
+    row[0] = uchar(filter);
+}
+
 // One strip's work space and result; reused from batch to batch.
 struct Strip
 {
+    std::vector<uchar> above; // the unfiltered row before the first one in raw
     std::vector<uchar> raw;   // the dictionary rows, then the strip's rows
     std::vector<uchar> out;   // raw deflate, ending on a byte boundary
     size_t outBytes = 0;
@@ -166,14 +207,26 @@ struct Strip
 
 // Deflates rows [first, last) into strip->out, primed with the window's
 // worth of rows before `first`; the last strip finishes the stream.
-void deflateStrip(const Layout &layout, int first, int last, bool final, int level, Strip *strip)
+void deflateStrip(const Layout &layout, int first, int last, bool final, int level, int filter, Strip *strip)
 {
     strip->ok = false;
     const size_t rowBytes = layout.rowBytes;
     const int dictRows = first == 0 ? 0 : int(std::min<size_t>(size_t(first), (kWindow + rowBytes - 1) / rowBytes));
     uchar *raw = strip->raw.data();
-    for (int y = first - dictRows; y < last; ++y)
-        packRow(layout, y, raw + size_t(y - (first - dictRows)) * rowBytes);
+    const int top = first - dictRows;
+    for (int y = top; y < last; ++y)
+        packRow(layout, y, raw + size_t(y - top) * rowBytes);
+    if (filter != PNG_FILTER_VALUE_NONE) {
+        uchar *above = strip->above.data();
+        if (top > 0)
+            packRow(layout, top - 1, above);
+        else
+            std::memset(above, 0, rowBytes);
+        for (int y = last - 1; y >= top; --y) {
+            uchar *row = raw + size_t(y - top) * rowBytes;
+            filterRow(row, y > top ? row - rowBytes : above, rowBytes, layout.bytesPerPixel, filter);
+        }
+    }
     const size_t dictBytes = size_t(dictRows) * rowBytes;
     const size_t inBytes = size_t(last - first) * rowBytes;
     uchar *in = raw + dictBytes;
@@ -182,8 +235,10 @@ void deflateStrip(const Layout &layout, int first, int last, bool final, int lev
 
     z_stream z{};
     // Raw deflate: the zlib header and checksum are written once for all
-    // strips. Unfiltered rows deflate best with the default strategy.
-    if (deflateInit2(&z, level, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+    // strips. Filtered rows are mostly small differences, which deflate
+    // better favouring literals over short matches, as libpng does.
+    if (deflateInit2(&z, level, Z_DEFLATED, -15, 8,
+                     filter == PNG_FILTER_VALUE_NONE ? Z_DEFAULT_STRATEGY : Z_FILTERED) != Z_OK)
         return;
     bool ok = true;
     if (dictBytes > 0) {
@@ -240,6 +295,7 @@ struct Job
     Layout layout;
     Sink sink;
     int level = 6;
+    int filter = PNG_FILTER_VALUE_NONE;
     int threads = 1;
     int stripRows = 1;
     int strips = 0;
@@ -261,7 +317,8 @@ bool deflateBatch(Job *job, int first, int count)
         const int strip = first + i;
         const int top = strip * job->stripRows;
         const int bottom = std::min(height, top + job->stripRows);
-        deflateStrip(job->layout, top, bottom, strip == job->strips - 1, job->level, &job->batchStrips[size_t(i)]);
+        deflateStrip(job->layout, top, bottom, strip == job->strips - 1, job->level, job->filter,
+                     &job->batchStrips[size_t(i)]);
         failed += job->batchStrips[size_t(i)].ok ? 0 : 1;
     }
     if (failed)
@@ -357,6 +414,11 @@ void VellPngWriter::setCompression(int level)
     m_level = std::clamp(level, 0, 9);
 }
 
+void VellPngWriter::setFilter(int filter)
+{
+    m_filter = std::clamp(filter, int(PNG_FILTER_VALUE_NONE), int(PNG_FILTER_VALUE_PAETH));
+}
+
 bool VellPngWriter::write(const QImage &image, QIODevice *device)
 {
     m_error.clear();
@@ -373,6 +435,7 @@ bool VellPngWriter::write(const QImage &image, QIODevice *device)
     const int height = layout.image.height();
     job.sink.device = device;
     job.level = m_level;
+    job.filter = m_filter;
     job.threads = m_threads > 0 ? m_threads : std::max(1, omp_get_max_threads());
     job.stripRows = m_stripRows > 0 ? m_stripRows : int(std::max<size_t>(1, kStripBytes / layout.rowBytes));
     job.stripRows = std::min(job.stripRows, height);
@@ -399,6 +462,7 @@ bool VellPngWriter::write(const QImage &image, QIODevice *device)
         job.batchStrips.resize(size_t(batch));
         for (Strip &s : job.batchStrips) {
             s.raw.resize(rawBytes);
+            s.above.resize(layout.rowBytes);
             s.out.resize(outBytes);
         }
     } catch (const std::bad_alloc &) {

@@ -36,6 +36,10 @@ public:
     // 0 (stored) to 9 (smallest); out-of-range values are clamped.
     void setCompression(int level);
     int compression() const { return m_level; }
+    // The row filter of every row: 0 none, 1 sub, 2 up, 3 average, 4
+    // Paeth (the PNG filter types); out-of-range values are clamped.
+    void setFilter(int filter);
+    int filter() const { return m_filter; }
     // Threads that deflate; 0 (default) for OpenMP's number.
     void setThreads(int threads) { m_threads = threads < 0 ? 0 : threads; }
     // Rows per strip; 0 (default) for about 1 MiB of pixels a strip. Tests
@@ -50,6 +54,7 @@ public:
 
 private:
     int m_level = 6;
+    int m_filter = 0;
     int m_threads = 0;
     int m_stripRows = 0;
     QString m_error;

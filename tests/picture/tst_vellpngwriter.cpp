@@ -100,23 +100,31 @@ void TestVellPngWriter::roundTrip_data()
     QTest::addColumn<int>("channels");
     QTest::addColumn<int>("level");
     QTest::addColumn<int>("stripRows");   // 0: the writer's own
+    QTest::addColumn<int>("filter");
 
     QTest::newRow("8-bit RGBA, odd width, strips of 2 rows")
-        << int(QImage::Format_ARGB32) << QSize(37, 11) << 4 << 6 << 2;
-    QTest::newRow("8-bit RGB") << int(QImage::Format_RGB32) << QSize(29, 17) << 3 << 6 << 4;
-    QTest::newRow("8-bit RGB888") << int(QImage::Format_RGB888) << QSize(15, 6) << 3 << 1 << 1;
-    QTest::newRow("8-bit grey, odd width") << int(QImage::Format_Grayscale8) << QSize(33, 20) << 1 << 6 << 3;
-    QTest::newRow("16-bit RGBA") << int(QImage::Format_RGBA64) << QSize(21, 13) << 4 << 6 << 5;
-    QTest::newRow("16-bit RGB") << int(QImage::Format_RGBX64) << QSize(19, 8) << 3 << 9 << 3;
-    QTest::newRow("16-bit grey") << int(QImage::Format_Grayscale16) << QSize(9, 25) << 1 << 6 << 7;
+        << int(QImage::Format_ARGB32) << QSize(37, 11) << 4 << 6 << 2 << 0;
+    QTest::newRow("8-bit RGB") << int(QImage::Format_RGB32) << QSize(29, 17) << 3 << 6 << 4 << 0;
+    QTest::newRow("8-bit RGB888") << int(QImage::Format_RGB888) << QSize(15, 6) << 3 << 1 << 1 << 0;
+    QTest::newRow("8-bit grey, odd width") << int(QImage::Format_Grayscale8) << QSize(33, 20) << 1 << 6 << 3 << 0;
+    QTest::newRow("16-bit RGBA") << int(QImage::Format_RGBA64) << QSize(21, 13) << 4 << 6 << 5 << 0;
+    QTest::newRow("16-bit RGB") << int(QImage::Format_RGBX64) << QSize(19, 8) << 3 << 9 << 3 << 0;
+    QTest::newRow("16-bit grey") << int(QImage::Format_Grayscale16) << QSize(9, 25) << 1 << 6 << 7 << 0;
     QTest::newRow("premultiplied comes out straight")
-        << int(QImage::Format_ARGB32_Premultiplied) << QSize(7, 7) << 4 << 6 << 0;
-    QTest::newRow("1x1") << int(QImage::Format_ARGB32) << QSize(1, 1) << 4 << 6 << 0;
-    QTest::newRow("20000x3 strip") << int(QImage::Format_ARGB32) << QSize(20000, 3) << 4 << 6 << 0;
+        << int(QImage::Format_ARGB32_Premultiplied) << QSize(7, 7) << 4 << 6 << 0 << 0;
+    QTest::newRow("1x1") << int(QImage::Format_ARGB32) << QSize(1, 1) << 4 << 6 << 0 << 0;
+    QTest::newRow("20000x3 strip") << int(QImage::Format_ARGB32) << QSize(20000, 3) << 4 << 6 << 0 << 0;
     QTest::newRow("stored (level 0), many strips")
-        << int(QImage::Format_ARGB32) << QSize(301, 40) << 4 << 0 << 3;
+        << int(QImage::Format_ARGB32) << QSize(301, 40) << 4 << 0 << 3 << 0;
     // Rows far wider than the 32 KiB dictionary, one row a strip.
-    QTest::newRow("wide rows, one a strip") << int(QImage::Format_RGBA64) << QSize(5000, 6) << 4 << 6 << 1;
+    QTest::newRow("wide rows, one a strip") << int(QImage::Format_RGBA64) << QSize(5000, 6) << 4 << 6 << 1 << 0;
+    // Each filter reads the row above and the pixel to the left (1, 3, 4 and
+    // 8 bytes a pixel), across strip edges too.
+    QTest::newRow("sub, 8-bit grey") << int(QImage::Format_Grayscale8) << QSize(23, 9) << 1 << 6 << 2 << 1;
+    QTest::newRow("up, 8-bit RGB") << int(QImage::Format_RGB888) << QSize(17, 9) << 3 << 6 << 4 << 2;
+    QTest::newRow("average, 8-bit RGBA") << int(QImage::Format_ARGB32) << QSize(19, 10) << 4 << 6 << 3 << 3;
+    QTest::newRow("Paeth, 16-bit RGBA") << int(QImage::Format_RGBA64) << QSize(13, 11) << 4 << 6 << 2 << 4;
+    QTest::newRow("Paeth, wide rows") << int(QImage::Format_ARGB32) << QSize(9000, 5) << 4 << 2 << 1 << 4;
 }
 
 void TestVellPngWriter::roundTrip()
@@ -126,6 +134,7 @@ void TestVellPngWriter::roundTrip()
     QFETCH(int, channels);
     QFETCH(int, level);
     QFETCH(int, stripRows);
+    QFETCH(int, filter);
     QImage image = testImage(QImage::Format(format), size);
     QVERIFY(!image.isNull());
     // What the file must hold: straight colour for premultiplied input.
@@ -139,6 +148,7 @@ void TestVellPngWriter::roundTrip()
         writer.setCompression(level);
         writer.setThreads(threads);
         writer.setStripRows(stripRows);
+        writer.setFilter(filter);
         QBuffer buffer;
         buffer.open(QIODevice::WriteOnly);
         QVERIFY2(writer.write(image, &buffer), qPrintable(writer.errorString()));
