@@ -106,6 +106,9 @@ private slots:
         QTest::addColumn<QString>("said");
         QTest::newRow("gpu") << QStringList{"--gpu"} + sampleLayers() << "3 layers, 320x240, on the GPU";
         QTest::newRow("cpu") << QStringList{"--cpu"} + sampleLayers() << "3 layers, 320x240, on the CPU";
+        // Mesa's llvmpipe, the only renderer here, is slower than the CPU compositor.
+        QTest::newRow("default on a software rasteriser") << sampleLayers()
+            << "path: CPU (the GL renderer 'llvmpipe";
         QTest::newRow("document, gpu")
             << QStringList{"--gpu", "--progress", doc()} << "2/3: shapes.png, 200x150 at 60,40, Multiply, opacity 0.85, masked";
         QTest::newRow("document, cpu") << QStringList{"--cpu", doc()} << "on the CPU";
