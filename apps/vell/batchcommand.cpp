@@ -6,6 +6,7 @@
 
 #include "canvas/vellcanvas.h"
 #include "document/velllayer.h"
+#include "document/velltextlayer.h"
 #include "foundation/vellcodes.h"
 #include "foundation/vellmessagebox.h"
 #include "picture/vellpicturehost.h"
@@ -72,15 +73,15 @@ const char *const kBatchUsage =
     "  --rotate DEGREES   a quarter or half turn: 90 (counter-clockwise), -90\n"
     "                     (clockwise) or 180\n"
     "  --logo IMAGE       stamps IMAGE (stored in the file) over the picture\n"
-    "  --text STRING      stamps STRING; --font FAMILY,PT (default the system's\n"
-    "                     font) and --color #RRGGBB (default black); vell cannot\n"
-    "                     replay text steps yet\n"
+    "  --text STRING      stamps STRING as a text layer draws it; --font\n"
+    "                     FAMILY,PT (default 10 pt of the system's font) and\n"
+    "                     --color #RRGGBB (default black)\n"
     "Placement of --logo and --text:\n"
     "  --at X,Y           the stamp's corner X pixels from the left edge and Y\n"
     "                     from the top edge (default 0,0)\n"
     "  --from-right       X counts from the right edge to the stamp's right side\n"
     "  --from-bottom      Y counts from the bottom edge to the stamp's bottom\n"
-    "  --factor F         scales the logo by F (default 1; above 0)\n"
+    "  --factor F         scales the logo or the text by F (default 1; above 0)\n"
     "\n"
     "vell batch list prints the steps, one a line.\n"
     "\n"
@@ -89,7 +90,7 @@ const char *const kBatchUsage =
     "writes no such format), and prints one line per image: \"NAME: ok (N ms)\"\n"
     "or \"NAME: failed: REASON\". Images are opened as by vell filter (converted\n"
     "to sRGB); a step that cannot be replayed (an unknown filter, a logo that\n"
-    "cannot be read, a text step) is reported before any image.\n"
+    "cannot be read, an empty text) is reported before any image.\n"
     "  --overwrite        replace files that exist in OUTDIR (default: such an\n"
     "                     image fails and its file is left as it is)\n"
     "  --jobs N           process N images at once, each in a vell process of\n"
@@ -456,25 +457,29 @@ bool planSteps(const RunJob &job, VellBatchActionRecord *record, QVector<Step> *
             }
             break;
         }
-        default:
-            vellError(QStringLiteral("%1: text steps cannot be replayed yet: this vell has no text layer").arg(where));
-            ok = false;
+        default: {
+            auto *text = static_cast<const VellBatchActionText *>(step.action);
+            if (text->getText().trimmed().isEmpty() || !std::isfinite(text->getFactor()) || text->getFactor() <= 0) {
+                vellError(QStringLiteral("%1: a text step needs some text and a factor above 0").arg(where));
+                ok = false;
+            }
             break;
+        }
         }
         steps->append(step);
     }
     return ok;
 }
 
-// The logo at its place over `image` (scaled by the factor, smoothly).
-void stampLogo(QImage *image, const VellBatchActionLogo *logo)
+// `stamp` over `image` at the step's place: X from the left or right edge
+// (or from the centre), Y from the top or bottom edge (or the centre), the
+// stamp scaled by `factor` (smoothly).
+void stampImage(QImage *image, const QImage &stamp, const VellBatchActionLogoBase *place, double factor)
 {
-    const QImage source = logo->getImage();
-    const double factor = double(logo->getFactor());
-    const QSize size(std::max(1, int(std::lround(source.width() * factor))),
-                     std::max(1, int(std::lround(source.height() * factor))));
-    const QPoint at = logo->getPosition();
-    const int h = logo->getHorizontalAlignment(), v = logo->getVerticalAlignment();
+    const QSize size(std::max(1, int(std::lround(stamp.width() * factor))),
+                     std::max(1, int(std::lround(stamp.height() * factor))));
+    const QPoint at = place->getPosition();
+    const int h = place->getHorizontalAlignment(), v = place->getVerticalAlignment();
     const int x = h & Qt::AlignRight     ? image->width() - at.x() - size.width()
                   : h & Qt::AlignHCenter ? (image->width() - size.width()) / 2 + at.x()
                                          : at.x();
@@ -483,7 +488,19 @@ void stampLogo(QImage *image, const VellBatchActionLogo *logo)
                                          : at.y();
     QPainter painter(image);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    painter.drawImage(QRect(QPoint(x, y), size), source);
+    painter.drawImage(QRect(QPoint(x, y), size), stamp);
+}
+
+// A text step's text as a text layer renders it (in the step's font and
+// colour, black when it has none, stretched by its factor).
+QImage renderStampText(const VellBatchActionText *step)
+{
+    VellTextLayer text(QStringLiteral("stamp"));
+    text.setFont(step->getFont());
+    text.setColor(step->getColor().isValid() ? step->getColor() : QColor(Qt::black));
+    text.setTextScale(QSizeF(double(step->getFactor()), double(step->getFactor())));
+    text.setText(step->getText());
+    return text.renderText(false, 1.0f);
 }
 
 // One geometry step on a lone layer, as vell transform runs it.
@@ -576,8 +593,14 @@ bool processImage(VellCanvas *canvas, const RunJob &job, const QVector<Step> &st
             break;
         default: {
             QImage image = vellHostToImage(picture.get());
-            if (!image.isNull()) {
-                stampLogo(&image, static_cast<const VellBatchActionLogo *>(action));
+            auto *place = static_cast<const VellBatchActionLogoBase *>(action);
+            const QImage stamp = action->getType() == VellBatchAction::Logo
+                                     ? static_cast<const VellBatchActionLogo *>(action)->getImage()
+                                     : renderStampText(static_cast<const VellBatchActionText *>(action));
+            if (!image.isNull() && !stamp.isNull()) {
+                // A text layer's rendering already holds the factor.
+                stampImage(&image, stamp, place,
+                           action->getType() == VellBatchAction::Logo ? double(place->getFactor()) : 1.0);
                 picture.reset(vellImageToHost(image, false));
             } else {
                 picture.reset();

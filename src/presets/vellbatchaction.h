@@ -14,8 +14,6 @@ class VellBatchAction
 public:
     enum Type { Filter = 0, Resize = 1, Rotation = 2, Logo = 3, Text = 4 };
 
-    explicit VellBatchAction(int type = -1) : type(type) {}
-
     int getType() const { return type; }
     QString getName() const { return name; }
     void setName(const QString &text) { name = text; }
@@ -30,6 +28,9 @@ public:
     static bool readHead(QDataStream &in, int expected, QString *text);
 
 protected:
+    // Only the step classes make actions, so the type always names the class.
+    explicit VellBatchAction(int type) : type(type) {}
+
     int type;
     QString name;
 };
