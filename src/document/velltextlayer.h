@@ -141,7 +141,9 @@ public:
     // The bounding rectangle in document pixels.
     QRect getDocumentRect() const;
 
-    // The texture's size, rendering first when there is none (0 without a canvas).
+    // The texture's size; without one, the size the layout gives a rendering
+    // at the canvas's framebuffer scale (nothing is rendered). 0 without a
+    // canvas or text.
     int getWidth() const override;
     int getHeight() const override;
     VellGLTexture2D *getThumbTexture() const override { return texture.get(); }
