@@ -16,6 +16,7 @@
 #include "presets/vellbatchactionrecord.h"
 #include "presets/vellfilterpresetstable.h"
 #include "presets/vellfilterpresetswidget.h"
+#include "presets/vellfilterwidget.h"
 #include "selection/vellselection.h"
 #include "tools/velltoolbase.h"
 #include "tools/velltoolmanager.h"
@@ -123,6 +124,8 @@ private slots:
     void deletePreset();
     void batchRecording_data();
     void batchRecording();
+    void beforeAfterToggle_data();
+    void beforeAfterToggle();
 };
 
 void TestVellFilterPresets::initTestCase()
@@ -428,6 +431,38 @@ void TestVellFilterPresets::batchRecording()
         QCOMPARE(*step->getParams(), params(25, -10));
     }
     VellBatchActionRecord::setDocumentRecord(document.get(), nullptr);
+}
+
+void TestVellFilterPresets::beforeAfterToggle_data()
+{
+    QTest::addColumn<QString>("input");
+    QTest::addColumn<bool>("before");
+    QTest::addColumn<bool>("after");
+    QTest::newRow("double click: off") << "double click" << true << false;
+    QTest::newRow("double click: on") << "double click" << false << true;
+    QTest::newRow("Space held") << "space press" << true << false;
+    QTest::newRow("Space released") << "space release" << false << true;
+    QTest::newRow("another key") << "x press" << true << true;
+}
+
+// The panel toggles the canvas between the preview and the unfiltered layer.
+void TestVellFilterPresets::beforeAfterToggle()
+{
+    QFETCH(QString, input);
+    QFETCH(bool, before);
+    QFETCH(bool, after);
+    VellFilterWidget panel;
+    canvas->setPreviewWhenApply(before);
+    if (input == "double click")
+        QTest::mouseDClick(&panel, Qt::LeftButton);
+    else if (input == "space press")
+        QTest::keyPress(&panel, Qt::Key_Space);
+    else if (input == "space release")
+        QTest::keyRelease(&panel, Qt::Key_Space);
+    else
+        QTest::keyPress(&panel, Qt::Key_X);
+    QCOMPARE(canvas->isShowPreviewWhenApply(), after);
+    canvas->setPreviewWhenApply(true);
 }
 
 QTEST_MAIN(TestVellFilterPresets)
