@@ -23,6 +23,11 @@ bench_setup vell bench_compose
 vell=$build/apps/vell/vell
 echo "load average: $(cut -d' ' -f1-3 /proc/loadavg); $(nproc) cores; vips $(vips --version | cut -d' ' -f1-2)"
 
+# A command with its standard error dropped (vell's notes, vips' warnings).
+quiet() {
+    "$@" 2>/dev/null
+}
+
 # Peak resident memory of a command, in MB.
 peak_mb() {
     /usr/bin/time -f '%M' -o "$work/rss" "$@" >/dev/null 2>&1
@@ -65,13 +70,13 @@ run_size() {  # W H
     stack="$d/layer0.png $d/layer1.png --mode multiply --opacity 0.5 $d/layer2.png --mode overlay --mask $d/mask.png"
     # Blend modes as VipsBlendMode numbers: 14 multiply, 16 overlay.
     folded="$d/layer0.png $d/folded1.png $d/folded2.png"
-    vp=$(best_ms "$vell" compose -o "$d/vell.png" $stack)
-    vt=$(best_ms "$vell" compose -o "$d/vell.tif" $stack)
-    sp=$(best_ms vips composite "$folded" "$d/vips.png" "14 16")
-    st=$(best_ms vips composite "$folded" "$d/vips.tif" "14 16")
-    mp=$(best_ms convert "$d/layer0.png" "$d/folded1.png" -compose Multiply -composite \
+    vp=$(best_ms quiet "$vell" compose -o "$d/vell.png" $stack)
+    vt=$(best_ms quiet "$vell" compose -o "$d/vell.tif" $stack)
+    sp=$(best_ms quiet vips composite "$folded" "$d/vips.png" "14 16")
+    st=$(best_ms quiet vips composite "$folded" "$d/vips.tif" "14 16")
+    mp=$(best_ms quiet convert "$d/layer0.png" "$d/folded1.png" -compose Multiply -composite \
         "$d/folded2.png" -compose Overlay -composite "$d/magick.png")
-    mt=$(best_ms convert "$d/layer0.png" "$d/folded1.png" -compose Multiply -composite \
+    mt=$(best_ms quiet convert "$d/layer0.png" "$d/folded1.png" -compose Multiply -composite \
         "$d/folded2.png" -compose Overlay -composite "$d/magick.tif")
     rss=$(peak_mb "$vell" compose -o "$d/vell.png" $stack)
     vips_rss=$(peak_mb vips composite "$folded" "$d/vips.png" "14 16")
