@@ -1,5 +1,6 @@
 // vell compose: builds a document from image files (or reads a saved one),
 // composites it at full resolution and writes the result as an image.
+#include "composetext.h"
 #include "vellcommandline.h"
 #include "vellhost.h"
 
@@ -36,7 +37,7 @@
 namespace {
 
 const char kUsageLine[] =
-    "Usage: vell compose -o OUT.png [--format FMT] [--size WxH] [--save DOC] [--cpu|--gpu] [OPTION ...] LAYER [LAYER ...]";
+    "Usage: vell compose -o OUT.png [--format FMT] [--size WxH] [--save DOC] [--cpu|--gpu] [OPTION ...] LAYER [LAYER ...] [--text STRING --at X,Y ...]";
 
 const char kHelp[] =
     "Composites layers into one image, bottom LAYER first.\n"
@@ -49,6 +50,13 @@ const char kHelp[] =
     "  --mask MASK        grey image of the layer's size; white shows the layer\n"
     "  --hidden           keep the layer in the document but do not draw it\n"
     "The bottom layer is always drawn in Normal mode.\n"
+    "\n"
+    "Text, drawn over the layers in the order given, each --text with its options:\n"
+    "  --text STRING      the text; a newline in STRING starts a new line\n"
+    "  --at X,Y           where the top-left corner of the unturned text goes\n"
+    "  --font FAMILY,PT   font and size in points (default DejaVu Sans,24)\n"
+    "  --color #RRGGBB    colour (default #000000)\n"
+    "  --direction DEG    turned by DEG degrees, clockwise, about X,Y\n"
     "\n"
     "Options:\n"
     "  -o, --output OUT   the result, with alpha where the format has it; the\n"
@@ -110,6 +118,7 @@ struct ComposeArguments
     bool gpu = false;
     VellSharedOptions options;   // output, --max-size, --shrink, --no-colour
     QVector<LayerInput> layers;
+    QVector<VellComposeText> texts;   // --text, drawn over the layers
     bool isDocument = false;   // the sole LAYER is a saved document (checkInputs)
     bool isOra = false;        // ... an OpenRaster file
     QString oraMasks;          // --ora-masks: "stack" or "baked"
@@ -148,12 +157,16 @@ bool parseOffset(const QString &text, QPoint *offset)
 // Fills *parsed from the arguments alone (no Qt application exists yet);
 // kProceed when they are sound, else the exit code (help printed, usage
 // errors reported).
-int parseArguments(const QStringList &args, ComposeArguments *parsed)
+int parseArguments(const QStringList &allArgs, ComposeArguments *parsed)
 {
-    if (args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
+    if (allArgs.contains(QStringLiteral("--help")) || allArgs.contains(QStringLiteral("-h"))) {
         vellPrint(QString::fromLatin1(kUsageLine) + QLatin1Char('\n') + QString::fromLatin1(kHelp));
         return ExitOk;
     }
+    QStringList args = allArgs;   // less the text options
+    const QString textProblem = vellTakeComposeTexts(args, &parsed->texts);
+    if (!textProblem.isEmpty())
+        return usageError(textProblem);
     const QStringList withValue = {QStringLiteral("-o"), QStringLiteral("--output"), QStringLiteral("--format"),
                                    QStringLiteral("--size"), QStringLiteral("--save"),
                                    QStringLiteral("--mode"), QStringLiteral("--opacity"),
@@ -715,6 +728,11 @@ int build(const VellHost &host, ComposeJob *job)
             return ExitFailure;
         allDeep = allDeep && deep;
         announce(i, args.layers.size());
+    }
+    QString textProblem;
+    if (!vellAddComposeTexts(session.document, args.texts, &textProblem)) {
+        vellError(textProblem);
+        return ExitFailure;
     }
     // The compositor works at 8 bits per channel: said where 16 were asked
     // for or every layer had them.

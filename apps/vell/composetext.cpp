@@ -7,6 +7,8 @@
 #include "foundation/vellmemory.h"
 #include "picture/vellpicturehost.h"
 
+#include <QFont>
+#include <QGuiApplication>
 #include <QImage>
 #include <QRegularExpression>
 
@@ -28,18 +30,17 @@ bool parsePoint(const QString &value, QPoint *point)
 }
 
 // "FAMILY,PT": the family may hold commas; the size is after the last one.
-bool parseFont(const QString &value, QFont *font)
+bool parseFont(const QString &value, VellComposeText *text)
 {
     const int comma = value.lastIndexOf(',');
-    if (comma <= 0)
+    if (comma <= 0 || value.left(comma).trimmed().isEmpty())
         return false;
     bool ok = false;
     const double points = value.mid(comma + 1).toDouble(&ok);
     if (!ok || !(points > 0.0 && points <= 1000.0))
         return false;
-    QFont parsed(value.left(comma).trimmed());
-    parsed.setPointSizeF(points);
-    *font = parsed;
+    text->family = value.left(comma).trimmed();
+    text->pointSize = points;
     return true;
 }
 
@@ -77,8 +78,6 @@ QString vellTakeComposeTexts(QStringList &arguments, QVector<VellComposeText> *t
                 return QStringLiteral("--text needs a non-empty STRING");
             VellComposeText text;
             text.text = value;
-            text.font = QFont(QStringLiteral("DejaVu Sans"));
-            text.font.setPointSizeF(24.0);
             taken.append(text);
             anchored.append(false);
             continue;
@@ -89,7 +88,7 @@ QString vellTakeComposeTexts(QStringList &arguments, QVector<VellComposeText> *t
                 return QStringLiteral("--at wants X,Y in whole pixels, not \"%1\"").arg(value);
             anchored.last() = true;
         } else if (arg == QLatin1String("--font")) {
-            if (!parseFont(value, &text.font))
+            if (!parseFont(value, &text))
                 return QStringLiteral("--font wants FAMILY,PT with 0 < PT <= 1000, not \"%1\"").arg(value);
         } else if (arg == QLatin1String("--color")) {
             if (!parseColour(value, &text.color))
@@ -112,7 +111,9 @@ QString vellTakeComposeTexts(QStringList &arguments, QVector<VellComposeText> *t
 VellLayer *vellMakeComposeTextLayer(const VellComposeText &text)
 {
     VellTextLayer layer(text.text);
-    layer.setFont(text.font);
+    QFont font(text.family);
+    font.setPointSizeF(text.pointSize);
+    layer.setFont(font);
     layer.setColor(text.color);
     layer.setDirection(text.direction);
     layer.setText(text.text);
@@ -140,6 +141,12 @@ VellLayer *vellMakeComposeTextLayer(const VellComposeText &text)
 bool vellAddComposeTexts(VellContext *document, const QVector<VellComposeText> &texts,
                          QString *error)
 {
+    if (!texts.isEmpty() && !qobject_cast<QGuiApplication *>(QCoreApplication::instance())) {
+        if (error)
+            *error = QStringLiteral("--text needs fonts, which need the window system: "
+                                    "run with a display (xvfb-run -a) and without --cpu");
+        return false;
+    }
     for (const VellComposeText &text : texts) {
         VellLayer *layer = vellMakeComposeTextLayer(text);
         if (!layer) {

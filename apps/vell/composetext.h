@@ -7,7 +7,6 @@
 // --text, belong to it wherever they stand among the other arguments.
 
 #include <QColor>
-#include <QFont>
 #include <QPoint>
 #include <QString>
 #include <QStringList>
@@ -20,7 +19,10 @@ struct VellComposeText
 {
     QString text;
     QPoint at;                 // the anchor: the top-left corner of unturned text
-    QFont font;                // "DejaVu Sans" 24 pt unless --font
+    // --font; a QFont is made only when drawing (parsing runs before the
+    // application exists).
+    QString family = QStringLiteral("DejaVu Sans");
+    double pointSize = 24.0;
     QColor color = Qt::black;
     int direction = 0;         // degrees, clockwise on screen
 };
@@ -38,7 +40,7 @@ VellLayer *vellMakeComposeTextLayer(const VellComposeText &text);
 
 // Adds the texts, in order, on top of the document's layers. The document
 // must be the current one. False (with the problem in `error`) when a text
-// renders nothing.
+// renders nothing or there are no fonts (no GUI application).
 bool vellAddComposeTexts(VellContext *document, const QVector<VellComposeText> &texts,
                          QString *error);
 

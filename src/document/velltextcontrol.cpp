@@ -1,6 +1,8 @@
 #include "document/velltextcontrol.h"
 
 #include <QApplication>
+#include <QGuiApplication>
+#include <QStyleHints>
 #include <QClipboard>
 #include <QKeyEvent>
 #include <QMimeData>
@@ -92,8 +94,11 @@ void VellTextControl::setFocus(bool on)
 void VellTextControl::restartBlink()
 {
     blinkOn = true;
-    const int flash = QApplication::cursorFlashTime();
-    if (focused && flash > 0)
+    // The platform's flash time: only a GUI application has a platform.
+    const int flash = focused && qobject_cast<QGuiApplication *>(QCoreApplication::instance())
+                          ? QGuiApplication::styleHints()->cursorFlashTime()
+                          : 0;
+    if (flash > 0)
         blinkTimer.start(flash / 2, this);
     else
         blinkTimer.stop();

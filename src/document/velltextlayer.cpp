@@ -11,6 +11,7 @@
 #include <QClipboard>
 #include <QDataStream>
 #include <QGLContext>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QMouseEvent>
@@ -36,6 +37,13 @@ VellTextLayer::CanvasProbe &canvasProbe()
 {
     static VellTextLayer::CanvasProbe probe;
     return probe;
+}
+
+// Laying text out needs fonts, and fonts need a GUI application: without
+// one (a headless host) text lays out as nothing and renders nothing.
+bool fontsAvailable()
+{
+    return qobject_cast<QGuiApplication *>(QCoreApplication::instance()) != nullptr;
 }
 
 int wrapDegrees(int degrees)
@@ -216,6 +224,8 @@ void VellTextLayer::setTextScale(const QSizeF &scale)
 // alignment works within it); vertical text breaks after every character.
 void VellTextLayer::applyVerticalLayout()
 {
+    if (!fontsAvailable())
+        return;
     QTextOption option = document->defaultTextOption();
     if (vertical) {
         option.setWrapMode(QTextOption::WrapAnywhere);
@@ -304,7 +314,7 @@ QRect VellTextLayer::getBoundingRect(const QSizeF &contentSize, int degrees, con
 VellTextLayer::Layout VellTextLayer::layout(float fboScale) const
 {
     Layout result;
-    if (document->isEmpty() || !(std::isfinite(fboScale) && fboScale > 0.0f))
+    if (document->isEmpty() || !(std::isfinite(fboScale) && fboScale > 0.0f) || !fontsAvailable())
         return result;
     result.contentSize = placeBlocks().size;
     result.contentToLayer.rotate(direction);
@@ -460,7 +470,7 @@ QPointF VellTextLayer::mapToNoScaleNoRotation(const QPointF &point) const
 int VellTextLayer::hitTest(int x, int y) const
 {
     const std::optional<Canvas> canvas = currentCanvas();
-    if (!canvas)
+    if (!canvas || !fontsAvailable())
         return -1;
     const QPointF documentPoint = canvas->documentToWindow.inverted().map(QPointF(x, y));
     const QPointF content = mapToNoScaleNoRotation(documentPoint);
@@ -545,6 +555,8 @@ void VellTextLayer::mergeFormatOnWordOrSelection(QTextCharFormat &format)
 
 void VellTextLayer::copyToClipboard()
 {
+    if (!fontsAvailable())
+        return;   // no clipboard either
     auto *mime = new QMimeData;
     mime->setText(document->toPlainText());
     const QImage image = renderText(false, 1.0f);

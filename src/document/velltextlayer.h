@@ -52,6 +52,10 @@ class VellTextControl;
 // The integer kept with the font is the paragraph alignment (Qt::Alignment)
 // for new paragraphs; 1 is Qt::AlignLeft.
 //
+// Text needs fonts, which need a QGuiApplication: under a plain
+// QCoreApplication a text layer keeps and streams its text but lays out and
+// renders nothing.
+//
 // Owns its textures, its document (a QObject child) and its controller.
 // GUI thread only; rendering into a texture needs the canvas's GL context
 // current (the canvas seam makes it current).
