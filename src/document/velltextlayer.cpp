@@ -565,6 +565,17 @@ void VellTextLayer::copyToClipboard()
     QApplication::clipboard()->setMimeData(mime);   // the clipboard owns it
 }
 
+QVariant VellTextLayer::loadResource(int type, const QUrl &name)
+{
+    Q_UNUSED(name)
+    if (type == QTextDocument::ImageResource) {
+        QImage none(1, 1, QImage::Format_ARGB32);
+        none.fill(Qt::transparent);
+        return none;
+    }
+    return QString::fromLatin1("");   // empty, but not null: a null one is looked up on disk
+}
+
 // ---- Layer operations ----
 
 void VellTextLayer::renderToImage(QImage *image, VellContext *documentContext)

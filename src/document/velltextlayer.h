@@ -9,6 +9,7 @@
 #include <QRect>
 #include <QSizeF>
 #include <QTransform>
+#include <QVariant>
 
 #include <functional>
 #include <memory>
@@ -19,6 +20,7 @@ class QEvent;
 class QPainter;
 class QTextCharFormat;
 class QTextDocument;
+class QUrl;
 class VellTextControl;
 
 // An editable text layer: a rich-text document edited in place on the
@@ -186,6 +188,14 @@ public:
     // The canvas's editing text layer renders again and is forgotten; the
     // canvas then composites and repaints.
     void disactive(bool dropFullTexture) override;
+
+    // What the document asks its parent (this layer) for each image, style
+    // sheet or page its HTML names: an empty one, a 1 x 1 transparent
+    // image for an image. Text layers hold nothing outside themselves, and
+    // so neither a stream nor pasted HTML makes them read a file or decode a
+    // picture (QTextDocument would otherwise load relative names from disk
+    // and decode data: URLs).
+    Q_INVOKABLE QVariant loadResource(int type, const QUrl &name);
 
 signals:
     void textChanged();

@@ -466,6 +466,25 @@ private slots:
         }
     }
 
+    // HTML that names a picture on disk gets nothing from there.
+    void htmlReadsNoFiles()
+    {
+        QTemporaryDir dir;
+        QImage picture(40, 40, QImage::Format_ARGB32);
+        picture.fill(Qt::red);
+        const QString path = dir.filePath(QStringLiteral("picture.png"));
+        QVERIFY(picture.save(path));
+        VellTextLayer text(QStringLiteral("Text"));
+        text.getDocument()->setBaseUrl(QUrl::fromLocalFile(dir.path() + '/'));
+        text.setHtml(QStringLiteral("<img src=\"picture.png\"><img src=\"%1\">")
+                         .arg(QUrl::fromLocalFile(path).toString()));
+        const QImage rendered = text.renderText(false, 1.0f);
+        for (int y = 0; y < rendered.height(); ++y)
+            for (int x = 0; x < rendered.width(); ++x)
+                QVERIFY(qAlpha(rendered.pixel(x, y)) == 0 || qRed(rendered.pixel(x, y)) < 200);
+        QVERIFY(text.layout(1.0f).contentSize.width() < 40);
+    }
+
     // With the text tool current, the composite leaves the edited layer out
     // and the window shows it drawn by the layer itself.
     void textToolDrawsTheEditedLayer_data()
