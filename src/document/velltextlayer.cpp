@@ -19,6 +19,7 @@
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
+#include <QTextFrame>
 #include <QTextLayout>
 
 #include <cmath>
@@ -704,6 +705,15 @@ QDataStream &operator>>(QDataStream &in, VellTextLayer **layer)
         return corrupt("blend mode");
     if (direction < 0 || direction >= 360 || !validScale(textScale))
         return corrupt("direction or text scale");
+    {
+        // Parsed alone first, with no layout (none exists until asked for):
+        // Qt can spend minutes laying out a table of absurd padding, and a
+        // text layer's own HTML never holds tables or frames.
+        QTextDocument parsed;
+        parsed.setHtml(html);
+        if (!parsed.rootFrame()->childFrames().isEmpty())
+            return corrupt("tables or frames in the text");
+    }
 
     auto *result = new VellTextLayer(name);
     result->setAlpha(opacity);

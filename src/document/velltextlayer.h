@@ -233,7 +233,8 @@ private:
 QDataStream &operator<<(QDataStream &out, VellTextLayer *layer);
 // Allocates *layer (the caller owns it); the version-2 fields are read when
 // streamReadVersion is 2 or more. A truncated or corrupt record leaves
-// *layer null with the status set.
+// *layer null with the status set; HTML holding tables or frames (which a
+// text layer never writes) counts as corrupt.
 QDataStream &operator>>(QDataStream &in, VellTextLayer **layer);
 
 #endif // VELLTEXTLAYER_H
