@@ -6,6 +6,7 @@
 #include "document/velllayermanager.h"
 #include "document/velllayermask.h"
 #include "foundation/vellcodes.h"
+#include "foundation/velllog.h"
 #include "foundation/vellmessagebox.h"
 #include "gpu/glextensionfunctions.h"
 #include "gpu/vellglframebufferobject.h"
@@ -21,6 +22,20 @@
 
 #include <cstring>
 #include <vector>
+
+namespace {
+
+// A refusal the user reads in a message box; in batch mode, where no modal
+// dialog may stop the run, it goes to the log instead.
+void refuse(const VellContext *document, const QString &text)
+{
+    if (document->batchFlag)
+        VellLog::Instance()->Log("%s\n", qPrintable(text));
+    else
+        VellMessageBox::about(VellToolSingleChannelFilter::tr("Error"), text);
+}
+
+} // namespace
 
 VellToolSingleChannelFilter::VellToolSingleChannelFilter(QObject *parent) : VellToolBase(parent) {}
 
@@ -40,8 +55,7 @@ void VellToolSingleChannelFilter::active(VellContext *document)
     if (!current)
         return;
     if (current->getType() != VellLayerType::Raster) {
-        VellMessageBox::about(tr("Error"),
-                              tr("This tool doesn't support text layer, please choose an image layer on the layer manager."));
+        refuse(document, tr("This tool doesn't support text layer, please choose an image layer on the layer manager."));
         disActive();
         return;
     }
@@ -49,7 +63,7 @@ void VellToolSingleChannelFilter::active(VellContext *document)
     if (!image || !image->getPictureHost())
         return;
     if (!image->hasLayerMask()) {
-        VellMessageBox::about(tr("Error"), tr("Current layer doesn't have a mask!"));
+        refuse(document, tr("Current layer doesn't have a mask!"));
         disActive();
         return;
     }
