@@ -46,22 +46,30 @@ fi
 "$vell" batch add "$work/steps.vba" --resize 1 50 50 2>/dev/null
 "$vell" batch list "$work/steps.vba"
 
-# Each run writes into a fresh folder: the timing includes decode and encode.
+# One run each (the folder is large), into a fresh folder: the timing
+# includes decode and encode. A run that fails or leaves fewer than $count
+# images is reported as failed rather than timed.
 run_ms() {
     rm -rf "$work/out"
     mkdir -p "$work/out"
     start=$(date +%s%N)
-    "$@" >/dev/null 2>&1
+    if ! "$@" >"$work/run.log" 2>&1; then
+        echo "failed: $* (see below)" >&2
+        tail -5 "$work/run.log" >&2
+        echo 0
+        return
+    fi
     end=$(date +%s%N)
+    made=$(ls "$work/out" | grep -c '\.png$' || true)
+    if [ "$made" -ne "$count" ]; then
+        echo "failed: $* made $made of $count images" >&2
+        echo 0
+        return
+    fi
     echo $(( (end - start) / 1000000 ))
 }
 best() {
-    b=
-    for _ in 1 2; do
-        ms=$(run_ms "$@")
-        if [ -z "$b" ] || [ "$ms" -lt "$b" ]; then b=$ms; fi
-    done
-    echo "$b"
+    run_ms "$@"
 }
 jobs=$(nproc)
 vell_ms=$(best xvfb-run -a "$vell" batch run "$work/steps.vba" "$work/in" "$work/out" --overwrite)
@@ -85,7 +93,8 @@ for row in "vell batch run --jobs $jobs:$vell_ms" "vell batch run --jobs 1:$vell
            "mogrify (one process):$magick_ms" "vips linear + gaussblur + resize:$vips_ms"; do
     name=${row%%:*}
     ms=${row##*:}
-    awk -v n="$name" -v ms="$ms" -v c="$count" 'BEGIN { printf "%-40s %8d ms %6.2f images/s\n", n, ms, c * 1000 / ms }'
+    awk -v n="$name" -v ms="$ms" -v c="$count" \
+        'BEGIN { if (ms > 0) printf "%-40s %8d ms %6.2f images/s\n", n, ms, c * 1000 / ms; else printf "%-40s failed\n", n }'
 done
 echo
 xvfb-run -a "$build/bench/bench_batch_thumbs" | grep -v '^Memory ' | grep -v thumbs_ms
