@@ -170,8 +170,6 @@ private slots:
     void alignmentByVersion();
     void moveAction_data();
     void moveAction();
-    void processActionByMode_data();
-    void processActionByMode();
 
 private:
     QList<VellMessageBox::Message> m_boxes;
@@ -395,33 +393,6 @@ void TestVellBatchActionRecord::moveAction()
         names += action->getName();
     QCOMPARE(names, order);
     QCOMPARE(changed.count(), 1);
-}
-
-void TestVellBatchActionRecord::processActionByMode_data()
-{
-    QTest::addColumn<int>("mode");
-    QTest::addColumn<int>("kept");
-    QTest::newRow("mode 0 records") << 0 << 1;
-    QTest::newRow("mode 1 does not") << 1 << 0;
-}
-
-void TestVellBatchActionRecord::processActionByMode()
-{
-    QFETCH(int, mode);
-    QFETCH(int, kept);
-    VellBatchActionRecord record;
-    record.setMode(mode);
-    QStringList signalsSeen;
-    connect(&record, &VellBatchActionRecord::actionPrepared, [&] { signalsSeen << "prepared"; });
-    connect(&record, &VellBatchActionRecord::actionListChanged, [&] { signalsSeen << "changed"; });
-    connect(&record, &VellBatchActionRecord::actionAdded, [&] { signalsSeen << "added"; });
-    std::unique_ptr<VellBatchActionRotation> action(new VellBatchActionRotation);
-    record.processAction(action.get());
-    QCOMPARE(record.getActionList()->size(), kept);
-    const QStringList expected = kept ? QStringList{"prepared", "changed", "added"} : QStringList();
-    QCOMPARE(signalsSeen, expected);
-    if (kept)
-        action.release();   // the record's now
 }
 
 QTEST_GUILESS_MAIN(TestVellBatchActionRecord)
