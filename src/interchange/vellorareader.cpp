@@ -50,6 +50,7 @@ constexpr int kMimeHeadBytes = 54;   // local header (30) + "mimetype" (8) + its
 // All PNG entries of a file together, as stored (encoded): far above what
 // the image limits let a sensible file hold.
 constexpr qint64 kMaxEntryBytes = qint64(4) << 30;
+const char kMyPaintNamespace[] = "http://mypaint.org/ns/openraster";
 
 // The settings' image limits, which every picture read must respect.
 struct Limits
@@ -300,6 +301,11 @@ void Resolver::commonAttributes(const VellOraNode &node, const Inherit &inherit,
         PorterDuff flattened;
         if (code < 0 && !porterDuffOf(op, &flattened))   // those are flattened, with a warning of their own
             warn(QStringLiteral("\"%1\": composite-op \"%2\" read as Normal").arg(item->name, op));
+        // LazPaint marks the variants it blends in linear light (its
+        // Difference, Exclusion, Additive, ...) so; we blend stored values.
+        if (code > VellBlend::Normal && node.attribute("gamma-correction") == QLatin1String("yes"))
+            warn(QStringLiteral("\"%1\": composite-op \"%2\" in linear light read as %3")
+                     .arg(item->name, op, VellLayerBase::getBlendModeName(code)));
         item->mode = code < 0 ? int(VellBlend::Normal) : code;
     }
 }
@@ -881,6 +887,13 @@ bool VellOraReader::open()
                 return fail(QStringLiteral("image size %1 x %2 is not positive or outside the image limits")
                                 .arg(attributes.value(QLatin1String("w")).toString(),
                                      attributes.value(QLatin1String("h")).toString()));
+            // MyPaint 2 composites in linear light unless the file says 1.0
+            // (its 1.x mode); we composite the stored values, as 1.x did.
+            const QStringRef eotf = attributes.value(QLatin1String(kMyPaintNamespace), QLatin1String("eotf"));
+            bool okEotf = false;
+            if (!eotf.isEmpty() && (eotf.toDouble(&okEotf) != 1.0 || !okEotf))
+                warn(QStringLiteral("made by MyPaint compositing in linear light (eotf %1): "
+                                    "blends differ from its merged image").arg(eotf.toString()));
             continue;
         }
         if (stackRoot && open.empty()) {

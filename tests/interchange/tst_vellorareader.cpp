@@ -199,6 +199,15 @@ private slots:
                                     << "u 4x3 at 0,0 mode 0 opacity 1 visible" << QStringList{ "svg:pigment\" read as Normal" };
         QTest::newRow("LazPaint's add") << ora(QStringLiteral("<layer name=\"l\" src=\"data/a.png\" composite-op=\"svg:add\"/>"))
                                         << "l 4x3 at 0,0 mode 100 opacity 1 visible" << QStringList();
+        QTest::newRow("LazPaint's linear-light op")
+            << ora(QStringLiteral("<layer name=\"d\" src=\"data/a.png\" composite-op=\"svg:difference\" gamma-correction=\"yes\"/>"))
+            << "d 4x3 at 0,0 mode 190 opacity 1 visible" << QStringList{ "\"svg:difference\" in linear light read as Difference" };
+        QTest::newRow("MyPaint's linear light")
+            << OraTest::archive(dir, { { "mimetype", "image/openraster" },
+                                       { "stack.xml", "<image w=\"8\" h=\"6\" xmlns:mypaint=\"http://mypaint.org/ns/openraster\" "
+                                                      "mypaint:eotf=\"2.2\"><stack><layer name=\"c\" src=\"a.png\"/></stack></image>" },
+                                       { "a.png", pngA } })
+            << "c 4x3 at 0,0 mode 0 opacity 1 visible" << QStringList{ "linear light (eotf 2.2)" };
         QTest::newRow("our mode wins") << ora(QStringLiteral("<layer name=\"m\" src=\"data/a.png\" composite-op=\"svg:multiply\" vell:mode=\"160\"/>"))
                                        << "m 4x3 at 0,0 mode 160 opacity 1 visible" << QStringList();
         QTest::newRow("bad mode code falls back") << ora(QStringLiteral("<layer name=\"m\" src=\"data/a.png\" composite-op=\"svg:screen\" vell:mode=\"15\"/>"))

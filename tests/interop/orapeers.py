@@ -96,8 +96,13 @@ def slug(name):
 
 
 def run(args, cwd, env=None):
-    return subprocess.run(args, cwd=cwd, env=env, stdout=subprocess.PIPE,
-                          stderr=subprocess.STDOUT, timeout=120)
+    """The finished process, or None when it ran past two minutes (LazPaint
+    at times stops on an error box at start-up, which nobody can close)."""
+    try:
+        return subprocess.run(args, cwd=cwd, env=env, stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, timeout=120)
+    except subprocess.TimeoutExpired:
+        return None
 
 
 def lazpaint(work, names):
@@ -168,8 +173,9 @@ def main(argv):
             args += ['--ora-masks', policy]
         args += ['bottom.png', 'top.png'] + options
         result = run(args, work)
-        if result.returncode != 0:
-            failed.append('%s: %s' % (name, result.stdout.decode(errors='replace').strip()))
+        if result is None or result.returncode != 0:
+            failed.append('%s: %s' % (name, result.stdout.decode(errors='replace').strip()
+                                      if result else 'timed out'))
         names.append(base)
     if failed:
         print('vell could not write:\n  ' + '\n  '.join(failed), file=sys.stderr)
