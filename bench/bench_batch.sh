@@ -23,13 +23,14 @@ vell="$build/apps/vell/vell"
 count=20
 export XDG_DATA_HOME="$work/xdg"
 
-# 20 different pictures: a gradient with a few shapes, offset per image.
+# 20 different pictures: a gradient with a few shapes, offset per image, as
+# 8-bit RGB PNGs (ImageMagick's gradients are 16-bit otherwise).
 mkdir -p "$work/in"
 for i in $(seq 1 $count); do
     convert -size 3000x2000 "gradient:#20$((i + 10))40-#f0c0$((i + 10))" \
         -fill "#3080c0" -draw "circle $((1000 + i * 40)),900 $((1300 + i * 40)),900" \
         -fill "#c04020" -draw "rectangle 200,$((200 + i * 20)) 900,$((800 + i * 20))" \
-        -define png:compression-level=6 "$work/in/img$(printf %02d "$i").png"
+        -depth 8 -define png:compression-level=6 "PNG24:$work/in/img$(printf %02d "$i").png"
 done
 
 # The steps: brightness 10 and contrast 20, the blur, half the size.
