@@ -95,24 +95,26 @@ def slug(name):
     return ''.join(c if c.isalnum() else '-' for c in name.lower()).strip('-')
 
 
-def run(args, cwd, env=None):
-    """The finished process, or None when it ran past two minutes (LazPaint
-    at times stops on an error box at start-up, which nobody can close)."""
-    try:
-        return subprocess.run(args, cwd=cwd, env=env, stdout=subprocess.PIPE,
-                              stderr=subprocess.STDOUT, timeout=120)
-    except subprocess.TimeoutExpired:
-        return None
+def run(args, cwd, env=None, timeout=120, tries=1):
+    """The finished process, or None when each try ran past the timeout."""
+    for _ in range(tries):
+        try:
+            return subprocess.run(args, cwd=cwd, env=env, stdout=subprocess.PIPE,
+                                  stderr=subprocess.STDOUT, timeout=timeout)
+        except subprocess.TimeoutExpired:
+            pass
+    return None
 
 
 def lazpaint(work, names):
-    # LazPaint 7.2.2 dies with an access violation at start-up on an X
-    # server without a window manager (xvfb-run); its command-line
-    # conversion needs no window, so it runs on Qt's offscreen platform.
+    # LazPaint 7.2.2 at times dies at start-up on an access violation (every
+    # time on an X server without a window manager, as under xvfb-run) and
+    # then waits on an error box: its conversion needs no window, so it runs
+    # on Qt's offscreen platform, and a run that hangs is tried again.
     env = dict(os.environ, QT_QPA_PLATFORM='offscreen')
     for name in names:
         out = name + '.lazpaint.png'
-        run(['lazpaint', name + '.ora', out], work, env)
+        run(['lazpaint', name + '.ora', out], work, env, timeout=30, tries=3)
         yield read_png(os.path.join(work, out))
 
 
