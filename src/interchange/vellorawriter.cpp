@@ -246,9 +246,14 @@ QByteArray stackXml(const QSize &size, const QVector<LayerOut> &layers, bool bak
     xml.writeStartDocument();
     xml.writeStartElement(QStringLiteral("image"));
     xml.writeNamespace(ns, QStringLiteral("vell"));
+    xml.writeNamespace(QStringLiteral("http://mypaint.org/ns/openraster"), QStringLiteral("mypaint"));
     xml.writeAttribute(QStringLiteral("version"), QStringLiteral("0.0.5"));
     xml.writeAttribute(QStringLiteral("w"), QString::number(size.width()));
     xml.writeAttribute(QStringLiteral("h"), QString::number(size.height()));
+    // MyPaint 2 opens a file in its linear-light mode unless this says 1.0,
+    // its 1.x mode, which composites the stored values as we do.
+    xml.writeAttribute(QStringLiteral("http://mypaint.org/ns/openraster"), QStringLiteral("eotf"),
+                       QStringLiteral("1.0"));
     xml.writeStartElement(QStringLiteral("stack"));
     for (int i = layers.size() - 1; i >= 0; --i) {   // the top layer first
         const LayerOut &out = layers.at(i);

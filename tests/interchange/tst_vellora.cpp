@@ -214,7 +214,8 @@ private slots:
         const QString path = write(document.get(), QStringLiteral("golden.ora"));
         const QByteArray golden =
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-            "<image xmlns:vell=\"urn:x-vellcore:openraster\" version=\"0.0.5\" w=\"4\" h=\"3\">\n"
+            "<image xmlns:vell=\"urn:x-vellcore:openraster\" xmlns:mypaint=\"http://mypaint.org/ns/openraster\""
+            " version=\"0.0.5\" w=\"4\" h=\"3\" mypaint:eotf=\"1.0\">\n"
             " <stack>\n"
             "  <stack vell:kind=\"masked-layer\" isolation=\"isolate\" name=\"C\" opacity=\"1\" visibility=\"hidden\""
             " composite-op=\"krita:hard_mix_photoshop\" vell:mode=\"180\">\n"
