@@ -38,9 +38,17 @@ void checkResults()
     FILE *results = vellResultStream();
     errno = 0;
     const bool flushed = std::fflush(results) == 0;
-    const int error = errno;
+    int error = errno;
     if (flushed && !std::ferror(results))
         return;
+    if (!error) {
+        // An earlier write failed inside stdio and its errno is gone; the
+        // output is incomplete anyway, so one more byte finds the reason.
+        std::clearerr(results);
+        errno = 0;
+        if (std::fputc('\n', results) == EOF || std::fflush(results) != 0)
+            error = errno;
+    }
     vellError(QStringLiteral("cannot write standard output: %1")
                   .arg(error ? QString::fromLocal8Bit(std::strerror(error)) : QStringLiteral("a write failed")));
     std::_Exit(ExitFailure);   // the status the command returned would say it worked

@@ -141,6 +141,7 @@ void VellCanvas::installViewProbe()
         view.scale = guard->scale;
         view.fboScale = guard->getFboScale();
         view.histogramThumbScale = guard->histogramThumbScale;
+        view.documentSize = QSize(guard->canvasWidth, guard->canvasHeight);
         return view;
     });
 }
