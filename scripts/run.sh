@@ -4,9 +4,11 @@
 # the sample into a picture host, streams it to out/sample.vph and writes it
 # back as out/sample.png; converts the Adobe RGB sample to sRGB as
 # out/adobergb-srgb.png; and composes the layered sample (three layers, one
-# with a mask, in Multiply and Hard Light) into out/compose.png on the GPU,
-# saving the document as out/compose.vdoc; then applies the example
-# Brightness/Contrast filter plug-in to the sample as out/sample-filtered.png.
+# with a mask, in Multiply and Hard Light) into out/compose.png,
+# with a text layer on top, saving the document as out/compose.vdoc; then
+# applies the example Brightness/Contrast filter plug-in to the sample as
+# out/sample-filtered.png, and records that filter and a resize as batch
+# steps replayed over data/samples/batch/ into out/batch/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -29,6 +31,15 @@ samples=data/samples/compose
 gl ./build/apps/vell/vell compose -o out/compose.png --save out/compose.vdoc \
     $samples/background.png \
     $samples/shapes.png --mode multiply --opacity 0.85 --offset 60,40 --mask $samples/shapes-mask.png \
-    $samples/stripes.png --mode hard-light --offset -40,150
+    $samples/stripes.png --mode hard-light --offset -40,150 \
+    --text "Hello, Vell" --at 20,20 --font "DejaVu Sans,28" --color "#d02010"
 gl ./build/apps/vell/vell filter data/samples/sample.png out/sample-filtered.png \
     --tool brightness-contrast --param brightness=15 --param contrast=25
+# Record the filter and a resize as batch steps, then replay them over the
+# bundled folder of three images into out/batch/.
+rm -f out/steps.vba
+gl ./build/apps/vell/vell filter data/samples/batch/dawn.png out/dawn-filtered.png \
+    --tool brightness-contrast --param brightness=20 --param contrast=10 --record out/steps.vba
+./build/apps/vell/vell batch add out/steps.vba --resize 2 256 256
+./build/apps/vell/vell batch list out/steps.vba
+gl ./build/apps/vell/vell batch run out/steps.vba data/samples/batch out/batch --overwrite
