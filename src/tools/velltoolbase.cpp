@@ -315,10 +315,15 @@ VellLayer *VellToolBase::currentImageLayer(bool reportText)
         return nullptr;
     if (activeLayer->getType() != VellLayerType::Raster) {
         if (reportText)
-            VellMessageBox::about(tr("Error"), textLayerMessage());
+            VellMessageBox::about(tr("Error"), applyTextLayerMessage());
         return nullptr;
     }
     return qobject_cast<VellLayer *>(activeLayer);
+}
+
+QString VellToolBase::applyTextLayerMessage() const
+{
+    return textLayerMessage();
 }
 
 void VellToolBase::actuallyApply()
@@ -394,23 +399,11 @@ void VellToolBase::applyEntire(bool silent)
         return;
     }
 
-    const std::clock_t started = std::clock();
-    applying = true;
-    const QCursor cursor = canvas->cursor();
-    canvas->QWidget::setCursor(Qt::BusyCursor);
-
-    processUndo(silent);
-    VellLayer *image = currentImageLayer(false);
-    VellGLTexture2D *entire = image ? image->getEntireTexture() : nullptr;
-    if (!image || !entire) {
-        applying = false;
-        canvas->QWidget::setCursor(cursor);
+    ApplyRun run;
+    VellLayer *image = beginApplyEntire(silent, run);
+    if (!image)
         return;
-    }
-    layer = image;
-    preApplyEntire();
-    if (image->getFboTextureList().isEmpty())
-        image->initFboTextureList();
+    VellGLTexture2D *entire = image->getEntireTexture();
     VellSelection *selection = document->getSelection();
     const double entireWidth = entire->getWidth(), entireHeight = entire->getHeight();
     for (const VellLayer::FboTexture &tile : image->getFboTextureList()) {
@@ -423,11 +416,40 @@ void VellToolBase::applyEntire(bool silent)
         renderProgram(tile.first->getId(), rect.width(), rect.height(), entire->getId(), sourceCoords,
                       selection ? selection->getTexCoord(placed) : QRectF(0, 0, 1, 1));
     }
+    finishApplyEntire(image, run, silent);
+}
+
+VellLayer *VellToolBase::beginApplyEntire(bool silent, ApplyRun &run)
+{
+    VellCanvas *canvas = VellCanvas::getInstance();
+    run.started = std::clock();
+    applying = true;
+    run.cursor = canvas->cursor();
+    canvas->QWidget::setCursor(Qt::BusyCursor);
+
+    processUndo(silent);
+    VellLayer *image = currentImageLayer(false);
+    if (!image || !image->getEntireTexture()) {
+        applying = false;
+        canvas->QWidget::setCursor(run.cursor);
+        return nullptr;
+    }
+    layer = image;
+    preApplyEntire();
+    if (image->getFboTextureList().isEmpty())
+        image->initFboTextureList();
+    return image;
+}
+
+void VellToolBase::finishApplyEntire(VellLayer *image, const ApplyRun &run, bool silent)
+{
+    VellContext *document = context;
+    VellCanvas *canvas = VellCanvas::getInstance();
     image->setLatestPlace(VellLayer::GpuNewer);
     image->fboToEntireTexture();
     postApplyEntire();
 
-    const long milliseconds = long((std::clock() - started) * 1000 / CLOCKS_PER_SEC);
+    const long milliseconds = long((std::clock() - run.started) * 1000 / CLOCKS_PER_SEC);
     const QString text = actionText();
     const QString report = tr("Apply: ") + (text.isEmpty() ? name : text) + tr(", used ")
                            + QString::number(milliseconds) + QStringLiteral(" ms");
@@ -442,7 +464,7 @@ void VellToolBase::applyEntire(bool silent)
         if (settings->isHistogramVisible() && !settings->isHistogramRealtimeUpdate())
             canvas->updateHistogram();
     }
-    canvas->QWidget::setCursor(cursor);
+    canvas->QWidget::setCursor(run.cursor);
     document->setSaveAble(true);
     applying = false;
 }

@@ -5,6 +5,7 @@
 #include "tools/ivelltool.h"
 
 #include <QByteArray>
+#include <QCursor>
 #include <QMutex>
 #include <QRectF>
 #include <QStack>
@@ -12,6 +13,7 @@
 #include <QVector>
 #include <QElapsedTimer>
 
+#include <ctime>
 #include <functional>
 #include <memory>
 
@@ -176,6 +178,24 @@ protected:
     // The coverage texture of the document's selection, or an all-selected
     // one when the document has none. Needs the canvas's context current.
     unsigned int selectionTexture();
+    // The layer the tool works on now, when it is an image layer; shows
+    // applyTextLayerMessage() for a text layer.
+    VellLayer *currentImageLayer(bool reportText);
+    // What a preview or an apply says when the active layer is a text layer.
+    virtual QString applyTextLayerMessage() const;
+
+    // What every whole-layer apply does around drawing its tiles. begin marks
+    // the tool busy, records the undo step (or the batch step) and returns
+    // the layer to draw into, its tiles made and preApplyEntire() done, or
+    // null with the busy state undone. finish copies the tiles back, calls
+    // postApplyEntire(), reports the time and refreshes the view.
+    struct ApplyRun
+    {
+        std::clock_t started = 0;
+        QCursor cursor;
+    };
+    VellLayer *beginApplyEntire(bool silent, ApplyRun &run);
+    void finishApplyEntire(VellLayer *image, const ApplyRun &run, bool silent);
 
     VellContext *context = nullptr;       // not owned
     VellLayer *layer = nullptr;           // not owned
@@ -209,9 +229,6 @@ private:
     // cleared to opaque black first. False when nothing could be drawn.
     bool renderProgram(unsigned int target, int width, int height, unsigned int source,
                        const QRectF &sourceCoords, const QRectF &selectionRegion);
-    // The layer the tool works on now, when it is an image layer; shows the
-    // text-layer message for a text layer.
-    VellLayer *currentImageLayer(bool reportText);
     void requestPreview();
     void refreshHistogramAfterRestore();
 

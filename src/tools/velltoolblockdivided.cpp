@@ -6,7 +6,6 @@
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
 #include "foundation/vellcodes.h"
-#include "foundation/vellglobalsettings.h"
 #include "foundation/velllog.h"
 #include "foundation/vellmessagebox.h"
 #include "gpu/glextensionfunctions.h"
@@ -19,7 +18,6 @@
 #include <QProgressBar>
 #include <QVector4D>
 
-#include <ctime>
 #include <memory>
 
 VellToolBlockDivided::VellToolBlockDivided(QObject *parent) : VellToolBase(parent) {}
@@ -48,21 +46,9 @@ int VellToolBlockDivided::estimatedBlockCount(int layerWidth, int layerHeight, i
     return (layerWidth / qMax(1, width) + 2) * (layerHeight / qMax(1, height) + 2);
 }
 
-bool VellToolBlockDivided::reportTextLayer()
+QString VellToolBlockDivided::applyTextLayerMessage() const
 {
-    VellContext *document = VellContextManager::getInstance()->getCurrentContext();
-    VellLayerBase *current = document ? document->getLayerManager()->getActiveLayer() : nullptr;
-    if (!current || current->getType() == VellLayerType::Raster)
-        return false;
-    VellMessageBox::about(tr("Error"), tr("This tool does not support text layer!"));
-    return true;
-}
-
-void VellToolBlockDivided::actuallyApply()
-{
-    if (!activeFlag || reportTextLayer())
-        return;
-    VellToolBase::actuallyApply();
+    return tr("This tool does not support text layer!");
 }
 
 void VellToolBlockDivided::applyEntire(bool silent)
@@ -75,10 +61,7 @@ void VellToolBlockDivided::applyEntire(bool silent)
     canvas->makeCurrent();
     if (!getProgram())
         initShader();
-    if (reportTextLayer())
-        return;
-    auto *image = qobject_cast<VellLayer *>(document->getLayerManager()->getActiveLayer());
-    if (!image)
+    if (!currentImageLayer(true))
         return;
     QGLShaderProgram *program = getProgram();
     if (!program || !program->isLinked()) {
@@ -87,23 +70,11 @@ void VellToolBlockDivided::applyEntire(bool silent)
         return;
     }
 
-    const std::clock_t started = std::clock();
-    applying = true;
-    const QCursor cursor = canvas->cursor();
-    canvas->QWidget::setCursor(Qt::BusyCursor);
-
-    processUndo(silent);
-    image = qobject_cast<VellLayer *>(document->getLayerManager()->getActiveLayer());
-    VellGLTexture2D *entire = image ? image->getEntireTexture() : nullptr;
-    if (!image || !entire) {
-        applying = false;
-        canvas->QWidget::setCursor(cursor);
+    ApplyRun run;
+    VellLayer *image = beginApplyEntire(silent, run);
+    if (!image)
         return;
-    }
-    layer = image;
-    preApplyEntire();
-    if (image->getFboTextureList().isEmpty())
-        image->initFboTextureList();
+    VellGLTexture2D *entire = image->getEntireTexture();
 
     const bool showProgress = !silent && !document->batchFlag;
     auto progress = std::make_unique<QProgressBar>();
@@ -184,26 +155,5 @@ void VellToolBlockDivided::applyEntire(bool silent)
         progress->repaint();
     }
 
-    image->setLatestPlace(VellLayer::GpuNewer);
-    image->fboToEntireTexture();
-    postApplyEntire();
-
-    const long milliseconds = long((std::clock() - started) * 1000 / CLOCKS_PER_SEC);
-    const QString text = actionText();
-    const QString report = tr("Apply: ") + (text.isEmpty() ? name : text) + tr(", used ")
-                           + QString::number(milliseconds) + QStringLiteral(" ms");
-    image->updateThumb();
-    image->updateFullThumb();
-    if (!silent) {
-        document->setToolTimeInfo(report);
-        document->emitFilterAppliedEntire();
-        canvas->Render(document);
-        canvas->update();
-        VellGlobalSettings *settings = VellGlobalSettings::getInstance();
-        if (settings->isHistogramVisible() && !settings->isHistogramRealtimeUpdate())
-            canvas->updateHistogram();
-    }
-    canvas->QWidget::setCursor(cursor);
-    document->setSaveAble(true);
-    applying = false;
+    finishApplyEntire(image, run, silent);
 }

@@ -24,7 +24,6 @@ class VellToolBlockDivided : public VellToolBase
 public:
     explicit VellToolBlockDivided(QObject *parent = nullptr);
 
-    void actuallyApply() override;
     void applyEntire(bool silent) override;
 
     // Sizes below 1 are taken as 1.
@@ -41,10 +40,9 @@ public:
     static int estimatedBlockCount(int layerWidth, int layerHeight, int blockWidth, int blockHeight);
 
 protected:
-    void *reservedBlockPointer = nullptr;   // for plug-ins
+    QString applyTextLayerMessage() const override;   // this family's shorter text
 
-private:
-    bool reportTextLayer();
+    void *reservedBlockPointer = nullptr;   // for plug-ins
 
     int blockWidth = 512;
     int blockHeight = 512;

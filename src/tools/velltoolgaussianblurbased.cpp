@@ -23,7 +23,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ctime>
 
 namespace {
 
@@ -212,21 +211,9 @@ void VellToolGaussianBlurBased::initShader()
     VellToolBase::initShader();
 }
 
-VellLayer *VellToolGaussianBlurBased::imageLayerForTool(bool reportText)
+QString VellToolGaussianBlurBased::applyTextLayerMessage() const
 {
-    VellContext *document = VellContextManager::getInstance()->getCurrentContext();
-    if (!document)
-        return nullptr;
-    context = document;
-    VellLayerBase *current = document->getLayerManager()->getActiveLayer();
-    if (!current)
-        return nullptr;
-    if (current->getType() != VellLayerType::Raster) {
-        if (reportText)
-            VellMessageBox::about(tr("Error"), tr("This tool does not support text layer!"));
-        return nullptr;
-    }
-    return qobject_cast<VellLayer *>(current);
+    return tr("This tool does not support text layer!");
 }
 
 // ---- The cascade ----
@@ -240,7 +227,7 @@ void VellToolGaussianBlurBased::clearGaussianTextures()
 void VellToolGaussianBlurBased::initGaussianTextures()
 {
     clearGaussianTextures();
-    VellLayer *image = imageLayerForTool(false);
+    VellLayer *image = currentImageLayer(false);
     VellGLTexture2D *entire = image ? image->getEntireTexture() : nullptr;
     if (!entire)
         return;
@@ -280,7 +267,7 @@ void VellToolGaussianBlurBased::prepareGaussianTexture(int level)
         initShader();
     if (level < 0 || level >= kLevels || levels[size_t(level)])
         return;
-    VellLayer *image = imageLayerForTool(false);
+    VellLayer *image = currentImageLayer(false);
     VellCanvas *canvas = VellCanvas::getInstance();
     if (!image || !image->getEntireTexture() || !canvas)
         return;
@@ -308,7 +295,7 @@ VellGLTexture2D *VellToolGaussianBlurBased::getGaussianTexture(int level)
 {
     if (level < -1 || level >= kLevels)
         return nullptr;
-    VellLayer *image = imageLayerForTool(false);
+    VellLayer *image = currentImageLayer(false);
     if (!image)
         return nullptr;
     if (level == -1)
@@ -333,7 +320,7 @@ VellToolGaussianBlurBased::Bindings VellToolGaussianBlurBased::cascadeBindings()
 
 void VellToolGaussianBlurBased::initGaussianBluredTexture(bool force)
 {
-    VellLayer *image = imageLayerForTool(false);
+    VellLayer *image = currentImageLayer(false);
     VellGLTexture2D *entire = image ? image->getEntireTexture() : nullptr;
     if (!entire)
         return;
@@ -368,7 +355,7 @@ VellGLTexture2D *VellToolGaussianBlurBased::runBlur(VellGLTexture2D *source, Vel
 void VellToolGaussianBlurBased::gaussianBlur()
 {
     VellCanvas *canvas = VellCanvas::getInstance();
-    VellLayer *image = imageLayerForTool(false);
+    VellLayer *image = currentImageLayer(false);
     if (!canvas || !image || !image->getEntireTexture())
         return;
     canvas->makeCurrent();
@@ -398,7 +385,7 @@ void VellToolGaussianBlurBased::setBlurRadius(float radius)
 void VellToolGaussianBlurBased::initThumbTexture()
 {
     thumbCopy.reset();
-    VellLayer *image = layer ? layer : imageLayerForTool(false);
+    VellLayer *image = layer ? layer : currentImageLayer(false);
     VellGLTexture2D *thumb = image ? image->getThumbTexture() : nullptr;
     if (!thumb)
         return;
@@ -560,7 +547,7 @@ void VellToolGaussianBlurBased::oldActuallyApply()
 {
     if (!activeFlag)
         return;
-    VellLayer *image = imageLayerForTool(true);
+    VellLayer *image = currentImageLayer(true);
     VellCanvas *canvas = VellCanvas::getInstance();
     if (!image || !canvas)
         return;
@@ -582,7 +569,7 @@ void VellToolGaussianBlurBased::actuallyApply()
     }
     if (!activeFlag)
         return;
-    VellLayer *image = imageLayerForTool(true);
+    VellLayer *image = currentImageLayer(true);
     VellCanvas *canvas = VellCanvas::getInstance();
     if (!image || !canvas)
         return;
@@ -603,7 +590,7 @@ void VellToolGaussianBlurBased::preApplyEntire()
 
 void VellToolGaussianBlurBased::postApplyEntire()
 {
-    VellLayer *image = imageLayerForTool(false);
+    VellLayer *image = currentImageLayer(false);
     VellGLTexture2D *thumb = image ? image->getThumbTexture() : nullptr;
     if (!thumb || !image->getEntireTexture())
         return;
@@ -623,7 +610,7 @@ void VellToolGaussianBlurBased::applyEntire(bool silent)
     initGaussianTextures();
     if (!getProgram())
         initShader();
-    if (!imageLayerForTool(true))
+    if (!currentImageLayer(true))
         return;
     if (!getProgram() || !getProgram()->isLinked()) {
         VellLog::Instance()->Log("VellToolGaussianBlurBased: %s has no working shader program; nothing applied\n",
@@ -631,23 +618,11 @@ void VellToolGaussianBlurBased::applyEntire(bool silent)
         return;
     }
 
-    const std::clock_t started = std::clock();
-    applying = true;
-    const QCursor cursor = canvas->cursor();
-    canvas->QWidget::setCursor(Qt::BusyCursor);
-
-    processUndo(silent);
-    VellLayer *image = imageLayerForTool(false);
-    VellGLTexture2D *entire = image ? image->getEntireTexture() : nullptr;
-    if (!image || !entire) {
-        applying = false;
-        canvas->QWidget::setCursor(cursor);
+    ApplyRun run;
+    VellLayer *image = beginApplyEntire(silent, run);
+    if (!image)
         return;
-    }
-    layer = image;
-    preApplyEntire();
-    if (image->getFboTextureList().isEmpty())
-        image->initFboTextureList();
+    VellGLTexture2D *entire = image->getEntireTexture();
     // Every level the tiles need is made now: no level can be drawn while a
     // tile's pass is open.
     Bindings units = cascadeBindings();
@@ -665,28 +640,7 @@ void VellToolGaussianBlurBased::applyEntire(bool silent)
         render(tile.first->getId(), rect.width(), rect.height(), entire->getId(), sourceCoords,
                selection ? selection->getTexCoord(placed) : QRectF(0, 0, 1, 1), units);
     }
-    image->setLatestPlace(VellLayer::GpuNewer);
-    image->fboToEntireTexture();
-    postApplyEntire();
-
-    const long milliseconds = long((std::clock() - started) * 1000 / CLOCKS_PER_SEC);
-    const QString text = actionText();
-    const QString report = tr("Apply: ") + (text.isEmpty() ? name : text) + tr(", used ")
-                           + QString::number(milliseconds) + QStringLiteral(" ms");
-    image->updateThumb();
-    image->updateFullThumb();
-    if (!silent) {
-        document->setToolTimeInfo(report);
-        document->emitFilterAppliedEntire();
-        canvas->Render(document);
-        canvas->update();
-        VellGlobalSettings *settings = VellGlobalSettings::getInstance();
-        if (settings->isHistogramVisible() && !settings->isHistogramRealtimeUpdate())
-            canvas->updateHistogram();
-    }
-    canvas->QWidget::setCursor(cursor);
-    document->setSaveAble(true);
-    applying = false;
+    finishApplyEntire(image, run, silent);
 }
 
 // ---- Presets ----

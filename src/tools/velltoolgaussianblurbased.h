@@ -87,6 +87,7 @@ public:
     void preApplyEntire() override;
     void applyEntire(bool silent) override;
     void postApplyEntire() override;
+    QString applyTextLayerMessage() const override;   // this family's shorter text
     void updatePresetThumbs(VellLayer *layer) override;
     // Renders with the single blurred image of `source` at the preset radius
     // (from the cache) on units 2 and 3, so previews of presets with equal
@@ -149,7 +150,6 @@ private:
                              float radius);
     void blurPass(VellGLTexture2D *target, VellGLTexture2D *source, float step,
                   bool singleDraw);
-    VellLayer *imageLayerForTool(bool reportText);
     void previewInto(VellLayer *image, const Bindings &units);
 
     std::unique_ptr<QGLShaderProgram> blurProgram;
