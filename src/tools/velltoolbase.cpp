@@ -168,8 +168,11 @@ void VellToolBase::disActive()
         context->setCurrentTool(nullptr);
     if (canvas)
         canvas->setPreviewWhenApply(true);
+    // The preview window ends with the tool: a window left open would
+    // postpone every preview after the next activation.
     if (busyTimer)
         busyTimer->stop();
+    busy = false;
 }
 
 // ---- Preview coalescing ----

@@ -98,8 +98,8 @@ class TestVellFilterPresets : public QObject
         return layer->getThumbTexture()->toQImage();
     }
     // Lets a remembered preview request run (previews are at most one per 3
-    // ms). The busy window is ended by hand: deactivating the tool stops its
-    // busy timer, which may leave the window open across activations.
+    // ms). The busy window is closed by hand: on a loaded machine its timer
+    // may not have fired within the wait.
     void settle()
     {
         QTest::qWait(5);

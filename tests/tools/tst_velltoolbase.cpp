@@ -329,6 +329,13 @@ private slots:
         emit canvas->timeOut();
         QCOMPARE(tool.previews, 3);
         QVERIFY(!hooks.hasCurrentTool() && !hooks.reapplyTool());
+        // Leaving the tool inside a preview's window closes the window, so
+        // the next activation previews at once.
+        tool.active(document.get());
+        tool.apply();
+        QVERIFY(tool.isBusy());
+        tool.disActive();
+        QVERIFY(!tool.isBusy());
     }
 
     // A shader that does not compile: its log is shown under the tool's
