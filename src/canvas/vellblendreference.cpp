@@ -4,6 +4,7 @@
 #include "document/vellcontext.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "document/velltextlayer.h"
 #include "picture/vellchannel.h"
 #include "picture/vellpicturehost.h"
 
@@ -405,6 +406,14 @@ QImage *VellBlendReference::renderToImage(VellContext *document, int width, int 
     image->fill(0u);
 
     for (const VellDrawnLayer &drawn : VellLayerWalk::drawnLayers(document, VellLayerWalk::Export)) {
+        if (drawn.text) {
+            // The rendering at scale 1 is the document rectangle's size.
+            const QImage rendered = drawn.text->renderText(false, 1.0f);
+            if (!rendered.isNull())
+                compositor(image, rendered, drawn.text->getDocumentRect().topLeft(), drawn.mode,
+                           drawn.opacity, nullptr);
+            continue;
+        }
         VellLayer *layer = drawn.raster;
         // Reading back needs the context that holds the texture.
         if (layer->getLatestPlace() == VellLayer::GpuNewer && QOpenGLContext::currentContext())

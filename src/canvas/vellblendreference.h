@@ -45,8 +45,9 @@ public:
                                int mode, float opacity, const QImage *mask);
 
     // The whole document at full resolution, `width` x `height`, transparent
-    // where no layer covers it: the visible raster layers bottom to top, the
-    // bottom one in mode 0, with their opacities and masks. Reads each
+    // where no layer covers it: the visible layers bottom to top, the bottom
+    // one in mode 0, with their opacities and masks; a text layer is its
+    // rendering at scale 1 over its document rectangle. Reads each
     // layer's host (a layer whose GPU copy is newer is read back first, which
     // needs the canvas's context). Returns a new image (the caller owns it),
     // null without a document or for an empty size. `compositor` composites

@@ -742,7 +742,8 @@ QImage *VellCanvas::renderToImage(VellContext *document)
     const QVector<VellDrawnLayer> layers = VellLayerWalk::drawnLayers(document, VellLayerWalk::Export);
 
     // One plain layer covering the document: its host already is the image.
-    if (document->getLayerManager()->getLayerCount() == 1 && layers.size() == 1) {
+    if (document->getLayerManager()->getLayerCount() == 1 && layers.size() == 1
+        && layers.first().raster) {
         VellLayer *layer = layers.first().raster;
         VellPictureHost *host = layer->getPictureHost();
         if (std::abs(layer->getPosition().x()) < 1e-12
@@ -783,6 +784,24 @@ QImage *VellCanvas::renderToImage(VellContext *document)
     // inactive layer's full-size upload is held at a time.
     const QRectF documentRect(0.0, 0.0, width, height);
     for (const VellDrawnLayer &drawn : layers) {
+        if (drawn.text) {
+            // The layer's rendering at scale 1 covers its document rectangle.
+            const QRectF textRect = drawn.text->getDocumentRect();
+            const QRectF rect = textRect & documentRect;
+            VellGLTexture2D *texture = rect.isEmpty() ? nullptr : drawn.text->getEntireTexture();
+            if (!texture)
+                continue;
+            const QRectF local = rect.translated(-textRect.topLeft());
+            const QRectF coord(local.x() / textRect.width(), local.y() / textRect.height(),
+                               local.width() / textRect.width(), local.height() / textRect.height());
+            VellRenderPass pass(&framebuffer, target.getId());
+            if (!pass.isOpen())
+                break;
+            blendThroughShader(scratch.getId(), QSize(width, height), width, height,
+                               texture->getId(), rect, coord, 0, QRectF(), drawn.mode,
+                               drawn.opacity, QPointF(0.0, 0.0), 1.0f);
+            continue;
+        }
         VellLayer *layer = drawn.raster;
         const QRectF layerRect(layer->getPosition(), QSizeF(layer->getWidth(), layer->getHeight()));
         const QRectF rect = layerRect & documentRect;

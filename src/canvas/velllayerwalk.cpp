@@ -3,6 +3,7 @@
 #include "document/vellcontext.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "document/velltextlayer.h"
 #include "foundation/vellcodes.h"
 #include "picture/vellpicturehost.h"
 
@@ -38,7 +39,8 @@ bool place(VellDrawnLayer *drawn, VellLayerWalk::Composite composite, bool showT
         drawn->source = VellDrawnLayer::Thumb;
         return true;
     case VellLayerWalk::Export:
-        if (!raster || !hasPixels(raster))
+        // A text layer without fonts or text lays out to an empty rectangle.
+        if (raster ? !hasPixels(raster) : (!drawn->text || drawn->text->getDocumentRect().isEmpty()))
             return false;
         drawn->program = VellDrawnLayer::Blending;
         drawn->source = VellDrawnLayer::FullResolution;
@@ -57,6 +59,11 @@ bool place(VellDrawnLayer *drawn, VellLayerWalk::Composite composite, bool showT
 VellLayer *rasterOf(VellLayerBase *layer)
 {
     return layer->getType() == VellLayerType::Raster ? qobject_cast<VellLayer *>(layer) : nullptr;
+}
+
+VellTextLayer *textOf(VellLayerBase *layer)
+{
+    return layer->getType() == VellLayerType::Text ? qobject_cast<VellTextLayer *>(layer) : nullptr;
 }
 
 } // namespace
@@ -83,6 +90,7 @@ QVector<VellDrawnLayer> VellLayerWalk::drawnLayers(const VellContext *document,
         entry.index = i;
         entry.layer = layer;
         entry.raster = rasterOf(layer);
+        entry.text = textOf(layer);
         entry.mode = i == 0 ? int(VellBlend::Normal) : layer->getBlendMode();
         entry.opacity = layer->getAlpha();
         entry.masked = entry.raster && entry.raster->hasLayerMask();

@@ -6,6 +6,7 @@
 class VellContext;
 class VellLayer;
 class VellLayerBase;
+class VellTextLayer;
 
 // One layer as a composite draws it.
 struct VellDrawnLayer
@@ -21,6 +22,7 @@ struct VellDrawnLayer
     int index = 0;                    // in the document's layer list
     VellLayerBase *layer = nullptr;   // not owned
     VellLayer *raster = nullptr;      // the same layer when it is a raster layer
+    VellTextLayer *text = nullptr;    // the same layer when it is a text layer
     Program program = PlainOver;
     Source source = Thumb;
     int mode = 0;                     // the blend mode to composite with
@@ -47,9 +49,11 @@ struct VellDrawnLayer
 //                of the display texture while tool previews are hidden.
 //   DisplayPart  raster layers with a display texture, plain "over": the
 //                quick repaint of one rectangle during a stroke.
-//   Export       raster layers whose host holds pixels, at full resolution,
-//                all through the blending program (the GPU export and the
-//                CPU compositor, which must agree).
+//   Export       raster layers whose host holds pixels, and text layers
+//                whose text lays out to pixels (their rendering at scale 1
+//                over their document rectangle), at full resolution, all
+//                through the blending program (the GPU export and the CPU
+//                compositor, which must agree).
 //   Histogram    raster layers, plain "over" of their histogram thumbs: the
 //                histogram wants the colours present, not the exact
 //                composite.

@@ -1,3 +1,4 @@
+#include "canvas/vellblendreference.h"
 #include "canvas/vellcanvas.h"
 #include "dialogs/vellpixelatetextlayerwidget.h"
 #include "document/vellcontext.h"
@@ -6,6 +7,7 @@
 #include "document/velllayermanager.h"
 #include "document/velltextcontrol.h"
 #include "document/velltextlayer.h"
+#include "foundation/vellcodes.h"
 #include "foundation/vellglobalsettings.h"
 #include "history/velllayermodifymemo.h"
 #include "history/vellmemocanvasandlayerschange.h"
@@ -211,6 +213,73 @@ private slots:
         QVERIFY(!ink.isEmpty());
         QVERIFY2(quad.adjusted(-1, -1, 1, 1).contains(QRectF(ink)),
                  qPrintable(QString("ink %1,%2 %3x%4").arg(ink.x()).arg(ink.y()).arg(ink.width()).arg(ink.height())));
+    }
+
+    // The full-resolution export draws a text layer through the blend
+    // arithmetic, on the GPU as on the CPU, where its rectangle lies (part of
+    // it off the document in one row).
+    void exportDrawsText_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<float>("opacity");
+        QTest::addColumn<int>("direction");
+        QTest::addColumn<QPointF>("at");
+        QTest::newRow("multiply") << int(VellBlend::Multiply) << 1.0f << 0 << QPointF(12, 10);
+        QTest::newRow("difference at 60%, turned") << int(VellBlend::Difference) << 0.6f << 30 << QPointF(30, 4);
+        QTest::newRow("overlay, over the left edge") << int(VellBlend::Overlay) << 0.8f << 0 << QPointF(-14, 40);
+    }
+    void exportDrawsText()
+    {
+        QFETCH(int, mode);
+        QFETCH(float, opacity);
+        QFETCH(int, direction);
+        QFETCH(QPointF, at);
+        const int w = 120, h = 80;
+        newDocument(w, h);
+        auto *host = new VellPictureHost(w, h, 4);
+        unsigned char *pixels = host->getData();
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                unsigned char *p = pixels + (size_t(y) * w + x) * 4;
+                p[0] = uchar(x * 2);
+                p[1] = uchar(y * 3);
+                p[2] = uchar(255 - x - y);
+                p[3] = 255;
+            }
+        auto *bottom = new VellLayer(QStringLiteral("bottom"));
+        bottom->setVellPictureHost(host);
+        layers()->addLayer(bottom, false);
+        VellTextLayer *text = addText(QStringLiteral("Vell"), at);
+        text->setFont(QFont(QStringLiteral("DejaVu Sans"), 28, QFont::Bold));
+        text->setBlendMode(mode);
+        text->setAlpha(opacity);
+        text->setDirection(direction);
+        const QRect rect = text->getDocumentRect();
+        QVERIFY(!rect.isEmpty());
+
+        const auto gpuExport = [&] {
+            std::unique_ptr<QImage> image(canvas->renderToImage(document.get()));
+            return image ? image->copy() : QImage();
+        };
+        const QImage gpu = gpuExport();
+        std::unique_ptr<QImage> cpu(VellBlendReference::renderToImage(document.get(), w, h));
+        text->visible = false;
+        const QImage plain = gpuExport();
+        QVERIFY(!gpu.isNull() && cpu && !plain.isNull());
+        int inked = 0;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                const QRgb g = gpu.pixel(x, y), c = cpu->pixel(x, y);
+                const int difference = std::max({qAbs(qRed(g) - qRed(c)), qAbs(qGreen(g) - qGreen(c)),
+                                                  qAbs(qBlue(g) - qBlue(c)), qAbs(qAlpha(g) - qAlpha(c))});
+                QVERIFY2(difference <= 1, qPrintable(QString("%1,%2: GPU %3, CPU %4").arg(x).arg(y)
+                                                         .arg(g, 8, 16).arg(c, 8, 16)));
+                if (g != plain.pixel(x, y)) {
+                    QVERIFY2(rect.contains(x, y), qPrintable(QString("%1,%2 changed").arg(x).arg(y)));
+                    ++inked;
+                }
+            }
+        QVERIFY2(inked > 50, qPrintable(QString::number(inked)));   // the text is really there
     }
 
     void pixelationMargins_data()
