@@ -11,6 +11,7 @@
 #include "document/vellcontextmanager.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "document/velltextlayer.h"
 #include "foundation/vellglobalsettings.h"
 #include "gpu/vellgpumanager.h"
 #include "interchange/vellorareader.h"
@@ -368,17 +369,21 @@ public:
     VellContext *document = nullptr;   // owned
 };
 
-QString describe(const VellLayer *layer)
+QString describe(const VellLayerBase *layer)
 {
-    QString text = QStringLiteral("%1, %2x%3").arg(layer->getLayerName()).arg(layer->getWidth())
-                       .arg(layer->getHeight());
+    const auto *raster = qobject_cast<const VellLayer *>(layer);
+    const auto *textLayer = qobject_cast<const VellTextLayer *>(layer);
+    const QSize size = textLayer ? textLayer->getDocumentRect().size()
+                                 : QSize(layer->getWidth(), layer->getHeight());
+    QString text = (textLayer ? QStringLiteral("text \"%1\", %2x%3") : QStringLiteral("%1, %2x%3"))
+                       .arg(layer->getLayerName()).arg(size.width()).arg(size.height());
     const QPointF at = layer->getPosition();
     if (!at.isNull())
         text += QStringLiteral(" at %1,%2").arg(at.x()).arg(at.y());
     text += QStringLiteral(", %1").arg(VellLayerBase::getBlendModeName(layer->getBlendMode()));
     if (layer->getAlpha() != 1.0f)
         text += QStringLiteral(", opacity %1").arg(double(layer->getAlpha()));
-    if (layer->hasLayerMask())
+    if (raster && raster->hasLayerMask())
         text += QStringLiteral(", masked");
     if (!layer->visible)
         text += QStringLiteral(", hidden");
@@ -712,8 +717,8 @@ int build(const VellHost &host, ComposeJob *job)
     VellLayerManager *manager = session.document->getLayerManager();
     // Each layer is announced as it is read (a document's all at once).
     const auto announce = [manager](int index, int count) {
-        if (const VellLayer *layer = qobject_cast<VellLayer *>(manager->getLayer(index)))
-            vellProgress(QStringLiteral("layer %1/%2: %3").arg(index + 1).arg(count).arg(describe(layer)));
+        vellProgress(QStringLiteral("layer %1/%2: %3").arg(index + 1).arg(count)
+                         .arg(describe(manager->getLayer(index))));
     };
     if (!args.isDocument && args.options.shrink)
         chooseScale(job);
@@ -734,6 +739,9 @@ int build(const VellHost &host, ComposeJob *job)
         vellError(textProblem);
         return ExitFailure;
     }
+    for (int i = 0; i < args.texts.size(); ++i)
+        vellProgress(QStringLiteral("text %1/%2: %3").arg(i + 1).arg(args.texts.size())
+                         .arg(describe(manager->getLayer(manager->getLayerCount() - args.texts.size() + i))));
     // The compositor works at 8 bits per channel: said where 16 were asked
     // for or every layer had them.
     const int depth = args.options.output.depth;
@@ -914,7 +922,10 @@ int vellComposeCommand(VellHost &host, const QStringList &args)
     total.start();
     // The GPU when its renderer is a hardware one, unless a path is asked
     // for; build() says what came of it.
-    host.setUp(job.args.cpu ? VellHost::Headless : job.args.gpu ? VellHost::Gl : VellHost::GlHardware);
+    // Fonts for --text, and for the text layers a sole LAYER may hold when it
+    // is a saved document (found out only once the application exists).
+    host.setUp(job.args.cpu ? VellHost::Headless : job.args.gpu ? VellHost::Gl : VellHost::GlHardware,
+               !job.args.texts.isEmpty() || job.args.layers.size() == 1);
     // Without --shrink, a picture over the limit is refused; with it, the
     // pictures are read within what the path holds and the composition
     // shrinks to fit --max-size, or else the limit of the settings.

@@ -1,19 +1,13 @@
 #include "composetext.h"
 
 #include "document/vellcontext.h"
-#include "document/velllayer.h"
 #include "document/velllayermanager.h"
 #include "document/velltextlayer.h"
-#include "foundation/vellmemory.h"
-#include "picture/vellpicturehost.h"
 
 #include <QFont>
 #include <QGuiApplication>
-#include <QImage>
 #include <QRegularExpression>
 
-#include <climits>
-#include <cstring>
 #include <memory>
 
 namespace {
@@ -108,34 +102,17 @@ QString vellTakeComposeTexts(QStringList &arguments, QVector<VellComposeText> *t
     return QString();
 }
 
-VellLayer *vellMakeComposeTextLayer(const VellComposeText &text)
+VellTextLayer *vellMakeComposeTextLayer(const VellComposeText &text)
 {
-    VellTextLayer layer(text.text);
+    auto *layer = new VellTextLayer(text.text);
     QFont font(text.family);
     font.setPointSizeF(text.pointSize);
-    layer.setFont(font);
-    layer.setColor(text.color);
-    layer.setDirection(text.direction);
-    layer.setText(text.text);
-    layer.setPosition(text.at);
-    const QImage image = layer.renderText(false, 1.0f);
-    const QRect rect = layer.getDocumentRect();
-    if (image.isNull() || image.size() != rect.size() || image.format() != QImage::Format_ARGB32)
-        return nullptr;
-    const qint64 rowBytes = qint64(image.width()) * 4;
-    if (rowBytes * image.height() > INT_MAX)
-        return nullptr;
-    unsigned char *memory = VellMemory::getInstance()->alloc(int(rowBytes * image.height()));
-    if (!memory)
-        return nullptr;
-    // ARGB32 is B, G, R, A in memory on this little-endian platform: the host's order.
-    for (int y = 0; y < image.height(); ++y)
-        std::memcpy(memory + size_t(y) * size_t(rowBytes), image.constScanLine(y), size_t(rowBytes));
-    auto *raster = new VellLayer(layer.getLayerName());
-    raster->setVellPictureHost(
-        new VellPictureHost(unsigned(image.width()), unsigned(image.height()), memory, 4));
-    raster->setPosition(rect.topLeft());
-    return raster;
+    layer->setFont(font);
+    layer->setColor(text.color);
+    layer->setDirection(text.direction);
+    layer->setText(text.text);
+    layer->setPosition(text.at);
+    return layer;
 }
 
 bool vellAddComposeTexts(VellContext *document, const QVector<VellComposeText> &texts,
@@ -143,13 +120,12 @@ bool vellAddComposeTexts(VellContext *document, const QVector<VellComposeText> &
 {
     if (!texts.isEmpty() && !qobject_cast<QGuiApplication *>(QCoreApplication::instance())) {
         if (error)
-            *error = QStringLiteral("--text needs fonts, which need the window system: "
-                                    "run with a display (xvfb-run -a) and without --cpu");
+            *error = QStringLiteral("--text needs fonts, which need a GUI application");
         return false;
     }
     for (const VellComposeText &text : texts) {
-        VellLayer *layer = vellMakeComposeTextLayer(text);
-        if (!layer) {
+        std::unique_ptr<VellTextLayer> layer(vellMakeComposeTextLayer(text));
+        if (layer->getDocumentRect().isEmpty()) {
             if (error)
                 *error = QStringLiteral("--text \"%1\" renders nothing").arg(text.text);
             return false;
@@ -157,13 +133,13 @@ bool vellAddComposeTexts(VellContext *document, const QVector<VellComposeText> &
         VellLayerManager *manager = document->getLayerManager();
         if (manager->getLayerCount() > 0)
             manager->setActiveLayer(unsigned(manager->getLayerCount() - 1));   // added on top
-        manager->addLayer(layer, false);
-        if (manager->getLayerIndex(layer) < 0) {   // no current document
-            delete layer;
+        manager->addLayer(layer.get(), false);
+        if (manager->getLayerIndex(layer.get()) < 0) {   // no current document
             if (error)
                 *error = QStringLiteral("no document to add --text \"%1\" to").arg(text.text);
             return false;
         }
+        layer.release();   // the layer manager's now
     }
     return true;
 }

@@ -13,7 +13,7 @@
 #include <QVector>
 
 class VellContext;
-class VellLayer;
+class VellTextLayer;
 
 struct VellComposeText
 {
@@ -33,14 +33,15 @@ struct VellComposeText
 // STRING), and `arguments` and `texts` unchanged.
 QString vellTakeComposeTexts(QStringList &arguments, QVector<VellComposeText> *texts);
 
-// The text drawn at full resolution with the text layer's layout, as a
-// raster layer (caller owns) named after the text, where the text layer's
-// bounding rectangle lies; null for text that renders nothing.
-VellLayer *vellMakeComposeTextLayer(const VellComposeText &text);
+// The text as an editable text layer (caller owns) named after the text,
+// anchored at the text's --at.
+VellTextLayer *vellMakeComposeTextLayer(const VellComposeText &text);
 
-// Adds the texts, in order, on top of the document's layers. The document
-// must be the current one. False (with the problem in `error`) when a text
-// renders nothing or there are no fonts (no GUI application).
+// Adds the texts as text layers, in order, on top of the document's layers,
+// so that the export composites them and a saved document keeps them
+// editable. The document must be the current one. False (with the problem
+// in `error`) when a text renders nothing or there are no fonts (no GUI
+// application).
 bool vellAddComposeTexts(VellContext *document, const QVector<VellComposeText> &texts,
                          QString *error);
 

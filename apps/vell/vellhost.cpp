@@ -88,15 +88,23 @@ VellHost::~VellHost()
     m_application.reset();
 }
 
-void VellHost::setUp(Graphics graphics)
+void VellHost::setUp(Graphics graphics, bool fonts)
 {
     Q_ASSERT(!m_application);
     // Only a GL canvas needs the window system, and Qt aborts when it cannot
-    // reach one: everything else runs without a display.
-    if (graphics != Headless && displayReachable())
+    // reach one: everything else runs without a display. The platform named
+    // on the command line wins over QT_QPA_PLATFORM.
+    if (graphics != Headless && displayReachable()) {
         m_application.reset(new QApplication(m_argc, m_argv));
-    else
+    } else if (fonts) {
+        static char platformOption[] = "-platform";
+        static char offscreen[] = "offscreen";
+        m_argv[m_argc++] = platformOption;
+        m_argv[m_argc++] = offscreen;
+        m_application.reset(new QGuiApplication(m_argc, m_argv));
+    } else {
         m_application.reset(new QCoreApplication(m_argc, m_argv));
+    }
     // The data folders are named after the application.
     QCoreApplication::setApplicationName(QStringLiteral("vell"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VELL_VERSION));

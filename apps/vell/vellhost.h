@@ -55,7 +55,11 @@ public:
     // Starts the library; call once, before the command touches any image or
     // library object. Says nothing about GL: a command that asked for Gl
     // finds out from canvas() and noGlReason() and says what it makes of it.
-    void setUp(Graphics graphics);
+    // `fonts`: the command lays text out, which needs a GUI application.
+    // Where the run has no window system (Headless, or no display reachable)
+    // that application runs on Qt's "offscreen" platform, which finds fonts
+    // through fontconfig and never connects to a display.
+    void setUp(Graphics graphics, bool fonts = false);
 
     // The image-size limit of this run, written into the global settings
     // (never saved) so that the library's readers hold to it as well:
@@ -93,7 +97,9 @@ private:
     void openCanvas(Graphics graphics);
 
     int m_argc = 1;
-    char *m_argv[2] = {nullptr, nullptr};   // argv[0] only; Qt keeps a reference to both
+    // argv[0], and "-platform offscreen" for a GUI application without the
+    // window system; Qt keeps a reference to both.
+    char *m_argv[4] = {nullptr, nullptr, nullptr, nullptr};
     std::unique_ptr<QCoreApplication> m_application;
     VellCanvas *m_canvas = nullptr;         // owned
     QString m_noGlReason;

@@ -227,6 +227,25 @@ vell_says(0 "layer 2/2: stripes.png, 160x120, Screen, hidden"
 run_vell(0 compose -o ${WORK_DIR}/alone.png --cpu ${bg})
 expect_same_file(${WORK_DIR}/hidden.png ${WORK_DIR}/alone.png)
 
+# Text lays out with no display, on --cpu and without it: the host starts the
+# offscreen platform itself (xcb named here would abort without a display).
+# The text is an editable layer of the saved document, drawn by the export.
+set(ENV{QT_QPA_PLATFORM} xcb)
+set(hello --text "Hello, Vell" --at 20,20 --font "DejaVu Sans,28" --color "#d02010")
+vell_says(0 "text 1/1: text \"Hello, Vel\", [1-9][0-9]*x[1-9][0-9]* at 20,20, Normal"
+    compose -o ${WORK_DIR}/text.png --cpu ${bg} ${hello} --save ${WORK_DIR}/text.vdoc --progress)
+run_vell(0 compose -o ${WORK_DIR}/text-default.png ${bg} ${hello})
+expect_same_file(${WORK_DIR}/text.png ${WORK_DIR}/text-default.png)
+vell_says(0 "layer 2/2: text \"Hello, Vel\"" compose -o ${WORK_DIR}/text-again.png --cpu
+    ${WORK_DIR}/text.vdoc --progress)
+expect_same_file(${WORK_DIR}/text.png ${WORK_DIR}/text-again.png)
+file(SHA256 ${WORK_DIR}/text.png with_text)
+file(SHA256 ${WORK_DIR}/alone.png without_text)
+if(with_text STREQUAL without_text)
+    message(FATAL_ERROR "--text drew nothing")
+endif()
+set(ENV{QT_QPA_PLATFORM} offscreen)
+
 # Every output is written whole or not at all. The test hook lets the run's
 # files take BUDGET bytes, then fails as a full disk does. Each row: BUDGET,
 # then the command with its outputs in ${full}. Every output is there first
