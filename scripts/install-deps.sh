@@ -6,7 +6,8 @@ set -euo pipefail
 packages=(cmake g++ make pkg-config
     qtbase5-dev libqt5opengl5-dev qttools5-dev-tools qttools5-dev
     libglu1-mesa-dev liblcms2-dev libgl1-mesa-dri xvfb xauth
-    liblcms2-utils qt5-image-formats-plugins libzip-dev kimageformat-plugins fonts-dejavu-core libpng-dev)
+    liblcms2-utils qt5-image-formats-plugins libzip-dev kimageformat-plugins fonts-dejavu-core libpng-dev
+    libtiff-dev libdeflate-dev)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -3,6 +3,7 @@
 #include "foundation/vellglobalsettings.h"
 #include "picture/vellpicturehost.h"
 #include "picture/vellpicturereader.h"
+#include "picture/velltiffwriter.h"
 
 #include <QColorSpace>
 #include <QCoreApplication>
@@ -309,6 +310,12 @@ int vellWrittenDepth(const QImage &image, const QByteArray &format)
 bool vellWriteImage(VellAtomicFile *file, const QImage &image, const QByteArray &format,
                     const VellOutputOptions &options)
 {
+    // TIFF through the library's writer, which converts rows on every core
+    // and writes whole strips.
+    if (format == "tif" || format == "tiff") {
+        VellTiffWriter writer;
+        return writer.write(image, file->device()) || file->fail(writer.errorString());
+    }
     QImageWriter writer(file->device(), format);
     // Qt's WebP writer encodes losslessly at quality 100.
     if (options.lossless)
