@@ -8,18 +8,6 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-namespace {
-
-void writeConfig(const QString &file, const QString &group, const QString &key, const QString &value)
-{
-    QSettings ini(file, QSettings::IniFormat);
-    if (!group.isEmpty())
-        ini.beginGroup(group);
-    ini.setValue(key, value);
-}
-
-} // namespace
-
 class TestVellGlobalSettings : public QObject
 {
     Q_OBJECT
@@ -54,19 +42,17 @@ private slots:
         QTest::newRow("pixel limit garbage") << "Performance/Image_Size_Limit_Pixel" << "" << 40;
         QTest::newRow("damping negative") << "Interaction/Damping" << "-5" << 0;
         QTest::newRow("damping above range") << "Interaction/Damping" << "250" << 100;
-        QTest::newRow("damping in range") << "Interaction/Damping" << "35" << 35;
         QTest::newRow("bool TRUE is false") << "Interaction/Zoom_Animation" << "TRUE" << 0;
-        QTest::newRow("bool true") << "Interaction/Zoom_Animation" << "true" << 1;
-        for (const char *key : { "UI/Show_Tips_When_Start", "UI/Show_PictureWall_When_Start",
-                                 "Histogram/Realtime_update", "IO/JPG_Estimate_Size", "Raw/Directly_Open",
-                                 "Interaction/Move_Animation" })
+        for (const char *key : { "Interaction/Zoom_Animation", "UI/Show_Tips_When_Start",
+                                 "UI/Show_PictureWall_When_Start", "Histogram/Realtime_update",
+                                 "IO/JPG_Estimate_Size", "Raw/Directly_Open", "Interaction/Move_Animation" })
             QTest::addRow("%s true", key) << key << "true" << 1;
     }
     void loadRules()
     {
         QFETCH(QString, key);
         QFETCH(QString, stored);
-        writeConfig(VellGlobalSettings::configFileName(), QString(), key, stored);
+        QSettings(VellGlobalSettings::configFileName(), QSettings::IniFormat).setValue(key, stored);
         VellGlobalSettings s;
         const QHash<QString, int> fields = {
             { "Sample_Count", s.histogramSampleCount }, { "Damping", s.damping },
@@ -79,39 +65,35 @@ private slots:
         QTEST(fields.value(key.section('/', 1), -1), "expected");
     }
 
-    void savedFileFormat()
+    // What save() writes, and what a second instance reads back from it.
+    void saveAndReload()
     {
-        VellGlobalSettings s;
-        s.zoomAnimation = true;
-        s.damping = 42;
-        s.imageLimitX = 9000;
-        QVERIFY(s.save());
+        {
+            VellGlobalSettings first;
+            first.zoomAnimation = true;
+            first.damping = 42;
+            first.imageLimitX = 9000;
+            first.histogramSampleCount = 77777;
+            first.pushNewFileName("/pictures/a.png");
+            first.pushNewFileName("/pictures/b c.jpg");
+            QVERIFY(first.save());
+            QFile lastRun(VellGlobalSettings::lastRunFileName());
+            QVERIFY(lastRun.open(QIODevice::ReadOnly));
+            const QByteArray text = lastRun.readAll();   // the default colours
+            QVERIFY2(text.contains("Foreground=#ff6600"), text.data());
+            QVERIFY2(text.contains("Background=#55ffff"), text.data());
+            first.foreground = QColor(1, 2, 3);
+            first.background = QColor(250, 128, 0);
+            first.save();
+        }
         QSettings config(VellGlobalSettings::configFileName(), QSettings::IniFormat);
         QStringList values;
         for (auto key : { "Interaction/Zoom_Animation", "Interaction/Move_Animation", "Interaction/Damping",
                           "Performance/Image_Size_Limit_X", "Histogram/Sample_Count" })
             values << config.value(key).toString();
-        QCOMPARE(values, QStringList({ "true", "false", "42", "9000", "50000" }));
+        QCOMPARE(values, QStringList({ "true", "false", "42", "9000", "77777" }));
         QCOMPARE(config.childGroups(),
                  QStringList({ "Histogram", "IO", "Interaction", "Performance", "Raw", "UI" }));
-        QFile lastRun(VellGlobalSettings::lastRunFileName());
-        QVERIFY(lastRun.open(QIODevice::ReadOnly));
-        const QByteArray text = lastRun.readAll();
-        QVERIFY2(text.contains("Foreground=#ff6600"), text.data());
-        QVERIFY2(text.contains("Background=#55ffff"), text.data());
-    }
-
-    void survivesRestart()
-    {
-        {
-            VellGlobalSettings first;
-            first.pushNewFileName("/pictures/a.png");
-            first.pushNewFileName("/pictures/b c.jpg");
-            first.foreground = QColor(1, 2, 3);
-            first.background = QColor(250, 128, 0);
-            first.histogramSampleCount = 77777;
-            first.save();
-        }
         VellGlobalSettings second;
         QCOMPARE(second.recentFiles, QStringList({ "/pictures/b c.jpg", "/pictures/a.png" }));
         QCOMPARE(second.foreground, QColor(1, 2, 3));
@@ -121,24 +103,17 @@ private slots:
 
     void recentFilesParsing()
     {
-        writeConfig(VellGlobalSettings::lastRunFileName(), QString(), "Recent_Files", ";a.png;;b.png;");
-        writeConfig(VellGlobalSettings::lastRunFileName(), QString(), "Foreground", "not a colour");
+        QSettings lastRun(VellGlobalSettings::lastRunFileName(), QSettings::IniFormat);
+        lastRun.setValue("Recent_Files", ";a.png;;b.png;");
+        lastRun.setValue("Foreground", "not a colour");
+        lastRun.sync();
         VellGlobalSettings s;
         QCOMPARE(s.recentFiles, QStringList({ "a.png", "b.png" }));
         QCOMPARE(s.foreground, QColor(0xFF, 0x66, 0x00));   // unreadable colour: default
-        QCOMPARE(s.background, QColor(0x55, 0xFF, 0xFF));
-    }
-
-    void pushNewFileName()
-    {
-        VellGlobalSettings s;
         for (int i = 1; i <= 10; ++i)
             s.pushNewFileName(QString("f%1").arg(i));
-        QCOMPARE(s.recentFiles.join(' '), QString("f10 f9 f8 f7 f6 f5 f4 f3 f2 f1"));
-        s.pushNewFileName("f4");   // moved to the front, not duplicated
+        s.pushNewFileName("f4");   // moved to the front, not duplicated; the oldest dropped
         QCOMPARE(s.recentFiles.join(' '), QString("f4 f10 f9 f8 f7 f6 f5 f3 f2 f1"));
-        s.pushNewFileName("f11");  // an eleventh name drops the oldest
-        QCOMPARE(s.recentFiles.join(' '), QString("f11 f4 f10 f9 f8 f7 f6 f5 f3 f2"));
     }
 
     void setDefaultTable_data()
@@ -153,7 +128,6 @@ private slots:
         QTest::newRow("exactly 1.5 GiB") << 1572864 << 10000 << 80;
         QTest::newRow("just over 1 GiB") << 1048577 << 10000 << 80;
         QTest::newRow("exactly 1 GiB") << 1048576 << 7200 << 40;
-        QTest::newRow("none") << 0 << 7200 << 40;
     }
     void setDefaultTable()
     {
@@ -167,11 +141,9 @@ private slots:
         s.damping = 50;
         s.setDefault();
         QCOMPARE((QVector<int>{ s.imageLimitX, s.imageLimitY, s.imageLimitPixel, s.histogramSampleCount,
-                                s.damping, s.loadingVersion, s.currentVersion }),
-                 (QVector<int>{ limit, limit, pixel, 10240, 0, 0, 20111231 }));
-        QVERIFY(s.histogramRealtimeUpdate);
-        QVERIFY(!s.zoomAnimation);
-        QVERIFY(s.recentFiles.isEmpty());
+                                s.damping, s.zoomAnimation, s.histogramRealtimeUpdate, s.recentFiles.size(),
+                                s.loadingVersion, s.currentVersion }),
+                 (QVector<int>{ limit, limit, pixel, 10240, 0, 0, 1, 0, 0, 20111231 }));
         QVERIFY(!s.foreground.isValid());
     }
 };
