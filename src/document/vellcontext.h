@@ -5,13 +5,18 @@
 
 #include <QImage>
 #include <QObject>
+#include <QRect>
+#include <QSize>
 #include <QString>
+
+#include <functional>
 
 class QDataStream;
 class VellChannel;
 class VellHistory;
 class VellHistoryMemo;
 class IVellTool;
+class VellLayerBase;
 class VellLayerManager;
 class VellSelection;
 class VellSelectionEditHistory;
@@ -104,6 +109,52 @@ public:
     // Called by tools once a filter covers the whole layer.
     void emitFilterAppliedEntire() { emit filterAppliedEntire(); }
 
+    // ---- Whole-document geometry ----
+    // The document's size: the canvas's when there is a canvas (which then
+    // shows this document), else the selection's; invalid without either.
+    QSize getDocumentSize() const;
+    // Each operation turns, mirrors, scales or crops the whole document:
+    // every layer of the stack, raster and text, then the document's size
+    // (the canvas's, which resizes the selection, or the selection's
+    // without a canvas). One canvas-and-layers memo, pushed after the
+    // pending last memo, makes it one undo step that restores every layer's
+    // pixels, mask, position and the size; redo repeats it. The selection is
+    // cleared, since it would no longer fit what it selected, and the
+    // canvas, if any, renders the document again.
+    //
+    // Raster layers go through their own geometry (their masks with them)
+    // and land where the document's map puts their rectangle; text layers
+    // keep their text editable: turned and mirrored by their own operations
+    // with the anchor placed by the document's map, scaled through the size
+    // of their type (see resizeDocument).
+    //
+    // Refused, changing nothing, with the reason in getGeometryError() and
+    // one log line: an angle other than -90, 90 and 180; a result that is
+    // empty or beyond the settings' image limits; a crop that misses the
+    // document; a document with no size, one whose selection is being
+    // edited as an image, one the history is replaying, or one that is not
+    // the canvas's current document; a layer that refuses its part (its
+    // reason), after which the layers done so far are put back. Raster
+    // layers need a GL context: the canvas's is made current, else the
+    // caller's must be.
+    //
+    // rotateDocument(90) turns counter-clockwise, -90 clockwise, as layers do.
+    bool rotateDocument(int degrees);
+    bool flipDocument(bool leftRight);
+    // Scales to exactly `size`: each raster layer to its size times
+    // size / getDocumentSize() rounded (at least a pixel) with its own
+    // interpolation, its position scaled and rounded; each text layer's
+    // anchor scaled, and the point and pixel sizes of its text and font by
+    // the geometric mean of the two factors, its text scale taking what is
+    // left of unequal factors along the text's own axes (dropped for text
+    // turned by other than a multiple of 90 degrees).
+    bool resizeDocument(const QSize &size);
+    // Keeps `rect` (document pixels) cut to the document: every layer moves
+    // by minus its corner, and raster layers are cropped to it (those wholly
+    // outside it only move).
+    bool clipDocument(const QRect &rect);
+    QString getGeometryError() const { return geometryError; }
+
     // Set by the host.
     bool batchFlag = false;
     bool quietFlag = false;
@@ -123,7 +174,14 @@ signals:
     void selectionEditModeChanged(bool);
 
 private:
+    bool refuseGeometry(const QString &reason);
+    // The common frame of the whole-document operations: checks, the memo,
+    // `step` on every layer of the stack (false: refused; the layers are put
+    // back), then the new size, the selection and the canvas.
+    bool transformDocument(const QSize &newSize, const std::function<bool(VellLayerBase *)> &step);
+
     QString fileName;
+    QString geometryError;
     VellLayerManager *layerManager = nullptr;   // owned
     VellSelection *selection = nullptr;         // owned
     VellHistory *history = nullptr;             // owned

@@ -258,6 +258,13 @@ public:
     // layer is active or not. The caller records the undo memo before and
     // re-renders after. Needs the canvas's GL context current.
     //
+    // The mask, when there is one, goes the same way: the same turn, mirror
+    // or crop byte for byte, the same resampling copies for the others (see
+    // VellLayerMask), so that it keeps the layer's size and its coverage
+    // stays on the pixels it covered. A mask offset from its layer (mask
+    // position) is first brought to the layer's size and place; afterwards
+    // its position is (0, 0).
+    //
     // A refused operation (an angle other than -90, 90 and 180; a factor
     // that is not a finite number above 0 or leaves a side below 1 pixel; a
     // result beyond the largest texture or the settings' image limits; a crop
@@ -329,7 +336,9 @@ private:
     void adoptGeometryResult(std::unique_ptr<VellGLTexture2D> texture, VellPictureHost *host,
                              bool repairEdges);
     bool placeWarp(const QPolygonF &outline, QRect *extent);
-    bool turnLayer(const QPolygonF &sourceCorners, bool swapSides);
+    bool turnLayer(const QPolygonF &sourceCorners, bool swapSides,
+                   const std::function<bool(VellLayerMask &)> &maskStep);
+    bool followMask(const std::function<bool(VellLayerMask &)> &step);
     bool warpLayer(const QPolygonF &quad, const QList<QPointF> *srcPoints,
                    const QList<QPointF> *dstPoints);
 

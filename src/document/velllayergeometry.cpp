@@ -154,6 +154,24 @@ VellGLTexture2D *VellLayer::newGeometryTexture(const QSize &size) const
     return texture;
 }
 
+// Brings the mask along, as the last step before the commit: first to the
+// layer's size and place (a mask offset from its layer is cut, or widened
+// with 255), then through the operation's own step.
+bool VellLayer::followMask(const std::function<bool(VellLayerMask &)> &step)
+{
+    if (!layerMask)
+        return true;
+    const QPoint offset = maskPosition.toPoint();
+    if (!offset.isNull() || layerMask->getWidth() != getWidth() || layerMask->getHeight() != getHeight()) {
+        if (!layerMask->clip(QRect(-offset, QSize(getWidth(), getHeight()))))
+            return refuseGeometry(QStringLiteral("no memory for the layer's mask"));
+        maskPosition = QPointF();   // shows as before: the operation may still be refused
+    }
+    if (!step(*layerMask))
+        return refuseGeometry(QStringLiteral("no memory for the layer's mask"));
+    return true;
+}
+
 // The commit of every operation: from here on nothing can be refused.
 void VellLayer::adoptGeometryResult(std::unique_ptr<VellGLTexture2D> texture,
                                     VellPictureHost *host, bool repairEdges)
@@ -178,7 +196,8 @@ void VellLayer::adoptGeometryResult(std::unique_ptr<VellGLTexture2D> texture,
     recomputeCenter();
 }
 
-bool VellLayer::turnLayer(const QPolygonF &sourceCorners, bool swapSides)
+bool VellLayer::turnLayer(const QPolygonF &sourceCorners, bool swapSides,
+                         const std::function<bool(VellLayerMask &)> &maskStep)
 {
     if (!geometryReady())
         return false;
@@ -196,6 +215,8 @@ bool VellLayer::turnLayer(const QPolygonF &sourceCorners, bool swapSides)
                                   .arg(size.width())
                                   .arg(size.height()));
     VellToolUtil::copyTextureTurned(target.get(), source, sourceCorners);
+    if (!followMask(maskStep))
+        return false;
     adoptGeometryResult(std::move(target), host.release(), false);
     return true;
 }
@@ -219,7 +240,7 @@ void VellLayer::rotate(int degrees)
     }
     const double w = getWidth(), h = getHeight();
     const QPointF old = getPosition();
-    if (!turnLayer(corners, degrees != 180))
+    if (!turnLayer(corners, degrees != 180, [degrees](VellLayerMask &mask) { return mask.rotate(degrees); }))
         return;
     const std::optional<View> view = currentView();
     if (!view || !view->documentSize.isValid())
@@ -241,7 +262,7 @@ void VellLayer::flip(bool leftRight)
         leftRight ? QPolygonF({QPointF(1, 0), QPointF(0, 0), QPointF(0, 1), QPointF(1, 1)})
                   : QPolygonF({QPointF(0, 1), QPointF(1, 1), QPointF(1, 0), QPointF(0, 0)});
     const QPointF old = getPosition();
-    if (!turnLayer(corners, false))
+    if (!turnLayer(corners, false, [leftRight](VellLayerMask &mask) { return mask.flip(leftRight); }))
         return;
     const std::optional<View> view = currentView();
     if (!view || !view->documentSize.isValid())
@@ -305,7 +326,8 @@ void VellLayer::resize(double sx, double sy)
     }
     std::unique_ptr<VellGLTexture2D> result;
     VellGLTexture2D *from = source;
-    for (const QSize &step : resizeSteps(QSize(getWidth(), getHeight()), target)) {
+    const QVector<QSize> steps = resizeSteps(QSize(getWidth(), getHeight()), target);
+    for (const QSize &step : steps) {
         std::unique_ptr<VellGLTexture2D> next(newGeometryTexture(step));
         if (!next) {
             refuseGeometry(QStringLiteral("no video memory for %1 x %2 pixels")
@@ -319,6 +341,9 @@ void VellLayer::resize(double sx, double sy)
         result = std::move(next);
         from = result.get();
     }
+    const int filter = interpolation;
+    if (!followMask([&steps, filter](VellLayerMask &mask) { return mask.resize(steps, filter); }))
+        return;
     adoptGeometryResult(std::move(result), host.release(), false);
 }
 
@@ -355,6 +380,8 @@ void VellLayer::clip(const QRect &rect)
     // Same size at whole texels: a texel-for-texel copy.
     VellToolUtil::copyTextureToTexture(target.get(), source, QRectF(QPointF(0, 0), cut.size()),
                                        QRectF(cut));
+    if (!followMask([cut](VellLayerMask &mask) { return mask.clip(cut); }))
+        return;
     adoptGeometryResult(std::move(target), host.release(), false);
 }
 
@@ -408,19 +435,25 @@ bool VellLayer::warpLayer(const QPolygonF &quad, const QList<QPointF> *srcPoints
     // Destination points relative to the extent; what falls outside a cut
     // extent is clipped by the rasteriser.
     const QPointF origin = extent.topLeft();
+    const QPolygonF outline = quad.translated(-origin);
+    QList<QPointF> shifted;
     if (srcPoints) {
-        QList<QPointF> shifted;
         shifted.reserve(dstPoints->size());
         for (const QPointF &p : *dstPoints)
             shifted.append(p - origin);
-        VellToolUtil::tesselateTextureToTexture(target.get(), source, quad.translated(-origin),
-                                                QPolygonF(), shifted, *srcPoints,
-                                                VellToolUtil::Bicubic);
+        VellToolUtil::tesselateTextureToTexture(target.get(), source, outline, QPolygonF(), shifted,
+                                                *srcPoints, VellToolUtil::Bicubic);
     } else {
-        VellToolUtil::copyTextureToTexture(target.get(), source, quad.translated(-origin),
+        VellToolUtil::copyTextureToTexture(target.get(), source, outline,
                                            cornersOf(QRectF(0, 0, getWidth(), getHeight())),
                                            VellToolUtil::Bicubic);
     }
+    const QSize size = extent.size();
+    if (!followMask([&](VellLayerMask &mask) {
+            return srcPoints ? mask.tesselateAffine(size, outline, *srcPoints, shifted)
+                             : mask.applyAffine(size, outline);
+        }))
+        return false;
     adoptGeometryResult(std::move(target), host.release(), true);
     setPosition(origin);
     return true;

@@ -30,6 +30,8 @@ struct LayerState
     QPointF position;
     float opacity = 1.0f;
     std::unique_ptr<VellPictureHost> host;   // raster layers only
+    std::unique_ptr<VellLayerMask> mask;     // raster layers with a mask
+    QPointF maskPosition;
     // Text layers only.
     QString text;
     QFont font;
@@ -107,6 +109,10 @@ bool VellMemoCanvasAndLayersChange::save(VellContext *context, QByteArray *bytes
                 raster->setLatestPlace(VellLayer::BothAgree);
             }
             out << static_cast<const VellPictureHost *>(raster->getPictureHost());
+            VellLayerMask *mask = raster->getLayerMask();
+            out << bool(mask);
+            if (mask)
+                out << mask << raster->getLayerMaskPosition();
         } else if (auto *text = qobject_cast<VellTextLayer *>(layer)) {
             out << text->getText() << text->getFont() << qint32(text->getDirection())
                 << text->isVertical() << text->getTextScale();
@@ -145,6 +151,17 @@ bool VellMemoCanvasAndLayersChange::load(VellContext *context, const QByteArray 
             if (!host)
                 return false;
             state.host.reset(host);
+            bool hasMask = false;
+            in >> hasMask;
+            if (hasMask) {
+                VellLayerMask *mask = nullptr;
+                in >> &mask >> state.maskPosition;   // the mask checks its sizes too
+                state.mask.reset(mask);
+                if (!mask)
+                    return false;
+            }
+            if (in.status() != QDataStream::Ok)
+                return false;
         } else if (qobject_cast<VellTextLayer *>(layers.at(i))) {
             in >> state.text >> state.font >> state.direction >> state.vertical >> state.textScale;
             if (in.status() != QDataStream::Ok)
@@ -183,6 +200,13 @@ bool VellMemoCanvasAndLayersChange::load(VellContext *context, const QByteArray 
             raster->setVellPictureHost(state.host.release());
             raster->setLatestPlace(VellLayer::HostOnly);
             raster->refresh();
+            if (state.mask) {
+                raster->setLayerMask(state.mask.release());
+                raster->setLayerMaskPosition(state.maskPosition);
+            } else if (VellLayerMask *present = raster->getLayerMask()) {
+                raster->removeLayerMask();
+                delete present;
+            }
         } else if (auto *text = qobject_cast<VellTextLayer *>(layer)) {
             text->setDirection(state.direction);
             text->setVertical(state.vertical);

@@ -16,9 +16,11 @@
 //
 // Byte format (QDataStream, Qt 4.8 encoding, so a float is 8 bytes): the
 // document's width and height (qint32), then per layer bottom first its
-// position (QPointF) and opacity (float), and for a raster layer its picture
-// host in the host's stream form. Other layers add nothing yet. The active
-// layer is kept in the memo, not in the bytes.
+// position (QPointF) and opacity (float); for a raster layer its picture
+// host in the host's stream form, then whether it has a mask (bool) and, if
+// so, the mask in its stream form and the mask position (QPointF); for a
+// text layer its plain text, font, direction (qint32), vertical flag and text
+// scale (QSizeF). The active layer is kept in the memo, not in the bytes.
 //
 // Owns its bytes. GUI thread, apart from the loader's transfers.
 class VellMemoCanvasAndLayersChange : public VellHistoryMemo

@@ -187,14 +187,18 @@ void VellChannel::uploadColumns(int left, int top, int columns, int rows)
     glPixelStorei(GL_UNPACK_ALIGNMENT, previousAlignment);
 }
 
-void VellChannel::resize(double, double) {}
-void VellChannel::tesselateAffine(const QPolygonF &, const QList<QPointF> &,
-                                  const QList<QPointF> &) {}
-void VellChannel::applyAffine(const QPolygonF &) {}
-void VellChannel::applyRotation() {}
-void VellChannel::rotate(int) {}
-void VellChannel::clip(const QRect &) {}
-void VellChannel::flip(bool) {}
+bool VellChannel::adoptData(int newWidth, int newHeight, unsigned char *adopted)
+{
+    if (!acceptedSize(newWidth, newHeight)) {
+        VellMemory::getInstance()->release(adopted);
+        return false;
+    }
+    release();
+    setSize(newWidth, newHeight);
+    data = adopted;
+    initTexture();
+    return true;
+}
 
 QDataStream &operator<<(QDataStream &out, const VellChannel *channel)
 {

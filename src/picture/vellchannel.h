@@ -1,10 +1,7 @@
 #ifndef VELLCHANNEL_H
 #define VELLCHANNEL_H
 
-#include <QList>
 #include <QObject>
-#include <QPointF>
-#include <QPolygonF>
 #include <QRect>
 #include <QRectF>
 
@@ -70,17 +67,6 @@ public:
     // makes a new one of width x height from the data (linear filtering).
     virtual void initTexture();
 
-    // Geometry operations that only subclasses with a placement (the layer
-    // mask) give a meaning; a bare channel ignores them.
-    virtual void resize(double scaleX, double scaleY);
-    virtual void tesselateAffine(const QPolygonF &target, const QList<QPointF> &from,
-                                 const QList<QPointF> &to);
-    virtual void applyAffine(const QPolygonF &target);
-    virtual void applyRotation();
-    virtual void rotate(int quarterTurns);
-    virtual void clip(const QRect &rect);
-    virtual void flip(bool horizontal);
-
     bool isNull() const { return data == nullptr; }
     qint64 getByteCount() const { return qint64(paddedWidth) * height; }
     // width rounded up to a multiple of 4; -1 when that exceeds an int.
@@ -97,6 +83,12 @@ protected:
     // the failure logged under `owner`.
     static unsigned char *readStreamForm(QDataStream &in, int *width, int *height,
                                          const char *owner);
+    // Replaces data and size by `data` (width x height in padded rows, from
+    // VellMemory::alloc; the channel owns it from here on) and remakes the
+    // texture: how a subclass that computed a new picture beside the old one
+    // commits it. False, freeing `data` and changing nothing, for a size the
+    // channel refuses.
+    bool adoptData(int width, int height, unsigned char *data);
 
 private:
     // Sets the size, or refuses it (0 x 0, logged) and returns false.
