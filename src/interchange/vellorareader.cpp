@@ -5,6 +5,7 @@
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
 #include "document/velllayermask.h"
+#include "document/velltextlayer.h"
 #include "foundation/vellcodes.h"
 #include "foundation/vellglobalsettings.h"
 #include "foundation/velllog.h"
@@ -51,6 +52,33 @@ constexpr int kMimeHeadBytes = 54;   // local header (30) + "mimetype" (8) + its
 // the image limits let a sensible file hold.
 constexpr qint64 kMaxEntryBytes = qint64(4) << 30;
 const char kMyPaintNamespace[] = "http://mypaint.org/ns/openraster";
+// A text layer's record, as stored: far above what any text holds.
+constexpr qint64 kMaxTextRecordBytes = qint64(16) << 20;
+
+// Sets the settings' stream versions for as long as it lives: a text record
+// is read at the version it was written at, and written again at the one
+// the document stream is read at.
+class StreamVersions
+{
+public:
+    StreamVersions(int read, int write)
+        : settings(VellGlobalSettings::getInstance()), read(settings->streamReadVersion),
+          write(settings->streamWriteVersion)
+    {
+        settings->streamReadVersion = read;
+        settings->streamWriteVersion = write;
+    }
+    ~StreamVersions()
+    {
+        settings->streamReadVersion = read;
+        settings->streamWriteVersion = write;
+    }
+    Q_DISABLE_COPY(StreamVersions)
+
+private:
+    VellGlobalSettings *settings;
+    int read, write;
+};
 
 // The settings' image limits, which every picture read must respect.
 struct Limits
@@ -186,6 +214,9 @@ struct Item
     // The mask over the layer's pixels, Grayscale8 of the layer's size.
     QImage mask;
     QPointF maskPosition;
+    // A text layer's stream record at the document stream's version, which
+    // replaces the pixels when the layer is not flattened.
+    QByteArray textRecord;
 
     qint64 pixelBytes() const { return qint64(pixelSize.width()) * pixelSize.height() * (wide ? 8 : 4); }
     QPoint wholePosition() const { return wholePoint(position); }
@@ -230,6 +261,7 @@ private:
     void warn(const QString &text) { warnings->append(text); }
     bool layerItem(const VellOraNode &node, const Inherit &inherit, Item *item, bool *skip);
     bool maskedLayerItem(const VellOraNode &stack, const Inherit &inherit, Item *item, bool *done);
+    void textItem(const VellOraNode &node, Item *item);
     bool png(const QString &entry, QByteArray *bytes, QSize *size, bool *wide, bool *skip);
     bool maskFrom(const QString &entry, const QPoint &maskAt, const Item &item, bool coverOutside,
                   QImage *mask);
@@ -419,7 +451,52 @@ bool Resolver::layerItem(const VellOraNode &node, const Inherit &inherit, Item *
             return false;
         item->maskPosition = maskPosition;
     }
+    if (node.has("vell:text-src"))
+        textItem(node, item);
     return true;
+}
+
+// Our text layer's record, checked by reading it whole; the PNG stays the
+// layer when the record is missing, oversized or does not read cleanly.
+void Resolver::textItem(const VellOraNode &node, Item *item)
+{
+    const QString entry = node.attribute("vell:text-src");
+    const auto fallBack = [&](const QString &why) {   // `why` names the entry
+        warn(QStringLiteral("\"%1\": text record %2, read as pixels").arg(item->name, why));
+    };
+    bool ok = false;
+    const int version = node.attribute("vell:text-version").toInt(&ok);
+    if (!ok || version < 0)
+        return fallBack(QStringLiteral("%1 has no stream version").arg(entry));
+    const int index = zip->indexOf(entry);
+    if (index < 0)
+        return fallBack(QStringLiteral("%1 missing").arg(entry));
+    QByteArray bytes;
+    if (!zip->read(index, kMaxTextRecordBytes, &bytes))
+        return fallBack(zip->errorString());
+    VellTextLayer *layer = nullptr;
+    const int readVersion = VellGlobalSettings::getInstance()->streamReadVersion;
+    {
+        StreamVersions fileVersion(version, readVersion);
+        QDataStream in(bytes);
+        in.setVersion(QDataStream::Qt_4_8);
+        in >> &layer;
+        if (layer && (in.status() != QDataStream::Ok || !in.atEnd())) {
+            delete layer;
+            layer = nullptr;
+        }
+    }
+    if (!layer)
+        return fallBack(QStringLiteral("%1 is corrupt").arg(entry));
+    const std::unique_ptr<VellTextLayer> owned(layer);
+    StreamVersions streamVersion(readVersion, readVersion);
+    QDataStream out(&item->textRecord, QIODevice::WriteOnly);
+    out.setVersion(QDataStream::Qt_4_8);
+    out << layer;
+    if (out.status() != QDataStream::Ok) {
+        item->textRecord.clear();
+        fallBack(QStringLiteral("%1 cannot be kept").arg(entry));
+    }
 }
 
 // Our masked-layer stack: the mask ("dst-in", on top) and the pixels below.
@@ -997,6 +1074,11 @@ VellContext *VellOraReader::readDocument()
     stream.addBytes(streamed([&](QDataStream &out) { out << qint32(0) << qint32(items.size()); }));
     for (int index : order) {
         Item &item = items[size_t(index)];
+        if (!item.textRecord.isEmpty()) {
+            stream.addBytes(streamed([](QDataStream &out) { out << QStringLiteral("VellTextLayer"); }));
+            stream.addBytes(item.textRecord);
+            continue;
+        }
         stream.addBytes(streamed([&](QDataStream &out) {
             out << QStringLiteral("VellLayer") << item.opacity << item.name << item.position
                 << qint32(-1) << quint32(item.pixelSize.width()) << quint32(item.pixelSize.height())

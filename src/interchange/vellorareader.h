@@ -37,8 +37,10 @@ struct VellOraNode;
 // layers and embedded colour profiles are ignored; a layer without a source
 // is empty; a NaN opacity reads as 1; offsets that are not whole are rounded
 // as layers round positions. Our own attributes (vell:mode, masks as
-// masked-layer stacks or baked with vell:unmasked-src and vell:mask-src) are
-// read back exactly.
+// masked-layer stacks or baked with vell:unmasked-src and vell:mask-src,
+// text layers' records as vell:text-src) are read back exactly; a text
+// record that is missing, over 16 MiB or does not read cleanly leaves the
+// layer's PNG in its place, with a warning.
 //
 // Layers join the document as the document stream reader adds them: no
 // current document is needed, nothing is recorded for undo, and the

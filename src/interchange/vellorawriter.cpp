@@ -4,7 +4,9 @@
 #include "document/vellcontext.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "document/velltextlayer.h"
 #include "foundation/vellcodes.h"
+#include "foundation/vellglobalsettings.h"
 #include "foundation/velllog.h"
 #include "foundation/vellmemory.h"
 #include "interchange/vellziparchive.h"
@@ -12,6 +14,7 @@
 #include "selection/vellselection.h"
 
 #include <QBuffer>
+#include <QDataStream>
 #include <QFileInfo>
 #include <QImageWriter>
 #include <QOpenGLContext>
@@ -35,14 +38,15 @@ constexpr int kThumbnailSide = 256;
 // for a file about 30 % larger; the filters stay libpng's adaptive choice.
 constexpr int kPngQuality = 89;
 
-// One PNG to encode: the image (which may borrow a layer's host) and, once
-// encoded, its bytes.
+// One entry of the file: a PNG to encode from the image (which may borrow a
+// layer's host) or bytes made already, and, once encoded, its bytes.
 struct PngJob
 {
     QString entry;
     QImage image;
     QByteArray png;
     bool ok = false;
+    VellZipArchive::Method method = VellZipArchive::Stored;   // PNG is compressed already
 };
 
 // Books the encoded PNGs with the memory budget while they wait for the zip
@@ -193,21 +197,37 @@ QImage transparentPixel()
 
 void encode(PngJob *job)
 {
-    job->png = VellOraWriter::encodePng(job->image);
+    if (!job->image.isNull())
+        job->png = VellOraWriter::encodePng(job->image);
     job->ok = !job->png.isEmpty();
 }
 
 // What one layer becomes in the file.
 struct LayerOut
 {
-    VellLayer *layer = nullptr;
+    VellLayerBase *layer = nullptr;
+    VellLayer *raster = nullptr;   // the same layer when it is a raster layer
     bool active = false;
+    QPointF position;      // where the pixels of `src` lie
+    int entries = 1;       // its entries under data/
     QString src;           // the pixels as other programs should see them
     QString maskSrc;       // empty without a mask
     QString unmaskedSrc;   // baked masks only
+    QString textSrc;       // a text layer's stream record
 };
 
-void writeCommon(QXmlStreamWriter &xml, const VellLayer *layer)
+// A text layer's stream record, the bytes the document stream holds for it,
+// written at the settings' stream version.
+QByteArray textRecord(VellTextLayer *layer)
+{
+    QByteArray bytes;
+    QDataStream out(&bytes, QIODevice::WriteOnly);
+    out.setVersion(QDataStream::Qt_4_8);
+    out << layer;
+    return out.status() == QDataStream::Ok ? bytes : QByteArray();
+}
+
+void writeCommon(QXmlStreamWriter &xml, const VellLayerBase *layer)
 {
     xml.writeAttribute(QStringLiteral("name"), VellOraWriter::xmlSafe(layer->getLayerName()));
     xml.writeAttribute(QStringLiteral("opacity"), opacityText(layer->getAlpha()));
@@ -217,17 +237,22 @@ void writeCommon(QXmlStreamWriter &xml, const VellLayer *layer)
                        VellOraWriter::compositeOp(layer->getBlendMode()));
 }
 
-void writePosition(QXmlStreamWriter &xml, const VellLayer *layer)
+void writePosition(QXmlStreamWriter &xml, const LayerOut &out)
 {
-    xml.writeAttribute(QStringLiteral("x"), coordinateText(layer->getPosition().x()));
-    xml.writeAttribute(QStringLiteral("y"), coordinateText(layer->getPosition().y()));
+    xml.writeAttribute(QStringLiteral("x"), coordinateText(out.position.x()));
+    xml.writeAttribute(QStringLiteral("y"), coordinateText(out.position.y()));
 }
 
 void writeVell(QXmlStreamWriter &xml, const LayerOut &out)
 {
     const QString ns = QString::fromLatin1(VellOraWriter::kVellNamespace);
     xml.writeAttribute(ns, QStringLiteral("mode"), QString::number(out.layer->getBlendMode()));
-    const QPointF maskPosition = out.layer->getLayerMaskPosition();
+    if (!out.textSrc.isEmpty()) {
+        xml.writeAttribute(ns, QStringLiteral("text-src"), out.textSrc);
+        xml.writeAttribute(ns, QStringLiteral("text-version"),
+                           QString::number(VellGlobalSettings::getInstance()->streamWriteVersion));
+    }
+    const QPointF maskPosition = out.raster ? out.raster->getLayerMaskPosition() : QPointF();
     if (!out.maskSrc.isEmpty() && !maskPosition.isNull()) {
         xml.writeAttribute(ns, QStringLiteral("mask-x"), QString::number(maskPosition.x(), 'g', 17));
         xml.writeAttribute(ns, QStringLiteral("mask-y"), QString::number(maskPosition.y(), 'g', 17));
@@ -257,11 +282,11 @@ QByteArray stackXml(const QSize &size, const QVector<LayerOut> &layers, bool bak
     xml.writeStartElement(QStringLiteral("stack"));
     for (int i = layers.size() - 1; i >= 0; --i) {   // the top layer first
         const LayerOut &out = layers.at(i);
-        const VellLayer *layer = out.layer;
+        const VellLayerBase *layer = out.layer;
         if (out.maskSrc.isEmpty() || baked) {
             xml.writeStartElement(QStringLiteral("layer"));
             writeCommon(xml, layer);
-            writePosition(xml, layer);
+            writePosition(xml, out);
             xml.writeAttribute(QStringLiteral("src"), out.src);
             writeVell(xml, out);
             if (baked && !out.maskSrc.isEmpty()) {
@@ -283,7 +308,7 @@ QByteArray stackXml(const QSize &size, const QVector<LayerOut> &layers, bool bak
         xml.writeAttribute(QStringLiteral("opacity"), QStringLiteral("1"));
         xml.writeAttribute(QStringLiteral("visibility"), QStringLiteral("visible"));
         xml.writeAttribute(QStringLiteral("composite-op"), QStringLiteral("svg:dst-in"));
-        writePosition(xml, layer);
+        writePosition(xml, out);
         xml.writeAttribute(QStringLiteral("src"), out.maskSrc);
         xml.writeAttribute(ns, QStringLiteral("kind"), QStringLiteral("mask"));
         xml.writeEndElement();
@@ -292,7 +317,7 @@ QByteArray stackXml(const QSize &size, const QVector<LayerOut> &layers, bool bak
         xml.writeAttribute(QStringLiteral("opacity"), QStringLiteral("1"));
         xml.writeAttribute(QStringLiteral("visibility"), QStringLiteral("visible"));
         xml.writeAttribute(QStringLiteral("composite-op"), QStringLiteral("svg:src-over"));
-        writePosition(xml, layer);
+        writePosition(xml, out);
         xml.writeAttribute(QStringLiteral("src"), out.src);
         xml.writeEndElement();
         xml.writeEndElement();
@@ -415,28 +440,51 @@ bool VellOraWriter::write(VellContext *document, const QString &path)
     const bool baked = maskPolicy == MasksBaked;
     const bool canReadBack = QOpenGLContext::currentContext() != nullptr;
     for (VellLayerBase *base : manager->getLayers()) {
-        auto *layer = qobject_cast<VellLayer *>(base);
-        if (!layer || layer->getType() != VellLayerType::Raster)
-            continue;   // only raster layers exist in files for now
-        if (layer->getLatestPlace() == VellLayer::GpuNewer && canReadBack)
-            layer->fboTextureToHost(true);
-        int number = layer->getPermanentIndex();
+        auto *layer = base->getType() == VellLayerType::Raster ? qobject_cast<VellLayer *>(base) : nullptr;
+        auto *text = base->getType() == VellLayerType::Text ? qobject_cast<VellTextLayer *>(base) : nullptr;
+        if (!layer && !text)
+            continue;
+        int number = base->getPermanentIndex();
         if (number < 0 || usedNumbers.contains(number))
             number = nextFree++;
         usedNumbers.insert(number);
 
         LayerOut out;
-        out.layer = layer;
-        out.active = manager->currentActiveLayer() == layer;
+        out.layer = base;
+        out.raster = layer;
+        out.active = manager->currentActiveLayer() == base;
+        out.position = base->getPosition();
+        out.src = QStringLiteral("data/layer%1.png").arg(number);
+        if (text) {
+            // Other programs see the rendering at scale 1 over the layer's
+            // document rectangle; our reader prefers the record.
+            QImage rendered = text->renderText(false, 1.0f);
+            const QRect rect = text->getDocumentRect();
+            if (rendered.isNull() || rendered.size() != rect.size())
+                rendered = transparentPixel();
+            else
+                out.position = rect.topLeft();
+            const QByteArray record = textRecord(text);
+            if (record.isEmpty())
+                return refuse(QStringLiteral("cannot record text layer \"%1\"").arg(base->getLayerName()));
+            out.textSrc = QStringLiteral("data/text%1.bin").arg(number);
+            out.entries = 2;
+            jobs.push_back({ out.src, rendered, {}, false });
+            jobs.push_back({ out.textSrc, QImage(), record, false, VellZipArchive::Deflated });
+            layers.append(out);
+            continue;
+        }
+        if (layer->getLatestPlace() == VellLayer::GpuNewer && canReadBack)
+            layer->fboTextureToHost(true);
         const VellPictureHost *host = layer->getPictureHost();
         const bool empty = !host || host->isNull() || host->getWidth() == 0 || host->getHeight() == 0;
         QImage pixels = empty ? transparentPixel() : layerImage(host);
         if (pixels.isNull())
             return refuse(QStringLiteral("no memory for layer \"%1\"").arg(layer->getLayerName()));
-        out.src = QStringLiteral("data/layer%1.png").arg(number);
         const VellLayerMask *mask = layer->getLayerMask();
         if (mask && mask->getData() && !empty) {
             out.maskSrc = QStringLiteral("data/mask%1.png").arg(number);
+            out.entries = baked ? 3 : 2;
             QImage maskPixels = maskImage(mask, pixels.width(), pixels.height());
             if (maskPixels.isNull())
                 return refuse(QStringLiteral("no memory for the mask of \"%1\"").arg(layer->getLayerName()));
@@ -482,8 +530,7 @@ bool VellOraWriter::write(VellContext *document, const QString &path)
         std::vector<std::vector<PngJob>> perLayer(size_t(layers.size()));
         size_t at = 0;
         for (int i = 0; i < layers.size(); ++i) {
-            const int count = layers.at(i).maskSrc.isEmpty() ? 1 : (baked ? 3 : 2);
-            for (int k = 0; k < count; ++k)
+            for (int k = 0; k < layers.at(i).entries; ++k)
                 perLayer[size_t(i)].push_back(std::move(jobs[at++]));
         }
         for (int i = layers.size() - 1; i >= 0; --i)
@@ -519,7 +566,7 @@ bool VellOraWriter::write(VellContext *document, const QString &path)
     bool added = zip.addEntry(QStringLiteral("mimetype"), QByteArray(kMimeType), VellZipArchive::Stored)
                  && zip.addEntry(QStringLiteral("stack.xml"), xml, VellZipArchive::Deflated);
     for (const PngJob &job : ordered)
-        added = added && zip.addEntry(job.entry, job.png, VellZipArchive::Stored);
+        added = added && zip.addEntry(job.entry, job.png, job.method);
     if (!added) {
         zip.close();
         return refuse(zip.errorString());

@@ -26,6 +26,12 @@ class VellContext;
 // layer's pixels times the mask, with the unmasked pixels and the mask kept
 // as vell:unmasked-src and vell:mask-src for our reader.
 //
+// A text layer is its rendering at scale 1, placed at its document
+// rectangle, for other programs, plus its stream record (the bytes a saved
+// document holds for it, deflated) as vell:text-src, with the stream version
+// it was written at as vell:text-version, from which our reader gets the
+// editable layer back.
+//
 // 8-byte layers become 16-bit PNGs, the rest 8-bit. The merged image is the
 // visible layers through the CPU compositor (the host's exclusion of layers
 // is a viewing state and is ignored), unless the caller hands its own

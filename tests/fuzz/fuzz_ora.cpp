@@ -3,7 +3,8 @@
 // whole file; 0, only its stack.xml, which the harness packs with a mimetype
 // and two small PNGs (data/a.png, 8-bit, and data/b.png, 16-bit), so that
 // mutations reach the XML and the layer tree instead of failing the
-// archive's checksums. The image limits are lowered so that a file declaring
+// archive's checksums. Text layers come back from our records (seed
+// "text-layer"). The image limits are lowered so that a file declaring
 // large pictures is refused or decoded quickly; the layer stream is read in
 // version 2, as hosts do.
 
@@ -12,6 +13,7 @@
 #include "document/vellcontext.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "document/velltextlayer.h"
 #include "foundation/vellglobalsettings.h"
 #include "interchange/vellorareader.h"
 #include "picture/vellpicturehost.h"
@@ -92,6 +94,18 @@ void checkDocument(const VellContext &document, const QSize &size)
     if (stack->getSelectedLayers().size() != 1 || !stack->currentActiveLayer())
         fail("not exactly one active, selected layer");
     for (VellLayerBase *base : stack->getLayers()) {
+        if (!(base->getAlpha() >= 0.0f && base->getAlpha() <= 1.0f))
+            fail("an opacity outside 0 .. 1");
+        if (!VellLayerBase::isBlendModeCode(base->getBlendMode()))
+            fail("a blend mode outside the table");
+        // Text comes back from our records; it lays out within its limits.
+        if (const auto *text = qobject_cast<const VellTextLayer *>(base)) {
+            const QSize rendered = text->layout(1.0f).imageSize;
+            if (text->getDirection() < 0 || text->getDirection() >= 360 || rendered.width() > 16384
+                || rendered.height() > 16384)
+                fail("a text layer outside its limits");
+            continue;
+        }
         const auto *layer = qobject_cast<const VellLayer *>(base);
         const VellPictureHost *host = layer ? layer->getPictureHost() : nullptr;
         if (!host || host->isNull() || host->getWidth() == 0 || host->getHeight() == 0
@@ -99,10 +113,6 @@ void checkDocument(const VellContext &document, const QSize &size)
             fail("a layer without pixels, or larger than the limits");
         if (layer->getLatestPlace() != VellLayer::HostOnly)
             fail("a layer read claims a GPU copy");
-        if (!(layer->getAlpha() >= 0.0f && layer->getAlpha() <= 1.0f))
-            fail("an opacity outside 0 .. 1");
-        if (!VellLayerBase::isBlendModeCode(layer->getBlendMode()))
-            fail("a blend mode outside the table");
         const VellLayerMask *mask = layer->getLayerMask();
         if (mask && (mask->getWidth() != layer->getWidth() || mask->getHeight() != layer->getHeight()))
             fail("a mask not of its layer's size");

@@ -8,6 +8,7 @@
 #include "document/vellcontext.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "document/velltextlayer.h"
 #include "interchange/vellziparchive.h"
 #include "picture/vellpicturehost.h"
 #include "selection/vellselection.h"
@@ -36,6 +37,8 @@ struct LayerSpec
     bool masked = false;   // a soft mask, varying in both directions
     QPointF maskPosition;
     int seed = 1;
+    QString text;          // not empty: a text layer in DejaVu Sans at `position`
+    int direction = 0;     // the text's
 };
 
 // Fills a host with a pattern; 16-bit words use their low bytes too, so a
@@ -79,6 +82,21 @@ inline std::unique_ptr<VellContext> makeDocument(const QSize &size, const QVecto
     document->setSelection(new VellSelection(nullptr, size.width(), size.height()));
     VellLayerManager *stack = document->getLayerManager();
     for (const LayerSpec &spec : specs) {
+        if (!spec.text.isEmpty()) {
+            auto *text = new VellTextLayer(spec.name);
+            text->setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+            text->setColor(QColor(30, 160, 90 + spec.seed));
+            text->setText(spec.text);
+            text->setKeepName(true);
+            text->setLayerName(spec.name);
+            text->setDirection(spec.direction);
+            text->setPosition(spec.position);
+            text->setBlendMode(spec.mode);
+            text->setAlpha(spec.opacity);
+            text->visible = spec.visible;
+            stack->insertLayer(text, stack->getLayerCount(), false);
+            continue;
+        }
         auto *layer = new VellLayer(spec.name);
         layer->setVellPictureHost(patternHost(spec));
         layer->setPosition(spec.position);

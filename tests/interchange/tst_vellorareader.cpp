@@ -14,6 +14,8 @@
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <tuple>
+#include <vector>
 
 using OraTest::Entry;
 
@@ -224,6 +226,18 @@ private slots:
             << "in 4x3 at 4,1 mode 0 opacity 0.25 hidden" << QStringList();
         QTest::newRow("32 stacks deep") << ora(nested(31, QStringLiteral("<layer name=\"deep\" src=\"data/a.png\"/>")))
                                         << "deep 4x3 at 0,0 mode 0 opacity 1 visible" << QStringList();
+        // Our text layer's record, unusable: its PNG stands in.
+        const QString text = QStringLiteral("<layer name=\"t\" src=\"data/a.png\" vell:text-src=\"data/t.bin\"%1/>");
+        const QString version2 = QStringLiteral(" vell:text-version=\"2\"");
+        for (const auto &[row, xml, record, warning] :
+             std::vector<std::tuple<const char *, QString, Entry, const char *>>{
+                 { "text record corrupt", text.arg(version2), { "data/t.bin", "not a record" }, "is corrupt" },
+                 { "text record missing", text.arg(version2), { "data/other.bin", "" }, "missing" },
+                 { "text record without a version", text.arg(QString()), { "data/t.bin", "" }, "has no stream version" },
+                 { "text record over 16 MiB", text.arg(version2),
+                   { "data/t.bin", QByteArray((16 << 20) + 1, ' '), VellZipArchive::Deflated }, "states 16777217 bytes" } })
+            QTest::newRow(row) << ora(xml, { record }) << "t 4x3 at 0,0 mode 0 opacity 1 visible"
+                               << QStringList{ QStringLiteral("text record data/t.bin ") + warning };
         QTest::newRow("mimetype compressed")
             << OraTest::archive(dir, { { "mimetype", "image/openraster", VellZipArchive::Deflated },
                                        { "stack.xml", "<image w=\"8\" h=\"6\"><stack><layer name=\"c\" src=\"a.png\"/></stack></image>" },
