@@ -4,39 +4,21 @@
 // --overwrite, shards that together make one run, and files refused before
 // any image.
 #include "support/vellgltestcontext.h"
+#include "support/vellt2files.h"
 
 #include <QCryptographicHash>
 #include <QDir>
 #include <QImage>
-#include <QProcess>
 #include <QTemporaryDir>
-#include <QtEndian>
 #include <QtTest>
 
 namespace {
 
 const QStringList kImages{"a.png", "b.png", "c.png"};
 
-QByteArray bytesOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-QByteArray i32(qint32 v)
-{
-    QByteArray b(4, '\0');
-    qToBigEndian(v, b.data());
-    return b;
-}
-
-QByteArray str(const QString &s)
-{
-    QByteArray b = i32(s.size() * 2);
-    for (QChar c : s)
-        b += char(c.unicode() >> 8), b += char(c.unicode() & 0xff);
-    return b;
-}
+using vellt2::i32;
+using vellt2::str;
+const auto bytesOf = vellt2::fileBytes;
 
 } // namespace
 
@@ -51,15 +33,7 @@ class TestVellBatch : public QObject
 
     static int vell(const QStringList &args, QString *out = nullptr, QString *err = nullptr)
     {
-        QProcess process;
-        process.start(QStringLiteral(VELL_BINARY_DIR "/apps/vell/vell"), args);
-        if (!process.waitForFinished(300000))
-            return -1;
-        if (out)
-            *out = QString::fromLocal8Bit(process.readAllStandardOutput());
-        if (err)
-            *err = QString::fromLocal8Bit(process.readAllStandardError());
-        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        return vellt2::runVell(args, out, err);
     }
 
     // Every file of `folder` with its bytes.
@@ -127,11 +101,7 @@ void TestVellBatch::replayEqualsStepByStep()
 void TestVellBatch::keepsOutputsWithoutOverwrite()
 {
     QVERIFY(QDir().mkpath(path("kept")));
-    {
-        QFile marker(path("kept/b.png"));
-        QVERIFY(marker.open(QIODevice::WriteOnly));
-        marker.write("mine");
-    }
+    QVERIFY(vellt2::writeFile(path("kept/b.png"), "mine"));
     QString out;
     QCOMPARE(vell({"batch", "run", path("steps.vba"), path("in"), path("kept"), "--jobs", "1"}, &out), 1);
     QVERIFY2(out.contains("b.png: failed: " + path("kept/b.png") + " exists"), qPrintable(out));
@@ -179,12 +149,8 @@ void TestVellBatch::refusals()
     QFETCH(int, code);
     QFETCH(QString, message);
     QString file = path("steps.vba");
-    if (!vba.isEmpty()) {
-        file = path("bad.vba");
-        QFile bad(file);
-        QVERIFY(bad.open(QIODevice::WriteOnly));
-        bad.write(vba);
-    }
+    if (!vba.isEmpty())
+        QVERIFY(vellt2::writeFile(file = path("bad.vba"), vba));
     QString err;
     QCOMPARE(vell({"batch", "run", file, path("in"), path(outFolder), "--jobs", "1"}, nullptr, &err), code);
     QVERIFY2(err.contains(message), qPrintable(err));

@@ -2,6 +2,8 @@
 // here with Qt from the profiles the build writes) are converted to sRGB
 // within 2 levels of Little CMS's own tificc on the same decoded pixels, and
 // a profile wins over a colour space that the metadata text names.
+#include "support/vellt2files.h"
+
 #include <QColorSpace>
 #include <QFile>
 #include <QImage>
@@ -13,22 +15,8 @@
 
 namespace {
 
-const QString kVell = QStringLiteral(VELL_BINARY_DIR "/apps/vell/vell");
 const QString kProfiles = QStringLiteral(VELL_BINARY_DIR "/apps/vell/data/iccprofiles/");
 const QString kSample = QStringLiteral(VELL_SOURCE_DIR "/data/samples/sample.png");
-
-// Runs a program; its exit code (-1 when it did not end normally), with its
-// standard error in *errors.
-int run(const QString &program, const QStringList &args, QString *errors = nullptr)
-{
-    QProcess process;
-    process.start(program, args);
-    if (!process.waitForFinished(120000))
-        return -1;
-    if (errors)
-        *errors = QString::fromLocal8Bit(process.readAllStandardError());
-    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-}
 
 // The first pixel where a and b differ by more than `tolerance` in a colour
 // channel (8-bit levels), as "x,y: #aarrggbb vs #aarrggbb"; empty when none.
@@ -110,16 +98,16 @@ private slots:
 
         const QString converted = dir.filePath(name + "-srgb.png");
         QString errors;
-        QCOMPARE(run(kVell, {"icc", source, converted}, &errors), 0);
+        QCOMPARE(vellt2::runVell({"icc", source, converted}, nullptr, &errors), 0);
         QVERIFY2(errors.contains(QRegularExpression("colour space: embedded profile '[^']+' \\(converted to sRGB\\)")),
                  qPrintable(errors));
         QVERIFY2(errors.contains(deep ? "16 bits per channel" : "8 bits per channel"), qPrintable(errors));
 
         const QString decoded = dir.filePath(name + "-decoded.tif");
         const QString reference = dir.filePath(name + "-tificc.tif");
-        QCOMPARE(run(kVell, {"icc", source, decoded, "--no-colour"}, &errors), 0);
+        QCOMPARE(vellt2::runVell({"icc", source, decoded, "--no-colour"}, nullptr, &errors), 0);
         QVERIFY2(!errors.contains("colour space"), qPrintable(errors));
-        QCOMPARE(run("tificc", {"-i" + kProfiles + profile, "-t0", decoded, reference}), 0);
+        QCOMPARE(QProcess::execute("tificc", {"-i" + kProfiles + profile, "-t0", decoded, reference}), 0);
         const QImage ours(converted), theirs(reference);
         QVERIFY(!ours.isNull());
         QVERIFY(!theirs.isNull());
@@ -152,7 +140,7 @@ private slots:
         QVERIFY(image.save(source));
         const QString converted = dir.filePath(embedSrgb ? "commented-srgb-out.png" : "commented-out.png");
         QString errors;
-        QCOMPARE(run(kVell, {"icc", source, converted}, &errors), 0);
+        QCOMPARE(vellt2::runVell({"icc", source, converted}, nullptr, &errors), 0);
         QVERIFY2(errors.contains(said), qPrintable(errors));
         const QImage result(converted);
         if (embedSrgb) {

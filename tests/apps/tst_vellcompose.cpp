@@ -10,9 +10,9 @@
 #include "foundation/vellcodes.h"
 #include "picture/vellpicturehost.h"
 #include "support/vellgltestcontext.h"
+#include "support/vellt2files.h"
 
 #include <QImageReader>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -67,16 +67,7 @@ class TestVellCompose : public QObject
     QString doc() const { return dir.filePath("sample.vdoc"); }
 
     // Runs vell; the exit code, with stdout + stderr in *output.
-    static int vell(const QStringList &args, QString *output)
-    {
-        QProcess process;
-        process.setProcessChannelMode(QProcess::MergedChannels);
-        process.start(QStringLiteral(VELL_BINARY_DIR "/apps/vell/vell"), args);
-        if (!process.waitForFinished(120000))
-            return -1;
-        *output = QString::fromLocal8Bit(process.readAll());
-        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    }
+    static int vell(const QStringList &args, QString *output) { return vellt2::runVell(args, output, nullptr, true); }
 
 private slots:
     void initTestCase()

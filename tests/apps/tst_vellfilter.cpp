@@ -2,9 +2,9 @@
 // plug-ins of the build, on a picture made here, the results checked
 // against the filters' formulas computed here.
 #include "support/vellgltestcontext.h"
+#include "support/vellt2files.h"
 
 #include <QImage>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -19,19 +19,9 @@ class TestVellFilter : public QObject
     QString in() const { return dir.filePath("in.png"); }
     QString mask() const { return dir.filePath("mask.png"); }
 
-    // Runs vell; the exit code, with standard output in *out and standard
-    // error in *err.
     static int vell(const QStringList &args, QString *out, QString *err = nullptr)
     {
-        QProcess process;
-        process.start(QStringLiteral(VELL_BINARY_DIR "/apps/vell/vell"), args);
-        if (!process.waitForFinished(120000))
-            return -1;
-        *out = QString::fromLocal8Bit(process.readAllStandardOutput());
-        const QString errors = QString::fromLocal8Bit(process.readAllStandardError());
-        if (err)
-            *err = errors;
-        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        return vellt2::runVell(args, out, err);
     }
 
 private slots:

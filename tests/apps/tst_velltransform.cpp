@@ -3,9 +3,9 @@
 // other operations by the size they give, and refusals by their message,
 // exit status and the output they must not leave.
 #include "support/vellgltestcontext.h"
+#include "support/vellt2files.h"
 
 #include <QImage>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -17,16 +17,7 @@ class TestVellTransform : public QObject
 
     QString in() const { return dir.filePath("in.png"); }
 
-    static int vell(const QStringList &args, QString *out, QString *err)
-    {
-        QProcess process;
-        process.start(QStringLiteral(VELL_BINARY_DIR "/apps/vell/vell"), args);
-        if (!process.waitForFinished(120000))
-            return -1;
-        *out = QString::fromLocal8Bit(process.readAllStandardOutput());
-        *err = QString::fromLocal8Bit(process.readAllStandardError());
-        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    }
+    static int vell(const QStringList &args, QString *out, QString *err) { return vellt2::runVell(args, out, err); }
 
 private slots:
     void initTestCase()
