@@ -68,8 +68,9 @@ public:
     // W3C compositing names match, Krita's otherwise); Normal's for an
     // unknown code.
     static QString compositeOp(int mode);
-    // The PNG bytes of an image as the writer stores them (fast deflate);
-    // empty when Qt cannot encode it. Thread-safe.
+    // The PNG bytes of an image as the writer stores them (VellPngWriter,
+    // fast deflate on the calling thread); empty when it cannot be encoded.
+    // Thread-safe.
     static QByteArray encodePng(const QImage &image);
     // XML 1.0 cannot carry some characters (most controls, lone surrogates,
     // U+FFFE and U+FFFF): each becomes U+FFFD.
