@@ -2,6 +2,7 @@
 // composites it at full resolution and writes the result as an image.
 #include "composetext.h"
 #include "vellcommandline.h"
+#include "velldocumentsession.h"
 #include "vellhost.h"
 
 #include "canvas/vellblendfast.h"
@@ -326,9 +327,8 @@ int checkInputs(ComposeArguments *parsed)
         && (parsed->save == parsed->output || vellSameFile(parsed->save, parsed->output)))
         return usageError(QStringLiteral("-o and --save name the same file %1").arg(parsed->save));
     const LayerInput &bottom = parsed->layers.first();
-    // Image plug-ins read an OpenRaster file's composite: ours reads its layers.
-    parsed->isOra = parsed->layers.size() == 1 && VellOraReader::canReadFile(bottom.path);
-    parsed->isDocument = parsed->layers.size() == 1 && (parsed->isOra || !QImageReader(bottom.path).canRead());
+    parsed->isOra = parsed->layers.size() == 1 && vellIsOraFile(bottom.path);
+    parsed->isDocument = parsed->layers.size() == 1 && vellIsDocumentFile(bottom.path);
     if (parsed->isDocument && !bottom.options.isEmpty())
         return usageError(QStringLiteral("%1 cannot follow '%2': it is not an image, so it is read "
                                          "as a document, whose layers keep their own settings")
@@ -338,36 +338,7 @@ int checkInputs(ComposeArguments *parsed)
     return kProceed;
 }
 
-// Owns the document the command builds and takes it down while the
-// canvas's context is current, since its layers delete their textures then.
-class ComposeSession
-{
-public:
-    ComposeSession() = default;
-    ~ComposeSession()
-    {
-        if (canvas)
-            canvas->makeCurrent();
-        delete document;   // takes itself off the context manager's list
-    }
-    Q_DISABLE_COPY(ComposeSession)
-
-    // Makes `doc` (owned from now on) the current document, quiet and in
-    // batch mode so that no dialog or progress widget appears.
-    void adopt(VellContext *doc)
-    {
-        delete document;
-        document = doc;
-        document->batchFlag = true;
-        document->quietFlag = true;
-        VellContextManager *contexts = VellContextManager::getInstance();
-        contexts->addContext(document);
-        contexts->setCurrentContext(contexts->indexOfContext(document));
-    }
-
-    VellCanvas *canvas = nullptr;      // the host's; null on the CPU path
-    VellContext *document = nullptr;   // owned
-};
+using ComposeSession = VellDocumentSession;
 
 QString describe(const VellLayerBase *layer)
 {
@@ -624,24 +595,6 @@ bool addImageLayer(VellContext *document, const LayerInput &input, bool soleLaye
     return true;
 }
 
-VellContext *readDocument(const QString &path)
-{
-    return vellReadStreamFile<VellContext>(
-        path, QStringLiteral("cannot read %1: neither an image nor a vell document"));
-}
-
-// An OpenRaster file's document, its reader's warnings said as notes.
-VellContext *readOra(const QString &path)
-{
-    VellOraReader reader;
-    VellContext *document = reader.openFile(path) ? reader.readDocument() : nullptr;
-    for (const QString &warning : reader.warnings())
-        vellNote(QStringLiteral("warning: %1: %2").arg(path, warning));
-    if (!document)
-        vellError(QStringLiteral("cannot read %1").arg(reader.errorString()));
-    return document;
-}
-
 struct ComposeJob
 {
     ComposeArguments args;
@@ -707,7 +660,7 @@ int build(const VellHost &host, ComposeJob *job)
 
     if (args.isDocument) {
         const QString &path = args.layers.first().path;
-        VellContext *document = args.isOra ? readOra(path) : readDocument(path);
+        VellContext *document = args.isOra ? vellReadOraFile(path) : vellReadDocumentFile(path);
         if (!document)
             return ExitFailure;
         session.adopt(document);
