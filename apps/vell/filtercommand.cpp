@@ -8,12 +8,14 @@
 #include "document/vellcontextmanager.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "document/velllayermask.h"
 #include "foundation/vellcodes.h"
 #include "foundation/velllog.h"
 #include "picture/vellpicturehost.h"
 #include "presets/vellbatchactionrecord.h"
 #include "selection/vellselection.h"
 #include "tools/velltoolbase.h"
+#include "tools/velltoolsinglechannelfilter.h"
 #include "tools/velltoolmanager.h"
 
 #include <QCoreApplication>
@@ -65,8 +67,13 @@ namespace {
 const char *const kFilterUsage =
     "Usage: vell filter IN OUT --tool ID [--param NAME=VALUE ...] [--preset FILE]\n"
     "                   [--select MASK] [--channels r,g,b] [OPTION ...]\n"
+    "       vell filter IN OUT --tool ID --mask FILE [--param NAME=VALUE ...]\n"
+    "                   [--preset FILE] [OPTION ...]\n"
     "Applies the filter plug-in ID (see vell tools) to the whole of image IN on\n"
-    "the GPU and writes the result to OUT (format from OUT's suffix).\n"
+    "the GPU and writes the result to OUT (format from OUT's suffix). A mask\n"
+    "filter (Mask Levels) works on a layer mask instead: FILE, a grey image of\n"
+    "IN's size (a colour one counts as its luminance), becomes the mask of IN's\n"
+    "layer, and OUT receives the filtered mask as an 8-bit grey image.\n"
     "\n"
     "  --tool ID          the filter to apply\n"
     "  --param NAME=VALUE sets one of the filter's parameters (vell tools lists\n"
@@ -78,6 +85,8 @@ const char *const kFilterUsage =
     "                     writes such masks)\n"
     "  --channels LIST    the colour channels the filter may change, a comma list\n"
     "                     of r, g and b (default all three)\n"
+    "  --mask FILE        the layer mask a mask filter works on (required by mask\n"
+    "                     filters, refused by the others)\n"
     "  --record FILE.vba  also appends the step (the filter and its parameters)\n"
     "                     to the batch-action file FILE.vba, made when missing,\n"
     "                     for vell batch run to replay (see vell batch --help)\n"
@@ -154,6 +163,7 @@ QString number(double value)
 struct FilterJob
 {
     QString inputPath, outputPath, toolId, presetPath, maskPath, recordPath;
+    QString layerMaskPath;                     // --mask: the layer mask of a mask filter
     QVector<QPair<QString, QString>> params;   // as given
     int channels = VellChannelBits::All;
     VellSharedOptions options;
@@ -209,6 +219,9 @@ int parse(const QStringList &args, FilterJob *job)
                 return ExitUsage;
         } else if (arg == QLatin1String("--select")) {
             if (!value(&i, &job->maskPath))
+                return ExitUsage;
+        } else if (arg == QLatin1String("--mask")) {
+            if (!value(&i, &job->layerMaskPath))
                 return ExitUsage;
         } else if (arg == QLatin1String("--record")) {
             if (!value(&i, &job->recordPath))
@@ -319,6 +332,131 @@ bool selectMask(VellSelection *selection, const QString &path)
     return selection->copyMask(reinterpret_cast<const unsigned char *>(coverage.constData()));
 }
 
+// A mask filter works on the layer mask that --mask gives, and on nothing
+// else: a selection or channels do not apply to it, and a recorded step
+// would be replayed by vell batch on images that have no mask. Other
+// filters take no --mask. A usage error when the options do not fit.
+int checkMaskOptions(VellToolBase *tool, const FilterJob &job)
+{
+    if (!qobject_cast<VellToolSingleChannelFilter *>(tool))
+        return job.layerMaskPath.isEmpty()
+                   ? kProceed
+                   : vellUsageError(QStringLiteral("--mask is for mask filters; %1 filters colours "
+                                                   "(--select confines it)").arg(job.toolId));
+    if (job.layerMaskPath.isEmpty())
+        return vellUsageError(QStringLiteral("%1 filters a layer mask: pass the mask as --mask FILE").arg(job.toolId));
+    if (!job.maskPath.isEmpty() || job.channels != VellChannelBits::All || !job.recordPath.isEmpty())
+        return vellUsageError(QStringLiteral("%1 filters a layer mask: --select, --channels and --record do not "
+                                             "apply to it").arg(job.toolId));
+    return kProceed;
+}
+
+// The grey levels (a colour image's luminance) of the image at `path`,
+// which must be of `size`; null, with the message printed and the exit
+// status in *code, when it is not.
+QImage readLayerMask(const QString &path, const QSize &size, int *code)
+{
+    *code = ExitFailure;
+    QImage image = vellReadImage(path);
+    if (image.isNull())
+        return QImage();
+    if (image.size() != size) {
+        *code = vellUsageError(QStringLiteral("--mask %1 is %2x%3, the image %4x%5: the mask must be of the "
+                                              "image's size").arg(path).arg(image.width()).arg(image.height())
+                               .arg(size.width()).arg(size.height()));
+        return QImage();
+    }
+    image = image.convertToFormat(QImage::Format_Grayscale8);
+    if (image.isNull())
+        vellError(QStringLiteral("no memory for the mask %1").arg(path));
+    return image;
+}
+
+// `grey` (of the layer's size) as the layer's mask, which the layer then
+// edits, as a user does before filtering a mask. The canvas's context is
+// current, so the mask gets its texture.
+bool giveLayerMask(VellLayer *layer, const QImage &grey, const QString &name)
+{
+    layer->createLayerMask();
+    VellLayerMask *mask = layer->getLayerMask();
+    if (!mask || mask->isNull() || !mask->getEntireTexture()) {
+        vellError(QStringLiteral("cannot filter %1: no memory for its mask").arg(name));
+        return false;
+    }
+    const size_t stride = size_t(mask->getPaddedWidth());
+    for (int y = 0; y < grey.height(); ++y)
+        std::memcpy(mask->getData() + size_t(y) * stride, grey.constScanLine(y), size_t(grey.width()));
+    mask->update();
+    layer->setEdittingMask(true);
+    return true;
+}
+
+// The mask's bytes as a grey image; null when there is no memory for it.
+QImage maskImage(const VellLayerMask *mask)
+{
+    QImage image(mask->getWidth(), mask->getHeight(), QImage::Format_Grayscale8);
+    if (image.isNull())
+        return image;
+    const size_t stride = size_t(mask->getPaddedWidth());
+    for (int y = 0; y < image.height(); ++y)
+        std::memcpy(image.scanLine(y), mask->getData() + size_t(y) * stride, size_t(image.width()));
+    return image;
+}
+
+// vellFilterPicture's work. With a `layerMask` (grey, of the picture's
+// size) the layer gets it as its mask and edits it, and *filteredMask
+// receives the mask as the tool left it (null when there is no memory).
+std::unique_ptr<VellPictureHost> filterLayer(VellCanvas *canvas, VellToolBase *tool,
+                                             std::unique_ptr<VellPictureHost> picture, const VellFilterSetup &setup,
+                                             const QString &name, const QImage &layerMask, QImage *filteredMask)
+{
+    const int width = int(picture->getWidth()), height = int(picture->getHeight());
+    canvas->makeCurrent();
+    auto document = std::make_unique<VellContext>();
+    // No dialogs, and no undo records: nothing here is ever undone.
+    document->batchFlag = true;
+    document->quietFlag = true;
+    document->editingChannel = setup.channels;
+    VellBatchActionRecord::setDocumentRecord(document.get(), setup.record);
+    VellContextManager *contexts = VellContextManager::getInstance();
+    contexts->addContext(document.get());
+    contexts->setCurrentContext(contexts->indexOfContext(document.get()));
+    auto *selection = new VellSelection(nullptr, width, height);
+    document->setSelection(selection);
+    auto *layer = new VellLayer(name);
+    layer->setVellPictureHost(picture.release());
+    document->getLayerManager()->addLayer(layer, false);
+    if (document->getLayerManager()->getLayerCount() != 1) {
+        delete layer;
+        vellError(QStringLiteral("cannot filter %1: the document refused its layer").arg(name));
+        return nullptr;
+    }
+    canvas->reSizeCanvas(width, height, true);
+    if (!setup.maskPath.isEmpty() && !selectMask(selection, setup.maskPath))
+        return nullptr;
+    canvas->makeCurrent();
+    if (!layerMask.isNull() && !giveLayerMask(layer, layerMask, name))
+        return nullptr;
+
+    tool->active(document.get());
+    if (!tool->isActive()) {
+        vellError(QStringLiteral("%1 cannot work on %2").arg(tool->getToolId(), name));
+        return nullptr;
+    }
+    if (setup.setParameters && !setup.setParameters(tool)) {
+        tool->disActive();
+        return nullptr;
+    }
+    vellProgress(QStringLiteral("filtering %1 with %2").arg(name, tool->getName()));
+    tool->applyEntire(true);
+    tool->disActive();
+    canvas->makeCurrent();
+    if (!layerMask.isNull())
+        *filteredMask = maskImage(layer->getLayerMask());
+    layer->fboTextureToHost(true);
+    return layer->takePictureHost();
+}
+
 } // namespace
 
 int vellToolsCommand(VellHost &host, const QStringList &args)
@@ -355,46 +493,7 @@ std::unique_ptr<VellPictureHost> vellFilterPicture(VellCanvas *canvas, VellToolB
                                                    std::unique_ptr<VellPictureHost> picture,
                                                    const VellFilterSetup &setup, const QString &name)
 {
-    const int width = int(picture->getWidth()), height = int(picture->getHeight());
-    canvas->makeCurrent();
-    auto document = std::make_unique<VellContext>();
-    // No dialogs, and no undo records: nothing here is ever undone.
-    document->batchFlag = true;
-    document->quietFlag = true;
-    document->editingChannel = setup.channels;
-    VellBatchActionRecord::setDocumentRecord(document.get(), setup.record);
-    VellContextManager *contexts = VellContextManager::getInstance();
-    contexts->addContext(document.get());
-    contexts->setCurrentContext(contexts->indexOfContext(document.get()));
-    auto *selection = new VellSelection(nullptr, width, height);
-    document->setSelection(selection);
-    auto *layer = new VellLayer(name);
-    layer->setVellPictureHost(picture.release());
-    document->getLayerManager()->addLayer(layer, false);
-    if (document->getLayerManager()->getLayerCount() != 1) {
-        delete layer;
-        vellError(QStringLiteral("cannot filter %1: the document refused its layer").arg(name));
-        return nullptr;
-    }
-    canvas->reSizeCanvas(width, height, true);
-    if (!setup.maskPath.isEmpty() && !selectMask(selection, setup.maskPath))
-        return nullptr;
-
-    tool->active(document.get());
-    if (!tool->isActive()) {
-        vellError(QStringLiteral("%1 cannot work on %2").arg(tool->getToolId(), name));
-        return nullptr;
-    }
-    if (setup.setParameters && !setup.setParameters(tool)) {
-        tool->disActive();
-        return nullptr;
-    }
-    vellProgress(QStringLiteral("filtering %1 with %2").arg(name, tool->getName()));
-    tool->applyEntire(true);
-    tool->disActive();
-    canvas->makeCurrent();
-    layer->fboTextureToHost(true);
-    return layer->takePictureHost();
+    return filterLayer(canvas, tool, std::move(picture), setup, name, QImage(), nullptr);
 }
 
 int vellFilterCommand(VellHost &host, const QStringList &args)
@@ -409,10 +508,11 @@ int vellFilterCommand(VellHost &host, const QStringList &args)
     if (!vellCheckImageSuffix(job.outputPath)
         || !vellCheckOutputOptions(job.options.output, vellImageFormat(job.outputPath)))
         return ExitUsage;
-    if (vellOutputIsInput(job.outputPath, {job.inputPath, job.maskPath, job.presetPath, job.recordPath})
+    if (vellOutputIsInput(job.outputPath, {job.inputPath, job.maskPath, job.presetPath, job.recordPath, job.layerMaskPath})
         || (!job.recordPath.isEmpty() && vellOutputIsInput(job.recordPath, {job.inputPath, job.maskPath, job.presetPath})))
         return ExitUsage;
-    if (!vellInputExists(job.inputPath) || (!job.maskPath.isEmpty() && !vellInputExists(job.maskPath)))
+    if (!vellInputExists(job.inputPath) || (!job.maskPath.isEmpty() && !vellInputExists(job.maskPath))
+        || (!job.layerMaskPath.isEmpty() && !vellInputExists(job.layerMaskPath)))
         return ExitFailure;
 
     host.setUp(VellHost::Gl);
@@ -430,6 +530,8 @@ int vellFilterCommand(VellHost &host, const QStringList &args)
     if (!tool)
         return vellUsageError(QStringLiteral("no filter '%1' (vell tools lists those in %2)")
                               .arg(job.toolId, looked.join(QStringLiteral(", "))));
+    if (const int checked = checkMaskOptions(tool, job); checked != kProceed)
+        return checked;
     if (const int checked = setParameters(tool, job, false); checked != kProceed)
         return checked;
     // The record the step is appended to: the file's steps first, when it
@@ -451,6 +553,13 @@ int vellFilterCommand(VellHost &host, const QStringList &args)
     if (!picture)
         return ExitFailure;
     const int width = int(picture->getWidth()), height = int(picture->getHeight());
+    QImage layerMask;
+    if (!job.layerMaskPath.isEmpty()) {
+        int code = ExitFailure;
+        layerMask = readLayerMask(job.layerMaskPath, QSize(width, height), &code);
+        if (layerMask.isNull())
+            return code;
+    }
     VellFilterSetup setup;
     setup.channels = job.channels;
     setup.maskPath = job.maskPath;
@@ -460,11 +569,13 @@ int vellFilterCommand(VellHost &host, const QStringList &args)
                && setParameters(active, job, true) == kProceed;
     };
     const int stepsBefore = record ? record->getActionList()->size() : 0;
-    const std::unique_ptr<VellPictureHost> filtered =
-        vellFilterPicture(canvas, tool, std::move(picture), setup, QFileInfo(job.inputPath).fileName());
+    QImage filteredMask;
+    const std::unique_ptr<VellPictureHost> filtered = filterLayer(
+        canvas, tool, std::move(picture), setup, QFileInfo(job.inputPath).fileName(), layerMask, &filteredMask);
     if (!filtered)
         return ExitFailure;
-    const QImage result = vellHostToImage(filtered.get());
+    // A mask filter's result is the mask; the layer's colours are untouched.
+    const QImage result = layerMask.isNull() ? vellHostToImage(filtered.get()) : filteredMask;
     if (result.isNull()) {
         vellError(QStringLiteral("cannot filter %1: no memory for the result").arg(job.inputPath));
         return ExitFailure;

@@ -38,6 +38,9 @@ private slots:
             }
         QVERIFY(picture.save(in()));
         QVERIFY(grey.save(mask()));
+        QImage small(5, 4, QImage::Format_Grayscale8);
+        small.fill(0);
+        QVERIFY(small.save(dir.filePath("small.png")));
     }
 
     void listsTools()
@@ -116,17 +119,63 @@ private slots:
         QTest::newRow("no tool") << QStringList{} << 2 << "filter needs --tool ID";
         QTest::newRow("missing mask") << QStringList{"--tool", "invert", "--select", "/no/such.png"} << 1
                                       << "no such file: /no/such.png";
+        QTest::newRow("mask filter without --mask") << QStringList{"--tool", "mask-levels"} << 2
+                                                    << "mask-levels filters a layer mask: pass the mask as --mask FILE";
+        QTest::newRow("--mask to a colour filter") << QStringList{"--tool", "invert", "--mask", "MASK"} << 2
+                                                   << "--mask is for mask filters; invert filters colours";
+        QTest::newRow("--mask of another size") << QStringList{"--tool", "mask-levels", "--mask", "SMALL"} << 2
+                                                << "is 5x4, the image 37x23";
     }
     void refusals()
     {
         QFETCH(QStringList, options);
         QFETCH(int, code);
         QFETCH(QString, message);
+        options.replaceInStrings("MASK", mask());
+        options.replaceInStrings("SMALL", dir.filePath("small.png"));
         const QString out = dir.filePath("refused.png");
         QString stdOut, stdErr;
         QCOMPARE(vell(QStringList{"filter", in(), out} + options, &stdOut, &stdErr), code);
         QVERIFY2(stdErr.contains(message), qPrintable(stdErr));
         QVERIFY(!QFile::exists(out));
+    }
+
+    // Mask Levels on a layer mask given by --mask: OUT is the filtered mask,
+    // against the levels formula computed here.
+    void filtersLayerMask_data()
+    {
+        QTest::addColumn<double>("black");
+        QTest::addColumn<double>("white");
+        QTest::addColumn<double>("gamma");
+        QTest::newRow("narrowed, gamma 1.7") << 40.0 << 200.0 << 1.7;
+        QTest::newRow("full range, gamma 0.5") << 0.0 << 255.0 << 0.5;
+    }
+    void filtersLayerMask()
+    {
+        QFETCH(double, black);
+        QFETCH(double, white);
+        QFETCH(double, gamma);
+        QImage levels(37, 23, QImage::Format_Grayscale8);
+        for (int y = 0; y < 23; ++y)
+            for (int x = 0; x < 37; ++x)
+                levels.scanLine(y)[x] = uchar((x * 7 + y * 3) % 256);
+        const QString maskFile = dir.filePath("levels.png"), out = dir.filePath("levels-out.png");
+        QVERIFY(levels.save(maskFile));
+        QString stdOut, stdErr;
+        QCOMPARE(vell({"filter", in(), out, "--tool", "mask-levels", "--mask", maskFile, "--param",
+                       QString("black=%1").arg(black), "--param", QString("white=%1").arg(white), "--param",
+                       QString("gamma=%1").arg(gamma)}, &stdOut, &stdErr), 0);
+        const QImage after(out);
+        QCOMPARE(after.format(), QImage::Format_Grayscale8);
+        QCOMPARE(after.size(), levels.size());
+        for (int y = 0; y < 23; ++y)
+            for (int x = 0; x < 37; ++x) {
+                const double t = std::clamp((levels.scanLine(y)[x] - black) / (white - black), 0.0, 1.0);
+                const int expected = int(std::lround(std::pow(t, 1.0 / gamma) * 255));
+                const int got = after.constScanLine(y)[x];
+                QVERIFY2(qAbs(got - expected) <= 1, qPrintable(QString("%1,%2: %3, expected %4")
+                                                                   .arg(x).arg(y).arg(got).arg(expected)));
+            }
     }
 };
 
