@@ -7,19 +7,12 @@
 // a file argument it also writes the picture as a PNG for bench_bases.sh to
 // hand to vips and ImageMagick.
 // Needs an X server (xvfb-run -a) and the build's plug-ins.
-#include "canvas/vellcanvas.h"
-#include "document/vellcontext.h"
-#include "document/vellcontextmanager.h"
-#include "document/velllayer.h"
-#include "document/velllayermanager.h"
 #include "document/velllayermask.h"
-#include "picture/vellpicturehost.h"
-#include "selection/vellselection.h"
 #include "tools/velltoolblockdivided.h"
 #include "tools/velltoolgaussianblurbased.h"
-#include "tools/velltoolmanager.h"
 #include "tools/velltoolsinglechannelfilter.h"
 
+#include "vellbenchgl.h"
 #include "vellbenchtimer.h"
 
 #include <QApplication>
@@ -56,16 +49,11 @@ void cpuMaskLevels(const uchar *in, uchar *out, int stride)
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
-    VellCanvas *canvas = VellCanvas::getInstance(W, H);
-    if (!canvas->isValid()) {
-        std::fprintf(stderr, "bench_bases: no GL context (run under xvfb-run -a)\n");
+    const QSize window(1500, 1000);
+    VellCanvas *canvas = vellBenchCanvas("bench_bases", W, H, window, VELL_PLUGIN_TOOLS_DIR);
+    if (!canvas)
         return 1;
-    }
-    canvas->resize(1500, 1000);
-    canvas->makeCurrent();
     VellToolManager *tools = VellToolManager::getInstance();
-    tools->setToolsPath(QStringLiteral(VELL_PLUGIN_TOOLS_DIR));
-    tools->loadTools();
     auto *blur = qobject_cast<VellToolGaussianBlurBased *>(tools->getTool(QStringLiteral("gaussian-blur")));
     auto *sharpen = qobject_cast<VellToolGaussianBlurBased *>(tools->getTool(QStringLiteral("unsharp-mask")));
     auto *median = qobject_cast<VellToolBlockDivided *>(tools->getTool(QStringLiteral("median")));
@@ -75,45 +63,24 @@ int main(int argc, char *argv[])
         return 1;
     }
 
-    auto document = std::make_unique<VellContext>();
+    VellLayer *layer = nullptr;
+    const auto pattern = [](int x, int y, uchar *p) {
+        p[0] = uchar(x / 24 + ((x / 7 + y / 5) % 3) * 20);
+        p[1] = uchar(y / 16);
+        p[2] = uchar((x + y) / 40 + (x * y) % 17);
+    };
+    std::unique_ptr<VellContext> document = vellBenchDocument(canvas, W, H, window, pattern, &layer);
     document->batchFlag = true;   // no undo records: only the filters are timed
-    VellContextManager *manager = VellContextManager::getInstance();
-    manager->addContext(document.get());
-    manager->setCurrentContext(manager->indexOfContext(document.get()));
-    document->setSelection(new VellSelection(nullptr, W, H));
-    auto *host = new VellPictureHost(W, H, 4);
-    uchar *base = host->getData();
-#pragma omp parallel for
-    for (int y = 0; y < H; ++y)
-        for (int x = 0; x < W; ++x) {
-            uchar *p = base + (size_t(y) * W + x) * 4;
-            p[0] = uchar(x / 24 + ((x / 7 + y / 5) % 3) * 20);
-            p[1] = uchar(y / 16);
-            p[2] = uchar((x + y) / 40 + (x * y) % 17);
-            p[3] = 255;
-        }
-    std::vector<uchar> original(base, base + size_t(W) * H * 4);
+    const uchar *base = layer->getPictureHost()->getData();
+    const std::vector<uchar> original(base, base + size_t(W) * H * 4);
     if (argc > 1) {
         const QImage image(original.data(), W, H, QImage::Format_ARGB32);
         if (!image.save(QString::fromLocal8Bit(argv[1]), nullptr, 6))
             return 1;
     }
-    auto *layer = new VellLayer(QStringLiteral("bench"));
-    layer->setVellPictureHost(host);
-    document->getLayerManager()->addLayer(layer, false);
-    canvas->reSizeCanvas(W, H, false);
-    canvas->setWindowSize(QRect(0, 0, 1500, 1000));
-    canvas->setScale(4.0f, false);
-    canvas->setOrigin(QPointF(0, 0), true);
 
     const auto finish = [] { glFinish(); };
-    const auto restore = [&] {
-        std::memcpy(layer->getPictureHost()->getData(), original.data(), original.size());
-        layer->setVellPictureHost(layer->takePictureHost().release());
-        layer->refresh();
-        layer->setLatestPlace(VellLayer::BothAgree);
-        glFinish();
-    };
+    const auto restore = [&] { vellBenchRestore(layer, original); };
     // One filter's whole-layer apply, parameters set after activation.
     const auto timeApply = [&](VellToolBase *tool, const QVector<QPair<QString, double>> &parameters, int runs) {
         restore();

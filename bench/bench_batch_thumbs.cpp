@@ -2,17 +2,10 @@
 // presets over a 3000 x 2000 layer, each thumbnail rendered on the GPU from
 // the layer scaled to 120 pixels and read back, then the table redrawn.
 // Needs an X server (xvfb-run -a) and the build's plug-ins.
-#include "canvas/vellcanvas.h"
-#include "document/vellcontext.h"
-#include "document/vellcontextmanager.h"
-#include "document/velllayer.h"
-#include "document/velllayermanager.h"
-#include "picture/vellpicturehost.h"
 #include "presets/vellfilterpresetswidget.h"
-#include "selection/vellselection.h"
 #include "tools/velltoolbase.h"
-#include "tools/velltoolmanager.h"
 
+#include "vellbenchgl.h"
 #include "vellbenchtimer.h"
 
 #include <QApplication>
@@ -34,16 +27,11 @@ int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
     QStandardPaths::setTestModeEnabled(true);   // presets in a scratch data folder
-    VellCanvas *canvas = VellCanvas::getInstance(W, H);
-    if (!canvas->isValid()) {
-        std::fprintf(stderr, "bench_batch_thumbs: no GL context (run under xvfb-run -a)\n");
+    const QSize window(750, 500);
+    VellCanvas *canvas = vellBenchCanvas("bench_batch_thumbs", W, H, window, VELL_PLUGIN_TOOLS_DIR);
+    if (!canvas)
         return 1;
-    }
-    canvas->resize(750, 500);
-    canvas->makeCurrent();
     VellToolManager *tools = VellToolManager::getInstance();
-    tools->setToolsPath(QStringLiteral(VELL_PLUGIN_TOOLS_DIR));
-    tools->loadTools();
     auto *filter = qobject_cast<VellToolBase *>(tools->getTool(QStringLiteral("Filter"), QStringLiteral("brightness-contrast")));
     if (!filter) {
         std::fprintf(stderr, "bench_batch_thumbs: no brightness-contrast plug-in in %s\n", VELL_PLUGIN_TOOLS_DIR);
@@ -60,29 +48,8 @@ int main(int argc, char *argv[])
         out << qint32(i * 15 - 80) << qint32(50 - i * 8);
     }
 
-    auto document = std::make_unique<VellContext>();
-    VellContextManager *manager = VellContextManager::getInstance();
-    manager->addContext(document.get());
-    manager->setCurrentContext(manager->indexOfContext(document.get()));
-    document->setSelection(new VellSelection(nullptr, W, H));
-    auto *host = new VellPictureHost(W, H, 4);
-    uchar *base = host->getData();
-#pragma omp parallel for
-    for (int y = 0; y < H; ++y)
-        for (int x = 0; x < W; ++x) {
-            uchar *p = base + (size_t(y) * W + x) * 4;
-            p[0] = uchar(x / 12);
-            p[1] = uchar(y / 8);
-            p[2] = uchar((x + y) / 20);
-            p[3] = 255;
-        }
-    auto *layer = new VellLayer(QStringLiteral("bench"));
-    layer->setVellPictureHost(host);
-    document->getLayerManager()->addLayer(layer, false);
-    canvas->reSizeCanvas(W, H, false);
-    canvas->setWindowSize(QRect(0, 0, 750, 500));
-    canvas->setScale(4.0f, false);
-    canvas->setOrigin(QPointF(0, 0), true);
+    VellLayer *layer = nullptr;
+    std::unique_ptr<VellContext> document = vellBenchDocument(canvas, W, H, window, vellBenchGradient(W, H), &layer);
 
     filter->active(document.get());
     auto *view = static_cast<VellFilterPresetsWidget *>(filter->getPresetsWidget()->widget());

@@ -5,16 +5,9 @@
 // CPU over the same pixels. With a file argument it also writes the layer as
 // a PNG for bench_filter.sh to hand to vips and to vell filter.
 // Needs an X server (xvfb-run -a) and the build's plug-ins.
-#include "canvas/vellcanvas.h"
-#include "document/vellcontext.h"
-#include "document/vellcontextmanager.h"
-#include "document/velllayer.h"
-#include "document/velllayermanager.h"
-#include "picture/vellpicturehost.h"
-#include "selection/vellselection.h"
 #include "tools/velltoolbase.h"
-#include "tools/velltoolmanager.h"
 
+#include "vellbenchgl.h"
 #include "vellbenchtimer.h"
 
 #include <QApplication>
@@ -58,52 +51,27 @@ void cpuBrightnessContrast(const uchar *in, uchar *out)
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
-    VellCanvas *canvas = VellCanvas::getInstance(W, H);
-    if (!canvas->isValid()) {
-        std::fprintf(stderr, "bench_filter: no GL context (run under xvfb-run -a)\n");
+    const QSize window(1500, 1000);
+    VellCanvas *canvas = vellBenchCanvas("bench_filter", W, H, window, VELL_PLUGIN_TOOLS_DIR);
+    if (!canvas)
         return 1;
-    }
-    canvas->resize(1500, 1000);
-    canvas->makeCurrent();
     VellToolManager *tools = VellToolManager::getInstance();
-    tools->setToolsPath(QStringLiteral(VELL_PLUGIN_TOOLS_DIR));
-    tools->loadTools();
     auto *filter = qobject_cast<VellToolBase *>(tools->getTool(QStringLiteral("Filter"), QStringLiteral("brightness-contrast")));
     if (!filter) {
         std::fprintf(stderr, "bench_filter: no brightness-contrast plug-in in %s\n", VELL_PLUGIN_TOOLS_DIR);
         return 1;
     }
 
-    auto document = std::make_unique<VellContext>();
+    VellLayer *layer = nullptr;
+    std::unique_ptr<VellContext> document = vellBenchDocument(canvas, W, H, window, vellBenchGradient(W, H), &layer);
     document->batchFlag = true;   // no undo records: only the filter is timed
-    VellContextManager *manager = VellContextManager::getInstance();
-    manager->addContext(document.get());
-    manager->setCurrentContext(manager->indexOfContext(document.get()));
-    document->setSelection(new VellSelection(nullptr, W, H));
-    auto *host = new VellPictureHost(W, H, 4);
-    uchar *base = host->getData();
-#pragma omp parallel for
-    for (int y = 0; y < H; ++y)
-        for (int x = 0; x < W; ++x) {
-            uchar *p = base + (size_t(y) * W + x) * 4;
-            p[0] = uchar(x / 24);
-            p[1] = uchar(y / 16);
-            p[2] = uchar((x + y) / 40);
-            p[3] = 255;
-        }
-    std::vector<uchar> original(base, base + size_t(W) * H * 4);
+    const uchar *base = layer->getPictureHost()->getData();
+    const std::vector<uchar> original(base, base + size_t(W) * H * 4);
     if (argc > 1) {
         const QImage image(original.data(), W, H, QImage::Format_ARGB32);
         if (!image.save(QString::fromLocal8Bit(argv[1]), nullptr, 6))
             return 1;
     }
-    auto *layer = new VellLayer(QStringLiteral("bench"));
-    layer->setVellPictureHost(host);
-    document->getLayerManager()->addLayer(layer, false);
-    canvas->reSizeCanvas(W, H, false);
-    canvas->setWindowSize(QRect(0, 0, 1500, 1000));
-    canvas->setScale(4.0f, false);
-    canvas->setOrigin(QPointF(0, 0), true);
 
     filter->active(document.get());
     filter->setParameterValue(QStringLiteral("brightness"), kBrightness);
@@ -111,13 +79,7 @@ int main(int argc, char *argv[])
     const auto finish = [] { glFinish(); };
     const int runs = 3;
     // Each apply starts from the unfiltered picture, as a user's would.
-    const auto restore = [&] {
-        std::memcpy(layer->getPictureHost()->getData(), original.data(), original.size());
-        layer->setVellPictureHost(layer->takePictureHost().release());
-        layer->refresh();
-        layer->setLatestPlace(VellLayer::BothAgree);
-        glFinish();
-    };
+    const auto restore = [&] { vellBenchRestore(layer, original); };
     const double applyMs = vellBestMs(runs, [&] { filter->applyEntire(true); }, finish, restore);
     const double readMs = vellBestMs(runs, [&] { layer->fboTextureToHost(true); }, finish,
                                      [&] { layer->setLatestPlace(VellLayer::GpuNewer); });

@@ -8,8 +8,6 @@
 #include <QGLShaderProgram>
 #include <QSlider>
 #include <QTranslator>
-#include <QVBoxLayout>
-#include <QWidget>
 
 #include <algorithm>
 #include <cmath>
@@ -21,7 +19,7 @@ constexpr int kLimit = 100;
 
 } // namespace
 
-VellBrightnessContrastTool::VellBrightnessContrastTool(QObject *parent) : VellToolBase(parent)
+VellBrightnessContrastTool::VellBrightnessContrastTool(QObject *parent) : VellPluginTool(parent)
 {
     name = QStringLiteral("Brightness/Contrast");
     toolId = QStringLiteral("brightness-contrast");
@@ -71,11 +69,9 @@ void VellBrightnessContrastTool::initParams()
 
 void VellBrightnessContrastTool::initParamWidget()
 {
-    widget = std::make_unique<QWidget>();
-    widget->setWindowTitle(tr("Brightness/Contrast"));
-    auto *layout = new QVBoxLayout(widget.get());
-    auto *form = new QFormLayout;
-    layout->addLayout(form);
+    QFormLayout *form = makeWidget(tr("Brightness/Contrast"));
+    if (!form)
+        return;
     auto slider = [this, form](const QString &label, int *value) {
         auto *s = new QSlider(Qt::Horizontal);
         s->setRange(-kLimit, kLimit);
@@ -101,22 +97,9 @@ void VellBrightnessContrastTool::syncSliders()
         contrastSlider->setValue(contrast);
 }
 
-void VellBrightnessContrastTool::showWidget()
-{
-    if (widget)
-        widget->show();
-}
-
-void VellBrightnessContrastTool::hideWidget()
-{
-    if (widget)
-        widget->hide();
-}
-
-void VellBrightnessContrastTool::deleteWidget()
+void VellBrightnessContrastTool::forgetControls()
 {
     brightnessSlider = contrastSlider = nullptr;
-    widget.reset();
 }
 
 void VellBrightnessContrastTool::passParamsToShader()
@@ -157,15 +140,4 @@ VELL_PLUGIN_EXPORT void setInternational(QString language)
         QCoreApplication::installTranslator(installed.get());
 }
 
-VELL_PLUGIN_EXPORT QStringList *getInstanceNames()
-{
-    static QStringList names{QStringLiteral("Brightness/Contrast")};
-    return &names;
-}
-
-VELL_PLUGIN_EXPORT IVellTool *getInstance(QObject *parent, QString name)
-{
-    if (name == QLatin1String("Brightness/Contrast"))
-        return new VellBrightnessContrastTool(parent);
-    return nullptr;
-}
+VELL_PLUGIN_TOOL(VellBrightnessContrastTool, "Brightness/Contrast")

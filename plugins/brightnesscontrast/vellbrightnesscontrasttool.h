@@ -2,16 +2,14 @@
 #define VELLBRIGHTNESSCONTRASTTOOL_H
 
 #include "tools/velltoolbase.h"
-
-#include <memory>
+#include "tools/vellplugintool.h"
 
 class QSlider;
-class QWidget;
 
 // Brightness/Contrast: two parameters from -100 to 100 (0 leaves the
 // picture as it is), two sliders that preview as they move, and the
 // parameters as two 32-bit integers in the tool's records and presets.
-class VellBrightnessContrastTool : public VellToolBase
+class VellBrightnessContrastTool : public VellPluginTool<VellToolBase>
 {
     Q_OBJECT
 
@@ -19,26 +17,16 @@ public:
     explicit VellBrightnessContrastTool(QObject *parent = nullptr);
     ~VellBrightnessContrastTool() override;
 
-    QWidget *getWidget() override { return widget.get(); }
     void initParamWidget() override;
-    void initParams() override;
-    void showWidget() override;
-    void hideWidget() override;
-    void deleteWidget() override;
+    VELL_TOOL_PARAMETER_HOOKS
     void passParamsToShader() override;
-    void serializeParams(QDataStream &out) override;
-    void deserializeParams(QDataStream &in) override;
-
-    QVector<VellToolParameter> parameterList() const override;
-    double parameterValue(const QString &parameter) const override;
-    bool setParameterValue(const QString &parameter, double value) override;
 
 private:
+    void forgetControls() override;
     void syncSliders();
 
     int brightness = 0;
     int contrast = 0;
-    std::unique_ptr<QWidget> widget;   // the parameter widget, made on first activation
     QSlider *brightnessSlider = nullptr;   // children of the widget
     QSlider *contrastSlider = nullptr;
 };

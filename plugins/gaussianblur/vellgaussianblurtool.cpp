@@ -4,8 +4,6 @@
 #include <QDoubleSpinBox>
 #include <QFormLayout>
 #include <QSignalBlocker>
-#include <QVBoxLayout>
-#include <QWidget>
 
 namespace {
 
@@ -13,7 +11,7 @@ constexpr double kMinimum = 0.1, kMaximum = 250.0, kDefault = 5.0;
 
 } // namespace
 
-VellGaussianBlurTool::VellGaussianBlurTool(QObject *parent) : VellToolGaussianBlurBased(parent)
+VellGaussianBlurTool::VellGaussianBlurTool(QObject *parent) : VellPluginTool(parent)
 {
     name = QStringLiteral("Gaussian Blur");
     toolId = QStringLiteral("gaussian-blur");
@@ -61,13 +59,9 @@ void VellGaussianBlurTool::initParams()
 
 void VellGaussianBlurTool::initParamWidget()
 {
-    if (widget)
+    QFormLayout *form = makeWidget(tr("Gaussian Blur"));
+    if (!form)
         return;
-    widget = std::make_unique<QWidget>();
-    widget->setWindowTitle(tr("Gaussian Blur"));
-    auto *layout = new QVBoxLayout(widget.get());
-    auto *form = new QFormLayout;
-    layout->addLayout(form);
     radiusBox = new QDoubleSpinBox;
     radiusBox->setRange(kMinimum, kMaximum);
     radiusBox->setDecimals(1);
@@ -80,22 +74,9 @@ void VellGaussianBlurTool::initParamWidget()
     });
 }
 
-void VellGaussianBlurTool::showWidget()
-{
-    if (widget)
-        widget->show();
-}
-
-void VellGaussianBlurTool::hideWidget()
-{
-    if (widget)
-        widget->hide();
-}
-
-void VellGaussianBlurTool::deleteWidget()
+void VellGaussianBlurTool::forgetControls()
 {
     radiusBox = nullptr;
-    widget.reset();
 }
 
 void VellGaussianBlurTool::serializeParams(QDataStream &out)
@@ -113,15 +94,4 @@ void VellGaussianBlurTool::deserializeParams(QDataStream &in)
     setRadius(radius);
 }
 
-VELL_PLUGIN_EXPORT QStringList *getInstanceNames()
-{
-    static QStringList names{QStringLiteral("Gaussian Blur")};
-    return &names;
-}
-
-VELL_PLUGIN_EXPORT IVellTool *getInstance(QObject *parent, QString name)
-{
-    if (name == QLatin1String("Gaussian Blur"))
-        return new VellGaussianBlurTool(parent);
-    return nullptr;
-}
+VELL_PLUGIN_TOOL(VellGaussianBlurTool, "Gaussian Blur")

@@ -30,15 +30,4 @@ VELL_PLUGIN_EXPORT void setInternational(QString language)
         QCoreApplication::installTranslator(installed.get());
 }
 
-VELL_PLUGIN_EXPORT QStringList *getInstanceNames()
-{
-    static QStringList names{QStringLiteral("Invert")};
-    return &names;
-}
-
-VELL_PLUGIN_EXPORT IVellTool *getInstance(QObject *parent, QString name)
-{
-    if (name == QLatin1String("Invert"))
-        return new VellInvertTool(parent);
-    return nullptr;
-}
+VELL_PLUGIN_TOOL(VellInvertTool, "Invert")

@@ -5,8 +5,6 @@
 #include <QFormLayout>
 #include <QGLShaderProgram>
 #include <QSignalBlocker>
-#include <QVBoxLayout>
-#include <QWidget>
 
 namespace {
 
@@ -21,7 +19,7 @@ bool inRange(int i, double v)
 
 } // namespace
 
-VellMaskLevelsTool::VellMaskLevelsTool(QObject *parent) : VellToolSingleChannelFilter(parent)
+VellMaskLevelsTool::VellMaskLevelsTool(QObject *parent) : VellPluginTool(parent)
 {
     name = QStringLiteral("Mask Levels");
     toolId = QStringLiteral("mask-levels");
@@ -83,13 +81,9 @@ void VellMaskLevelsTool::initParams()
 
 void VellMaskLevelsTool::initParamWidget()
 {
-    if (widget)
+    QFormLayout *form = makeWidget(tr("Mask Levels"));
+    if (!form)
         return;
-    widget = std::make_unique<QWidget>();
-    widget->setWindowTitle(tr("Mask Levels"));
-    auto *layout = new QVBoxLayout(widget.get());
-    auto *form = new QFormLayout;
-    layout->addLayout(form);
     const QString labels[3] = {tr("Black"), tr("White"), tr("Gamma")};
     for (int i = 0; i < 3; ++i) {
         boxes[i] = new QDoubleSpinBox;
@@ -105,23 +99,10 @@ void VellMaskLevelsTool::initParamWidget()
     syncWidget();
 }
 
-void VellMaskLevelsTool::showWidget()
-{
-    if (widget)
-        widget->show();
-}
-
-void VellMaskLevelsTool::hideWidget()
-{
-    if (widget)
-        widget->hide();
-}
-
-void VellMaskLevelsTool::deleteWidget()
+void VellMaskLevelsTool::forgetControls()
 {
     for (QDoubleSpinBox *&box : boxes)
         box = nullptr;
-    widget.reset();
 }
 
 void VellMaskLevelsTool::passParamsToShader()
@@ -148,15 +129,4 @@ void VellMaskLevelsTool::deserializeParams(QDataStream &in)
     syncWidget();
 }
 
-VELL_PLUGIN_EXPORT QStringList *getInstanceNames()
-{
-    static QStringList names{QStringLiteral("Mask Levels")};
-    return &names;
-}
-
-VELL_PLUGIN_EXPORT IVellTool *getInstance(QObject *parent, QString name)
-{
-    if (name == QLatin1String("Mask Levels"))
-        return new VellMaskLevelsTool(parent);
-    return nullptr;
-}
+VELL_PLUGIN_TOOL(VellMaskLevelsTool, "Mask Levels")

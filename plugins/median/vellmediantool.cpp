@@ -9,8 +9,6 @@
 #include <QVector2D>
 #include <QSignalBlocker>
 #include <QSpinBox>
-#include <QVBoxLayout>
-#include <QWidget>
 
 namespace {
 
@@ -19,7 +17,7 @@ constexpr int kBlockSide = 256;
 
 } // namespace
 
-VellMedianTool::VellMedianTool(QObject *parent) : VellToolBlockDivided(parent)
+VellMedianTool::VellMedianTool(QObject *parent) : VellPluginTool(parent)
 {
     name = QStringLiteral("Median");
     toolId = QStringLiteral("median");
@@ -67,13 +65,9 @@ void VellMedianTool::initParams()
 
 void VellMedianTool::initParamWidget()
 {
-    if (widget)
+    QFormLayout *form = makeWidget(tr("Median"));
+    if (!form)
         return;
-    widget = std::make_unique<QWidget>();
-    widget->setWindowTitle(tr("Median"));
-    auto *layout = new QVBoxLayout(widget.get());
-    auto *form = new QFormLayout;
-    layout->addLayout(form);
     radiusBox = new QSpinBox;
     radiusBox->setRange(kMinimum, kMaximum);
     radiusBox->setValue(radius);
@@ -84,22 +78,9 @@ void VellMedianTool::initParamWidget()
     });
 }
 
-void VellMedianTool::showWidget()
-{
-    if (widget)
-        widget->show();
-}
-
-void VellMedianTool::hideWidget()
-{
-    if (widget)
-        widget->hide();
-}
-
-void VellMedianTool::deleteWidget()
+void VellMedianTool::forgetControls()
 {
     radiusBox = nullptr;
-    widget.reset();
 }
 
 void VellMedianTool::passParamsToShader()
@@ -125,15 +106,4 @@ void VellMedianTool::deserializeParams(QDataStream &in)
     setRadius(k);
 }
 
-VELL_PLUGIN_EXPORT QStringList *getInstanceNames()
-{
-    static QStringList names{QStringLiteral("Median")};
-    return &names;
-}
-
-VELL_PLUGIN_EXPORT IVellTool *getInstance(QObject *parent, QString name)
-{
-    if (name == QLatin1String("Median"))
-        return new VellMedianTool(parent);
-    return nullptr;
-}
+VELL_PLUGIN_TOOL(VellMedianTool, "Median")

@@ -5,8 +5,6 @@
 #include <QFormLayout>
 #include <QGLShaderProgram>
 #include <QSignalBlocker>
-#include <QVBoxLayout>
-#include <QWidget>
 
 namespace {
 
@@ -21,7 +19,7 @@ bool inRange(int i, double v)
 
 } // namespace
 
-VellUnsharpMaskTool::VellUnsharpMaskTool(QObject *parent) : VellToolGaussianBlurBased(parent)
+VellUnsharpMaskTool::VellUnsharpMaskTool(QObject *parent) : VellPluginTool(parent)
 {
     name = QStringLiteral("Unsharp Mask");
     toolId = QStringLiteral("unsharp-mask");
@@ -98,13 +96,9 @@ void VellUnsharpMaskTool::initParams()
 
 void VellUnsharpMaskTool::initParamWidget()
 {
-    if (widget)
+    QFormLayout *form = makeWidget(tr("Unsharp Mask"));
+    if (!form)
         return;
-    widget = std::make_unique<QWidget>();
-    widget->setWindowTitle(tr("Unsharp Mask"));
-    auto *layout = new QVBoxLayout(widget.get());
-    auto *form = new QFormLayout;
-    layout->addLayout(form);
     const QString labels[3] = {tr("Amount (%)"), tr("Radius (px)"), tr("Threshold")};
     for (int i = 0; i < 3; ++i) {
         boxes[i] = new QDoubleSpinBox;
@@ -119,23 +113,10 @@ void VellUnsharpMaskTool::initParamWidget()
     syncWidget();
 }
 
-void VellUnsharpMaskTool::showWidget()
-{
-    if (widget)
-        widget->show();
-}
-
-void VellUnsharpMaskTool::hideWidget()
-{
-    if (widget)
-        widget->hide();
-}
-
-void VellUnsharpMaskTool::deleteWidget()
+void VellUnsharpMaskTool::forgetControls()
 {
     for (QDoubleSpinBox *&box : boxes)
         box = nullptr;
-    widget.reset();
 }
 
 void VellUnsharpMaskTool::passParamsToShader()
@@ -161,15 +142,4 @@ void VellUnsharpMaskTool::deserializeParams(QDataStream &in)
     set(values[0], values[1], values[2]);
 }
 
-VELL_PLUGIN_EXPORT QStringList *getInstanceNames()
-{
-    static QStringList names{QStringLiteral("Unsharp Mask")};
-    return &names;
-}
-
-VELL_PLUGIN_EXPORT IVellTool *getInstance(QObject *parent, QString name)
-{
-    if (name == QLatin1String("Unsharp Mask"))
-        return new VellUnsharpMaskTool(parent);
-    return nullptr;
-}
+VELL_PLUGIN_TOOL(VellUnsharpMaskTool, "Unsharp Mask")

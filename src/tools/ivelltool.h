@@ -168,6 +168,59 @@ public:
 // against the same Qt, as they must be to share QObject.
 #define VELL_PLUGIN_EXPORT extern "C" Q_DECL_EXPORT
 
+// The tools a plug-in offers, one entry each: the instance name and what
+// makes the tool (a null maker, or one that returns null, makes the loader
+// skip the name).
+struct VellPluginEntry
+{
+    const char *name;                     // UTF-8
+    IVellTool *(*make)(QObject *parent);
+};
+
+template<typename Tool>
+IVellTool *vellMakeTool(QObject *parent)
+{
+    return new Tool(parent);
+}
+
+template<size_t N>
+QStringList vellPluginNames(const VellPluginEntry (&entries)[N])
+{
+    QStringList names;
+    for (const VellPluginEntry &entry : entries)
+        names << QString::fromUtf8(entry.name);
+    return names;
+}
+
+template<size_t N>
+IVellTool *vellPluginInstance(const VellPluginEntry (&entries)[N], QObject *parent, const QString &name)
+{
+    for (const VellPluginEntry &entry : entries)
+        if (name == QString::fromUtf8(entry.name))
+            return entry.make ? entry.make(parent) : nullptr;
+    return nullptr;
+}
+
+// The two required exports over an array of VellPluginEntry, each alone or
+// both at once; VELL_PLUGIN_TOOL(Class, "Name") serves a plug-in of one tool.
+#define VELL_PLUGIN_NAMES(entries)                                                   \
+    VELL_PLUGIN_EXPORT QStringList *getInstanceNames()                               \
+    {                                                                                \
+        static QStringList names = vellPluginNames(entries);                        \
+        return &names;                                                               \
+    }
+#define VELL_PLUGIN_INSTANCES(entries)                                               \
+    VELL_PLUGIN_EXPORT IVellTool *getInstance(QObject *parent, QString name)         \
+    {                                                                                \
+        return vellPluginInstance(entries, parent, name);                            \
+    }
+#define VELL_PLUGIN_TOOLS(entries) VELL_PLUGIN_NAMES(entries) VELL_PLUGIN_INSTANCES(entries)
+#define VELL_PLUGIN_TOOL(Class, toolName)                                            \
+    namespace {                                                                      \
+    const VellPluginEntry vellPluginEntries[] = {{toolName, vellMakeTool<Class>}};   \
+    }                                                                                \
+    VELL_PLUGIN_TOOLS(vellPluginEntries)
+
 using VellSetInternationalFunction = void (*)(QString language);
 using VellGetInstanceNamesFunction = QStringList *(*)();
 using VellGetInstanceFunction = IVellTool *(*)(QObject *parent, QString name);

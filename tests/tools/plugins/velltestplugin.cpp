@@ -14,11 +14,11 @@ QString receivedLanguage = QStringLiteral("<never set>");
 class TestTool : public IVellTool
 {
 public:
-    TestTool(const QString &toolName, const QString &type, const QString &id)
+    TestTool(const char *toolName, const char *type, const char *id)
     {
-        name = toolName;
-        toolType = type;
-        toolId = id;
+        name = QLatin1String(toolName);
+        toolType = QLatin1String(type);
+        toolId = QLatin1String(id);
         version = QStringLiteral("1.0");
         info = QStringLiteral("language:") + receivedLanguage;
     }
@@ -35,26 +35,25 @@ VELL_PLUGIN_EXPORT void setInternational(QString language)
     receivedLanguage = language;
 }
 
-#if VELL_TEST_PLUGIN_KIND != 2
-VELL_PLUGIN_EXPORT QStringList *getInstanceNames()
-{
-    static QStringList names{QStringLiteral("first"), QStringLiteral("refused"), QStringLiteral("second")};
-    return &names;
-}
+namespace {
+
+#if VELL_TEST_PLUGIN_KIND == 1 || VELL_TEST_PLUGIN_KIND == 2
+const VellPluginEntry kTools[] = {
+    {"first", [](QObject *) -> IVellTool * { return new TestTool("First", "Filter", "test.first"); }},
+    {"refused", nullptr},
+    {"second", [](QObject *) -> IVellTool * { return new TestTool("Second", "Paint", "test.second"); }}};
+#elif VELL_TEST_PLUGIN_KIND == 4
+const VellPluginEntry kTools[] = {
+    {"first", [](QObject *) -> IVellTool * { return new TestTool("Replacement", "Filter", "test.first"); }},
+    {"refused", nullptr},
+    {"second", nullptr}};
+#else
+const VellPluginEntry kTools[] = {{"first", nullptr}, {"refused", nullptr}, {"second", nullptr}};
 #endif
 
-VELL_PLUGIN_EXPORT IVellTool *getInstance(QObject *, QString toolName)
-{
-#if VELL_TEST_PLUGIN_KIND == 1 || VELL_TEST_PLUGIN_KIND == 2
-    if (toolName == QLatin1String("first"))
-        return new TestTool(QStringLiteral("First"), QStringLiteral("Filter"), QStringLiteral("test.first"));
-    if (toolName == QLatin1String("second"))
-        return new TestTool(QStringLiteral("Second"), QStringLiteral("Paint"), QStringLiteral("test.second"));
-#elif VELL_TEST_PLUGIN_KIND == 4
-    if (toolName == QLatin1String("first"))
-        return new TestTool(QStringLiteral("Replacement"), QStringLiteral("Filter"), QStringLiteral("test.first"));
-#else
-    Q_UNUSED(toolName)
+} // namespace
+
+#if VELL_TEST_PLUGIN_KIND != 2
+VELL_PLUGIN_NAMES(kTools)
 #endif
-    return nullptr;
-}
+VELL_PLUGIN_INSTANCES(kTools)
