@@ -4,11 +4,6 @@
 // separable Gaussian with clamped edges, the unsharp formula over the
 // blurred texture the tool used, a sorted-window median, and the levels
 // formula on the mask.
-#include "canvas/vellcanvas.h"
-#include "document/vellcontext.h"
-#include "document/vellcontextmanager.h"
-#include "document/velllayer.h"
-#include "document/velllayermanager.h"
 #include "document/velllayermask.h"
 #include "foundation/vellcodes.h"
 #include "foundation/vellmessagebox.h"
@@ -18,12 +13,11 @@
 #include "gpu/vellgpumanager.h"
 #include "gpu/vellrenderpass.h"
 #include "history/vellhistory.h"
-#include "picture/vellpicturehost.h"
-#include "selection/vellselection.h"
 #include "tools/velltoolblockdivided.h"
 #include "tools/velltoolgaussianblurbased.h"
 #include "tools/velltoolmanager.h"
 #include "tools/velltoolsinglechannelfilter.h"
+#include "tools/velltooltestdoc.h"
 
 #include <QGLShaderProgram>
 #include <QProgressBar>
@@ -33,6 +27,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -73,25 +68,21 @@ std::vector<double> cpuGaussian(const Pixels &pixels, int width, int height, dou
         sum += kernel[size_t(i + reach)] = std::exp(-i * i / (2 * sigma * sigma));
     for (double &k : kernel)
         k /= sum;
+    // One pass along x (dx 1) or y (dx 0); `at` reads the pass's input.
     std::vector<double> rows(size_t(width) * height * 3), out(rows.size());
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-            for (int c = 0; c < 3; ++c) {
-                double v = 0;
-                for (int i = -reach; i <= reach; ++i)
-                    v += kernel[size_t(i + reach)]
-                         * pixels[(size_t(y) * width + size_t(qBound(0, x + i, width - 1))) * 4 + c];
-                rows[(size_t(y) * width + x) * 3 + c] = v;
-            }
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-            for (int c = 0; c < 3; ++c) {
-                double v = 0;
-                for (int i = -reach; i <= reach; ++i)
-                    v += kernel[size_t(i + reach)]
-                         * rows[(size_t(qBound(0, y + i, height - 1)) * width + x) * 3 + c];
-                out[(size_t(y) * width + x) * 3 + c] = v;
-            }
+    const auto pass = [&](std::vector<double> &to, int dx, const std::function<double(int, int, int)> &at) {
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                for (int c = 0; c < 3; ++c) {
+                    double v = 0;
+                    for (int i = -reach; i <= reach; ++i)
+                        v += kernel[size_t(i + reach)]
+                             * at(qBound(0, x + i * dx, width - 1), qBound(0, y + i * (1 - dx), height - 1), c);
+                    to[(size_t(y) * width + x) * 3 + c] = v;
+                }
+    };
+    pass(rows, 1, [&](int x, int y, int c) { return double(pixels[(size_t(y) * width + x) * 4 + c]); });
+    pass(out, 0, [&](int x, int y, int c) { return rows[(size_t(y) * width + x) * 3 + c]; });
     return out;
 }
 
@@ -147,27 +138,12 @@ class TestVellBasePlugins : public QObject
 
     void makeDocument(const Pixels &pixels, int width, int height)
     {
-        VellContextManager *manager = VellContextManager::getInstance();
-        canvas->makeCurrent();
-        document = std::make_unique<VellContext>();
-        document->setSelection(new VellSelection(nullptr, width, height));
-        manager->addContext(document.get());
-        manager->setCurrentContext(manager->indexOfContext(document.get()));
-        auto *host = new VellPictureHost(width, height, 4);
-        std::copy(pixels.begin(), pixels.end(), host->getData());
-        layer = new VellLayer(QStringLiteral("picture"));
-        layer->setVellPictureHost(host);
-        document->getLayerManager()->addLayer(layer, false);
-        canvas->reSizeCanvas(width, height, false);
-        canvas->calcVisibleRect();
+        document = VellToolTest::makeDocument(canvas, pixels.data(), width, height, &layer);
     }
     Pixels pixels()
     {
-        canvas->makeCurrent();
-        if (layer->getLatestPlace() == VellLayer::GpuNewer)
-            layer->fboTextureToHost(true);
-        const unsigned char *data = layer->getPictureHost()->getData();
-        return Pixels(data, data + size_t(layer->getWidth()) * layer->getHeight() * 4);
+        const QByteArray bytes = VellToolTest::layerBytes(canvas, layer);
+        return Pixels(bytes.begin(), bytes.end());
     }
     template<typename T> T *tool(const char *id)
     {
@@ -193,11 +169,8 @@ class TestVellBasePlugins : public QObject
 private slots:
     void initTestCase()
     {
-        canvas = VellCanvas::getInstance(64, 64);
-        canvas->resize(100, 80);
-        canvas->show();
-        QVERIFY(QTest::qWaitForWindowExposed(canvas));
-        QVERIFY(canvas->isValid());
+        canvas = VellToolTest::shownCanvas(64, 64, QSize(100, 80));
+        QVERIFY(canvas);
         canvas->makeCurrent();
         // Mask filters render into the mask's LUMINANCE8 texture.
         VellGLTextureLuminance luminance(8, 8, false);
@@ -210,7 +183,7 @@ private slots:
         VellToolManager *manager = VellToolManager::getInstance();
         manager->setToolsPath(QStringLiteral(VELL_PLUGIN_TOOLS_DIR));
         manager->loadTools();
-        for (const char *id : {"gaussian-blur", "unsharp-mask", "median", "mask-levels"})
+        for (const char *id : {"gaussian-blur", "unsharp-mask", "median", "mask-levels", "brightness-contrast"})
             QVERIFY2(manager->getTool(QLatin1String(id)), id);
         VellMessageBox::setPresenter([this](const VellMessageBox::Message &m) {
             messages.append(m.title + QLatin1Char(':') + m.text);
@@ -469,22 +442,39 @@ private slots:
 
     // Mask Levels on a mask of odd width (rows padded to 4 bytes): previews
     // leave the mask's bytes alone, OK writes the formula, Undo and Cancel
-    // bring back the original byte for byte.
+    // bring back the original byte for byte. A layer without a mask is
+    // refused, in a message box, or in batch mode (no modal dialogs: vell
+    // filter would hang) only in the log.
     void maskLevels_data()
     {
-        QTest::addColumn<bool>("keep");
+        QTest::addColumn<bool>("hasMask");
         QTest::addColumn<bool>("editingMask");
-        QTest::newRow("ok, then undo") << true << true;
-        QTest::newRow("cancel after previews") << false << true;
-        QTest::newRow("not editing the mask: nothing") << true << false;
+        QTest::addColumn<bool>("batch");
+        QTest::addColumn<bool>("keep");
+        QTest::newRow("ok, then undo") << true << true << false << true;
+        QTest::newRow("cancel after previews") << true << true << false << false;
+        QTest::newRow("not editing the mask: nothing") << true << false << false << true;
+        QTest::newRow("no mask: refused") << false << false << false << true;
+        QTest::newRow("no mask, batch: refused in the log") << false << false << true << true;
     }
     void maskLevels()
     {
-        QFETCH(bool, keep);
+        QFETCH(bool, hasMask);
         QFETCH(bool, editingMask);
+        QFETCH(bool, batch);
+        QFETCH(bool, keep);
         constexpr int width = 51, height = 20;
         constexpr double black = 30, white = 200, gamma = 1.8;
         makeDocument(blockPicture(width, height, 9), width, height);
+        document->batchFlag = batch;
+        auto *levels = tool<VellToolSingleChannelFilter>("mask-levels");
+        if (!hasMask) {
+            levels->active(document.get());
+            QVERIFY(!levels->isActive());
+            QVERIFY(!document->getCurrentTool());
+            QCOMPARE(messages, batch ? QStringList() : QStringList{"Error:Current layer doesn't have a mask!"});
+            return;
+        }
         layer->createLayerMask();
         VellLayerMask *mask = layer->getLayerMask();
         QVERIFY(mask && mask->getData());
@@ -494,9 +484,9 @@ private slots:
                 mask->getData()[y * padded + x] = uchar((x * 5 + y * 3) % 256);
         mask->update();
         const QByteArray before(reinterpret_cast<const char *>(mask->getData()), int(mask->getByteCount()));
+        const auto maskBytes = [&] { return QByteArray(reinterpret_cast<const char *>(mask->getData()), before.size()); };
         layer->setEdittingMask(editingMask);
 
-        auto *levels = tool<VellToolSingleChannelFilter>("mask-levels");
         levels->active(document.get());
         QVERIFY(levels->isActive());
         for (double g : {0.5, 3.0, gamma}) {   // several previews
@@ -505,10 +495,10 @@ private slots:
             QVERIFY(levels->setParameterValue(QStringLiteral("white"), white));
             levels->actuallyApply();
         }
-        QCOMPARE(QByteArray(reinterpret_cast<const char *>(mask->getData()), before.size()), before);
+        QCOMPARE(maskBytes(), before);
         if (!keep) {
             levels->cancel();
-            QCOMPARE(QByteArray(reinterpret_cast<const char *>(mask->getData()), before.size()), before);
+            QCOMPARE(maskBytes(), before);
             canvas->makeCurrent();
             const QImage texture = mask->getEntireTexture()->toQImage();
             for (int y = 0; y < height; ++y)
@@ -532,7 +522,7 @@ private slots:
             }
         if (editingMask) {
             document->getHistory()->stepBackward();
-            QCOMPARE(QByteArray(reinterpret_cast<const char *>(mask->getData()), before.size()), before);
+            QCOMPARE(maskBytes(), before);
         }
     }
 
@@ -548,6 +538,7 @@ private slots:
         QTest::newRow("unsharp mask") << "unsharp-mask" << "threshold" << 12.0 << 3.0;
         QTest::newRow("median") << "median" << "radius" << 3.0 << 2.0;
         QTest::newRow("mask levels") << "mask-levels" << "gamma" << 2.5 << 0.4;
+        QTest::newRow("brightness/contrast") << "brightness-contrast" << "contrast" << 66.0 << -7.0;
     }
     void truncatedRecords()
     {
@@ -577,26 +568,38 @@ private slots:
         filter->initParams();
     }
 
-    // A layer without a mask is refused, in a message box, or in batch mode
-    // (no modal dialogs: vell filter would hang) only in the log.
-    void maskLevelsRefusals_data()
+    // A mask filter's program is a name of the canvas's context: another
+    // activation on the same canvas keeps it, and one on a canvas made anew
+    // builds it again, so the filter still works there. Last, since the
+    // canvas is replaced.
+    void maskProgramFollowsTheCanvas()
     {
-        QTest::addColumn<bool>("batch");
-        QTest::addColumn<QStringList>("shown");
-        QTest::newRow("interactive") << false << QStringList{"Error:Current layer doesn't have a mask!"};
-        QTest::newRow("batch") << true << QStringList{};
-    }
-    void maskLevelsRefusals()
-    {
-        QFETCH(bool, batch);
-        QFETCH(QStringList, shown);
-        makeDocument(blockPicture(8, 8, 2), 8, 8);
-        document->batchFlag = batch;
         auto *levels = tool<VellToolSingleChannelFilter>("mask-levels");
-        levels->active(document.get());
-        QVERIFY(!levels->isActive());
-        QVERIFY(!document->getCurrentTool());
-        QCOMPARE(messages, shown);
+        // Mask 100 with black 50 and white 150 becomes half way, 127.5.
+        const auto filteredMask = [&] {
+            makeDocument(blockPicture(9, 5, 4), 9, 5);
+            layer->createLayerMask();
+            VellLayerMask *mask = layer->getLayerMask();
+            std::fill(mask->getData(), mask->getData() + mask->getByteCount(), uchar(100));
+            mask->update();
+            layer->setEdittingMask(true);
+            levels->active(document.get());
+            levels->setParameterValue(QStringLiteral("black"), 50);
+            levels->setParameterValue(QStringLiteral("white"), 150);
+            levels->ok();
+            return int(mask->getData()[0]);
+        };
+        QVERIFY(qAbs(filteredMask() * 2 - 255) <= 2);
+        QGLShaderProgram *first = levels->getProgram();
+        QVERIFY(qAbs(filteredMask() * 2 - 255) <= 2);
+        QCOMPARE(levels->getProgram(), first);
+
+        document.reset();
+        delete canvas;
+        canvas = VellToolTest::shownCanvas(64, 64, QSize(100, 80));
+        QVERIFY(canvas);
+        const int again = filteredMask();
+        QVERIFY2(qAbs(again * 2 - 255) <= 2, qPrintable(QString::number(again)));
     }
 };
 
