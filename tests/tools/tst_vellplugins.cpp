@@ -2,17 +2,11 @@
 // over the build's tools folder), applied to a document and compared with
 // their formulas computed here on the CPU; undo and redo bring the pictures
 // back.
-#include "canvas/vellcanvas.h"
-#include "document/vellcontext.h"
-#include "document/vellcontextmanager.h"
-#include "document/velllayer.h"
-#include "document/velllayermanager.h"
 #include "foundation/vellcodes.h"
 #include "history/vellhistory.h"
-#include "picture/vellpicturehost.h"
-#include "selection/vellselection.h"
 #include "tools/velltoolbase.h"
 #include "tools/velltoolmanager.h"
+#include "tools/velltooltestdoc.h"
 
 #include <QtTest>
 
@@ -43,21 +37,13 @@ class TestVellPlugins : public QObject
     std::unique_ptr<VellContext> document;
     VellLayer *layer = nullptr;
 
-    QByteArray pixels()
-    {
-        canvas->makeCurrent();
-        if (layer->getLatestPlace() == VellLayer::GpuNewer)
-            layer->fboTextureToHost(true);
-        return QByteArray(reinterpret_cast<const char *>(layer->getPictureHost()->getData()), kWidth * kHeight * 4);
-    }
+    QByteArray pixels() { return VellToolTest::layerBytes(canvas, layer); }
 
 private slots:
     void initTestCase()
     {
-        canvas = VellCanvas::getInstance(kWidth, kHeight);
-        canvas->resize(100, 80);
-        canvas->show();
-        QVERIFY(QTest::qWaitForWindowExposed(canvas));
+        canvas = VellToolTest::shownCanvas(kWidth, kHeight, QSize(100, 80));
+        QVERIFY(canvas);
         VellToolManager *manager = VellToolManager::getInstance();
         manager->setToolsPath(QStringLiteral(VELL_PLUGIN_TOOLS_DIR));
         QCOMPARE(manager->loadTools(), 6);   // every example plug-in
@@ -66,25 +52,15 @@ private slots:
     }
     void init()
     {
-        VellContextManager *manager = VellContextManager::getInstance();
-        canvas->makeCurrent();
-        document = std::make_unique<VellContext>();
-        document->setSelection(new VellSelection(nullptr, kWidth, kHeight));
-        manager->addContext(document.get());
-        manager->setCurrentContext(manager->indexOfContext(document.get()));
-        auto *host = new VellPictureHost(kWidth, kHeight, 4);
+        uchar bytes[kWidth * kHeight * 4];
         for (int i = 0; i < kWidth * kHeight; ++i) {
-            uchar *p = host->getData() + 4 * i;
+            uchar *p = bytes + 4 * i;
             p[0] = uchar(i * 7);
             p[1] = uchar(i * 3 + 40);
             p[2] = uchar(255 - i);
             p[3] = uchar(128 + i % 128);
         }
-        layer = new VellLayer(QStringLiteral("pattern"));
-        layer->setVellPictureHost(host);
-        document->getLayerManager()->addLayer(layer, false);
-        canvas->reSizeCanvas(kWidth, kHeight, false);
-        canvas->calcVisibleRect();
+        document = VellToolTest::makeDocument(canvas, bytes, kWidth, kHeight, &layer);
     }
     void cleanup() { document.reset(); }
     void cleanupTestCase() { delete canvas; }
@@ -149,25 +125,6 @@ private slots:
         QCOMPARE(pixels(), before);
         document->getHistory()->stepForward();
         QCOMPARE(pixels(), after);
-    }
-
-    // Parameters travel through a record: what one tool writes, another
-    // reads back, and a short record changes nothing.
-    void parameterRecords()
-    {
-        auto *filter = qobject_cast<VellToolBase *>(VellToolManager::getInstance()->getTool(QStringLiteral("brightness-contrast")));
-        QVERIFY(filter->setParameterValue(QStringLiteral("brightness"), -7));
-        QVERIFY(filter->setParameterValue(QStringLiteral("contrast"), 66));
-        filter->pushParam();
-        filter->initParams();
-        QCOMPARE(filter->parameterValue(QStringLiteral("contrast")), 0.0);
-        filter->popParam();
-        QCOMPARE(filter->parameterValue(QStringLiteral("brightness")), -7.0);
-        QCOMPARE(filter->parameterValue(QStringLiteral("contrast")), 66.0);
-        QByteArray shortRecord("\0\0\0\5", 4);
-        QDataStream in(shortRecord);
-        filter->deserializeParams(in);
-        QCOMPARE(filter->parameterValue(QStringLiteral("brightness")), -7.0);
     }
 };
 
