@@ -1,12 +1,19 @@
 // vell transform: one geometric operation of the library's raster layers
 // (quarter turns, mirrors, resizing, cropping, free rotation, projective
-// warps) applied to an image on the GPU.
+// warps) applied to an image on the GPU, or the whole-document form of the
+// first five applied to a layered document.
 #include "vellcommandline.h"
+#include "velldocumentsession.h"
 #include "vellhost.h"
 
 #include "canvas/vellcanvas.h"
+#include "document/vellcontext.h"
 #include "document/velllayer.h"
+#include "document/velllayermanager.h"
+#include "foundation/vellglobalsettings.h"
+#include "interchange/vellorawriter.h"
 #include "picture/vellpicturehost.h"
+#include "selection/vellselection.h"
 #include "tools/velltoolutil.h"
 
 #include <QFileInfo>
@@ -24,7 +31,7 @@ const char *const kTransformUsage =
     "Usage: vell transform IN OUT OPERATION [OPTION ...]\n"
     "Applies one geometric operation to image IN on the GPU and writes the\n"
     "result to OUT (format from OUT's suffix). Coordinates are IN's pixels,\n"
-    "(0, 0) at its top-left corner.\n"
+    "(0, 0) at its top-left corner. IN may also be a layered document (below).\n"
     "\n"
     "Operations (exactly one):\n"
     "  --rotate 90|-90|180  a quarter or half turn; 90 turns counter-clockwise,\n"
@@ -55,10 +62,32 @@ const char *const kTransformUsage =
     "  --quality N        the quality of a JPEG or WebP OUT, 0 to 100\n"
     "  --lossless         a lossless WebP OUT\n"
     "\n"
+    "A layered document as IN (an OpenRaster file, or a document written by\n"
+    "vell compose --save) is transformed whole by --rotate, --flip, --resize,\n"
+    "--size or --crop: every layer with it, masks and text included (text\n"
+    "stays text), the document's size following; --resize and --size then\n"
+    "scale the document, each layer by the same factors with its own filter\n"
+    "unless --filter names one, and --crop keeps that part of the document.\n"
+    "OUT is then an OpenRaster file (OUT.ora, the layers and their composite),\n"
+    "a document (OUT.vdoc, as compose --save writes) or an image of the\n"
+    "composite.\n"
+    "\n"
     "An operation the image cannot take (an angle other than 90, -90 and 180,\n"
     "a factor that leaves no pixel, a result beyond the size limit, a crop\n"
     "outside the image, a quadrilateral that is not convex) is refused with\n"
     "its reason and exit status 1; OUT is then not written.";
+
+// What OUT is, by its suffix.
+enum Output { ImageOut, OraOut, DocumentOut };
+
+Output outputKind(const QString &path)
+{
+    if (path.endsWith(QLatin1String(".ora"), Qt::CaseInsensitive))
+        return OraOut;
+    if (path.endsWith(QLatin1String(".vdoc"), Qt::CaseInsensitive))
+        return DocumentOut;
+    return ImageOut;
+}
 
 enum Operation { None, Rotate, Flip, Resize, Size, Crop, RotateFree, Quad };
 
@@ -189,6 +218,120 @@ void apply(VellLayer *layer, const TransformJob &job)
     }
 }
 
+// The whole-document form of the operation; false with the document's reason.
+bool applyToDocument(VellContext *document, const TransformJob &job)
+{
+    const QVector<double> &n = job.numbers;
+    const QSize size = document->getDocumentSize();
+    // Bounded before the conversion to int; the document refuses sizes beyond its limit.
+    const auto side = [](double v) { return int(qBound(0.0, std::trunc(v), 1e9)); };
+    switch (job.operation) {
+    case Rotate: return document->rotateDocument(int(n[0]));
+    case Flip: return document->flipDocument(job.leftRight);
+    case Resize: return document->resizeDocument(QSize(side(size.width() * n[0]), side(size.height() * n[1])));
+    case Size: return document->resizeDocument(QSize(int(n[0]), int(n[1])));
+    case Crop: return document->clipDocument(QRect(int(n[0]), int(n[1]), int(n[2]), int(n[3])));
+    default: return false;
+    }
+}
+
+// The composite of the document at full resolution; null without memory.
+QImage composite(VellCanvas *canvas, VellContext *document)
+{
+    canvas->makeCurrent();
+    const std::unique_ptr<QImage> image(canvas->renderToImage(document));
+    return image ? image->convertToFormat(QImage::Format_ARGB32).copy() : QImage();
+}
+
+int transformDocument(VellHost &host, const TransformJob &job, Output output)
+{
+    if (job.operation == RotateFree || job.operation == Quad)
+        return vellUsageError(QStringLiteral("%1 turns single images, not the document '%2'")
+                                  .arg(job.operationName, job.inputPath));
+    if (job.options.noColour)
+        return vellUsageError(QStringLiteral("--no-colour applies to images: the document '%1' keeps its colours")
+                                  .arg(job.inputPath));
+    host.setUp(VellHost::Gl);
+    VellDocumentSession session;
+    session.canvas = host.canvas();
+    if (!session.canvas) {
+        vellError(QStringLiteral("transform needs a GL context: %1").arg(host.noGlReason()));
+        return ExitFailure;
+    }
+    if (!host.setImageLimit(job.options.maxSize))
+        return ExitUsage;
+    VellGlobalSettings *settings = VellGlobalSettings::getInstance();
+    settings->streamReadVersion = 2;   // documents carry the masks' lock and position
+    settings->streamWriteVersion = 2;
+    session.canvas->makeCurrent();
+    VellContext *read = vellIsOraFile(job.inputPath) ? vellReadOraFile(job.inputPath)
+                                                      : vellReadDocumentFile(job.inputPath);
+    if (!read)
+        return ExitFailure;
+    session.adopt(read);
+    VellContext *document = session.document;
+    VellLayerManager *stack = document->getLayerManager();
+    if (stack->getLayerCount() == 0) {
+        vellError(QStringLiteral("cannot read %1: neither an image nor a vell document").arg(job.inputPath));
+        return ExitFailure;
+    }
+    // The document's size is its selection's; a document without one takes
+    // its bottom layer's.
+    const VellSelection *selection = document->getSelection();
+    QSize size = selection ? QSize(selection->getWidth(), selection->getHeight()) : QSize();
+    if (size.isEmpty()) {
+        size = QSize(stack->getLayer(0)->getWidth(), stack->getLayer(0)->getHeight());
+        document->setSelection(new VellSelection(nullptr, size.width(), size.height()));
+    }
+    if (size.isEmpty() || !vellWithinLimit(size)) {
+        vellError(QStringLiteral("a document of %1x%2 is over the image size limit of this run (%3; %4)")
+                      .arg(size.width()).arg(size.height()).arg(vellLimitText(), vellLimitHint()));
+        return ExitFailure;
+    }
+    session.canvas->reSizeCanvas(size.width(), size.height(), false);
+    session.canvas->makeCurrent();
+    if (job.filter >= 0)
+        for (VellLayerBase *layer : stack->getLayers())
+            if (auto *raster = qobject_cast<VellLayer *>(layer))
+                raster->setInterpolation(job.filter);
+
+    vellProgress(QStringLiteral("transforming the document %1 (%2)").arg(job.inputPath, job.operationName));
+    if (!applyToDocument(document, job)) {
+        vellError(QStringLiteral("cannot transform %1: %2").arg(job.inputPath, document->getGeometryError()));
+        return ExitFailure;
+    }
+    const QSize result = document->getDocumentSize();
+    session.canvas->makeCurrent();   // layers read newer GPU pixels back to be written
+    if (output == DocumentOut) {
+        if (!vellWriteStreamFile(job.outputPath, document))
+            return ExitFailure;
+    } else {
+        const QImage image = composite(session.canvas, document);
+        if (image.isNull()) {
+            vellError(QStringLiteral("compositing %1x%2 failed (out of memory?)").arg(result.width()).arg(result.height()));
+            return ExitFailure;
+        }
+        if (output == OraOut) {
+            VellOraWriter writer;
+            writer.setMergedImage(image);
+            if (!writer.write(document, job.outputPath)) {
+                vellError(QStringLiteral("cannot write %1").arg(writer.errorString()));
+                return ExitFailure;
+            }
+        } else if (!vellWriteImageFile(job.outputPath,
+                                       vellOutputImage(image, vellImageFormat(job.outputPath), job.options.output),
+                                       job.options.output)) {
+            return ExitFailure;
+        }
+    }
+    vellNote(QStringLiteral("wrote %1 (%2, %3x%4, %5)")
+                 .arg(job.outputPath, job.operationName)
+                 .arg(result.width())
+                 .arg(result.height())
+                 .arg(vellCount(stack->getLayerCount(), "layer")));
+    return ExitOk;
+}
+
 } // namespace
 
 int vellTransformCommand(VellHost &host, const QStringList &args)
@@ -200,13 +343,23 @@ int vellTransformCommand(VellHost &host, const QStringList &args)
     TransformJob job;
     if (const int parsed = parse(args, &job); parsed != kProceed)
         return parsed;
-    if (!vellCheckImageSuffix(job.outputPath)
-        || !vellCheckOutputOptions(job.options.output, vellImageFormat(job.outputPath)))
+    const Output output = outputKind(job.outputPath);
+    if (output == ImageOut
+        && (!vellCheckImageSuffix(job.outputPath)
+            || !vellCheckOutputOptions(job.options.output, vellImageFormat(job.outputPath))))
         return ExitUsage;
     if (vellOutputIsInput(job.outputPath, {job.inputPath}))
         return ExitUsage;
     if (!vellInputExists(job.inputPath))
         return ExitFailure;
+    if (vellIsDocumentFile(job.inputPath)) {
+        if (output != ImageOut && (job.options.output.depth || job.options.output.quality >= 0 || job.options.output.lossless))
+            return vellUsageError(QStringLiteral("--depth, --quality and --lossless apply to an image OUT"));
+        return transformDocument(host, job, output);
+    }
+    if (output != ImageOut)
+        return vellUsageError(QStringLiteral("%1 is a document: IN must be one too (an OpenRaster file or a saved "
+                                             "vell document)").arg(job.outputPath));
 
     host.setUp(VellHost::Gl);
     VellCanvas *canvas = host.canvas();
