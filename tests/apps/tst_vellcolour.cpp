@@ -77,7 +77,6 @@ private slots:
         QTest::newRow("Adobe RGB in PNG") << "png" << "Adobe98.icc" << false;
         QTest::newRow("Adobe RGB in JPEG") << "jpg" << "Adobe98.icc" << false;
         QTest::newRow("Adobe RGB in TIFF") << "tif" << "Adobe98.icc" << false;
-        QTest::newRow("ProPhoto in JPEG") << "jpg" << "ProPhoto.icc" << false;
         QTest::newRow("ProPhoto in 16-bit PNG") << "png" << "ProPhoto.icc" << true;
         QTest::newRow("Wide Gamut in 16-bit TIFF") << "tif" << "WideGamut.icc" << true;
     }
