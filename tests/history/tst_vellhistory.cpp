@@ -162,11 +162,6 @@ Edit resizeCanvas(int width, int height, int seed)
     };
 }
 
-QByteArray bytesOf(const VellPictureHost *host)
-{
-    return QByteArray(reinterpret_cast<const char *>(host->getData()), int(host->getByteCount()));
-}
-
 } // namespace
 
 Q_DECLARE_METATYPE(Edit)
@@ -308,13 +303,7 @@ private slots:
 
         Document d(1, 4, 4);
         QString log;
-        const QString letters = QStringLiteral("abcdefgh");
-        for (int i = 0; i < types.size(); ++i) {
-            const int type = types[i] == 'F' ? VellMemoType::PictureFull
-                             : types[i] == 'P' ? VellMemoType::Param
-                                               : VellMemoType::LayerModify;
-            d.history()->pushNewMemo(new LoggingMemo(d.context, letters[i], type, 0, &log));
-        }
+        pushLogged(d, types, &log);
         d.context->setLastMemo(new LoggingMemo(d.context, 'N', VellMemoType::PictureFull, 0, &log));
         d.history()->setCurrentBackwardForwardMemo(start[0], start[1], start[2]);
 
@@ -354,14 +343,7 @@ private slots:
         QFETCH(QString, left);
         Document d(2, 4, 4);
         QString log;
-        for (int i = 0; i < memos.size() / 2; ++i) {
-            const QChar t = memos[2 * i];
-            const int type = t == 'F' ? VellMemoType::PictureFull
-                             : t == 'P' ? VellMemoType::Param
-                                        : VellMemoType::SparsePicture;
-            d.history()->pushNewMemo(new LoggingMemo(d.context, QChar('a' + i), type,
-                                                     memos[2 * i + 1].digitValue(), &log));
-        }
+        pushLogged(d, memos, &log);
         d.history()->setCurrentBackwardForwardMemo(current, current - 1, current);
         d.history()->pushNewMemo(new LoggingMemo(d.context, 'X', VellMemoType::SparsePicture, 0, &log));
         QCOMPARE(ids(d.history()), left);
@@ -395,14 +377,7 @@ private slots:
         QFETCH(int, sequence);
         Document d(2, 4, 4);
         QString log;
-        for (int i = 0; i < memos.size() / 2; ++i) {
-            const QChar t = memos[2 * i];
-            const int type = t == 'F' ? VellMemoType::PictureFull
-                             : t == 'P' ? VellMemoType::Param
-                                        : VellMemoType::SparsePicture;
-            d.history()->pushNewMemo(new LoggingMemo(d.context, QChar('a' + i), type,
-                                                     memos[2 * i + 1].digitValue(), &log));
-        }
+        pushLogged(d, memos, &log);
         d.history()->setCurrentBackwardForwardMemo(current, current - 1, current);
         VellHistoryMemo *memo = d.history()->getLatestMemo(layer);
         QCOMPARE(memo ? memo->getName() : QString(), latest);
@@ -446,6 +421,11 @@ private slots:
         d.history()->stepToMemo(0);
         QVERIFY(tool.calls.isEmpty());
         QCOMPARE(bytesOf(layer->getPictureHost()), states.at(0));
+
+        // Up to the present picture, saved by the first step back.
+        d.history()->stepToMemo(d.history()->getMemoCount() - 1);
+        QVERIFY(tool.calls.isEmpty());
+        QCOMPARE(bytesOf(layer->getPictureHost()), states.at(3));
     }
 
     // A replay puts back the selection and channels the filter ran with.
@@ -470,50 +450,6 @@ private slots:
                             int(d.selection()->getByteCount())),
                  mask);
         QCOMPARE(d.context->editingChannel, int(VellChannelBits::Red));
-        QCOMPARE(memo.memoryTaken(), qint64(0));
-        QVERIFY(!memo.swapToDisk());
-    }
-
-    void fullPictureUndoRedo()
-    {
-        Document d(2, 5, 7);
-        VellLayer *layer = d.raster(1);
-        const QByteArray before = bytesOf(layer->getPictureHost());
-        d.history()->pushNewMemo(new VellPictureModifyMemo(d.context, layer->getPictureHost(),
-                                                           layer->getPermanentIndex(), false));
-        AddingTool::apply(layer->getPictureHost(), 9);
-        const QByteArray after = bytesOf(layer->getPictureHost());
-
-        d.history()->stepBackward();
-        QCOMPARE(bytesOf(layer->getPictureHost()), before);
-        QVERIFY(d.history()->isRedoAble());
-        d.history()->stepForward();
-        QCOMPARE(bytesOf(layer->getPictureHost()), after);
-        QCOMPARE(d.history()->getMemoCount(), 0);   // both snapshots consumed
-    }
-
-    void exchangingTwiceRestores_data()
-    {
-        QTest::addColumn<Edit>("edit");
-        QTest::newRow("layer change") << properties(0, 0.1f, VellBlend::Hue, false, QPointF(9, 9));
-        QTest::newRow("mask created") << createMask(0);
-        QTest::newRow("selection") << select(QRect(1, 1, 3, 3), VellCombineMode::Replace);
-        QTest::newRow("stroke") << paint(0, QRect(0, 0, 4, 4), 3);
-        QTest::newRow("canvas") << resizeCanvas(9, 9, 3);
-    }
-    void exchangingTwiceRestores()
-    {
-        QFETCH(Edit, edit);
-        Document d(1, kWidth, kHeight);
-        const QStringList before = describe(d.context);
-        edit(d);
-        const QStringList after = describe(d.context);
-        VellHistoryMemo *memo = d.history()->getMemo(0);
-        QVERIFY(memo->undo());
-        QCOMPARE(describe(d.context), before);
-        QVERIFY(memo->undo());
-        QCOMPARE(describe(d.context), after);
-        QVERIFY(!d.context->isUndoing());
     }
 
     void memoRefusesWhileUndoing()
@@ -554,92 +490,78 @@ private slots:
         QAction *redoAction = VellActionManager::getInstance(QString())->getActionByName("Redo");
         QVERIFY(undoAction);
         QVERIFY(redoAction);
+        const auto enabled = [&] {
+            return QStringLiteral("undo %1, redo %2").arg(undoAction->isEnabled()).arg(redoAction->isEnabled());
+        };
         Document d(1, 4, 4);
         d.history()->clearHistory();
         d.history()->stepBackward();
-        QVERIFY(!undoAction->isEnabled());
-        QVERIFY(!redoAction->isEnabled());
+        QCOMPARE(enabled(), "undo 0, redo 0");
 
         QSignalSpy changed(d.history(), &VellHistory::historyChanged);
         for (int i = 0; i < 3; ++i)
             properties(0, 0.1f * i, VellBlend::Normal, true, QPointF(i, 0))(d);
         QCOMPARE(changed.count(), 3);
-        QVERIFY(undoAction->isEnabled());
-        QVERIFY(!redoAction->isEnabled());
+        QCOMPARE(enabled(), "undo 1, redo 0");
         d.history()->stepBackward();
         d.history()->stepBackward();
-        QVERIFY(redoAction->isEnabled());
+        QCOMPARE(enabled(), "undo 1, redo 1");
         // A new edit drops the two redoable memos.
         properties(0, 0.9f, VellBlend::Normal, true, QPointF())(d);
         QCOMPARE(d.history()->getMemoCount(), 2);
-        QVERIFY(!redoAction->isEnabled());
+        QCOMPARE(enabled(), "undo 1, redo 0");
 
         // While the selection is edited the commands follow its own list.
         d.context->enterSelectionEditingMode();
         VellSelectionEditHistory *edits = d.context->getSelectionEditHistory();
         QVERIFY(edits);
-        QVERIFY(!undoAction->isEnabled());
+        QCOMPARE(enabled(), "undo 0, redo 0");
         edits->pushNewMemo(new VellLayerMaskInvertMemo(d.context, 0));
-        QVERIFY(undoAction->isEnabled());
-        QVERIFY(!edits->isRedoAble());
-        const QByteArray painted(reinterpret_cast<const char *>(
-                                     d.context->getChannelSelectionForEditing()->getData()),
-                                 int(d.context->getChannelSelectionForEditing()->getByteCount()));
+        QCOMPARE(enabled(), "undo 1, redo 0");
+        const uchar painted = d.context->getChannelSelectionForEditing()->getData()[0];
         edits->undo();   // inverts the editing channel
-        QVERIFY(!undoAction->isEnabled());
-        QVERIFY(redoAction->isEnabled());
-        QCOMPARE(uchar(d.context->getChannelSelectionForEditing()->getData()[0]),
-                 uchar(255 - uchar(painted[0])));
+        QCOMPARE(enabled(), "undo 0, redo 1");
+        QCOMPARE(d.context->getChannelSelectionForEditing()->getData()[0], uchar(255 - painted));
         d.context->exitSelectionEditingMode();
-        QVERIFY(undoAction->isEnabled());
-        QVERIFY(!redoAction->isEnabled());
+        QCOMPARE(enabled(), "undo 1, redo 0");
     }
 
-    // The memory budget's recovery reaches the current document's history.
-    void recoveryClearsTheCurrentHistory_data()
+    // The budget's recovery, the system running short and an over-budget
+    // signal reach the current document's history, and no other.
+    void shortageClearsTheCurrentHistory_data()
     {
-        QTest::addColumn<int>("failures");   // system allocations that fail
+        QTest::addColumn<int>("failures");   // failing system allocations; -1: system short, -2: over budget
         QTest::addColumn<bool>("cleared");
         QTest::newRow("first try succeeds") << 0 << false;
         QTest::newRow("succeeds while waiting") << 5 << false;
         QTest::newRow("succeeds once the history is cleared") << 11 << true;
         QTest::newRow("succeeds once textures are dropped") << 12 << true;
+        QTest::newRow("system short of memory") << -1 << true;
+        QTest::newRow("over budget with several layers: the whole list") << -2 << true;
     }
-    void recoveryClearsTheCurrentHistory()
+    void shortageClearsTheCurrentHistory()
     {
         QFETCH(int, failures);
         QFETCH(bool, cleared);
-        Document d(1, 4, 4);
-        properties(0, 0.5f, VellBlend::Normal, true, QPointF())(d);
-        VellMemory budget(1 << 20);
-        int calls = 0;
-        budget.setAllocator([&](size_t size) { return ++calls > failures ? std::malloc(size) : nullptr; });
-        unsigned char *p = budget.alloc(64);
-        QVERIFY(p);
-        budget.release(p);
-        QCOMPARE(d.history()->getMemoCount(), cleared ? 0 : 1);
-    }
-
-    void systemShortOfMemoryClearsTheHistory()
-    {
-        Document d(1, 4, 4);
-        properties(0, 0.5f, VellBlend::Normal, true, QPointF())(d);
-        VellMemory::setProbe([] { return VellSystemResources{true, 1u << 30, true, 1u << 20}; });
-        VellMemory::clearMemory();
-        VellMemory::setProbe({});
-        QCOMPARE(d.history()->getMemoCount(), 0);
-    }
-
-    // Over budget with several layers the whole list goes; only the current
-    // document's history reacts.
-    void overBudgetWithSeveralLayers()
-    {
         Document other(2, 4, 4);
         properties(0, 0.5f, VellBlend::Normal, true, QPointF())(other);
         Document d(2, 4, 4);
         properties(0, 0.5f, VellBlend::Normal, true, QPointF())(d);
-        emit VellMemory::getInstance()->memoryNotEnough(1000);
-        QCOMPARE(d.history()->getMemoCount(), 0);
+        if (failures == -1) {
+            VellMemory::setProbe([] { return VellSystemResources{true, 1u << 30, true, 1u << 20}; });
+            VellMemory::clearMemory();
+            VellMemory::setProbe({});
+        } else if (failures == -2) {
+            emit VellMemory::getInstance()->memoryNotEnough(1000);
+        } else {
+            VellMemory budget(1 << 20);
+            int calls = 0;
+            budget.setAllocator([&](size_t size) { return ++calls > failures ? std::malloc(size) : nullptr; });
+            unsigned char *p = budget.alloc(64);
+            QVERIFY(p);
+            budget.release(p);
+        }
+        QCOMPARE(d.history()->getMemoCount(), cleared ? 0 : 1);
         QCOMPARE(other.history()->getMemoCount(), 1);
     }
 };

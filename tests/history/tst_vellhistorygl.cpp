@@ -15,15 +15,6 @@
 
 using namespace VellHistoryTest;
 
-namespace {
-
-QByteArray bytesOf(const VellPictureHost *host)
-{
-    return QByteArray(reinterpret_cast<const char *>(host->getData()), int(host->getByteCount()));
-}
-
-} // namespace
-
 class TestVellHistoryGL : public QObject
 {
     Q_OBJECT

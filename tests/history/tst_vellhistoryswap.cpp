@@ -29,12 +29,6 @@ namespace {
 // picture) runs over it within a few edits.
 const int kBudget = 160 * 1024;
 
-QByteArray bytesOf(const VellPictureHost *host)
-{
-    return host ? QByteArray(reinterpret_cast<const char *>(host->getData()), int(host->getByteCount()))
-                : QByteArray();
-}
-
 // What the log file gained since `from` (the log flushes every line).
 QByteArray logSince(qint64 from)
 {
@@ -249,55 +243,53 @@ private slots:
         QCOMPARE(bytesOf(layer->getPictureHost()), original);
     }
 
-    // Memos named by position a, b, c...; two undo memos, two redo memos.
-    void shortageSwapsFromBothEnds_data()
+    // Memos named by position a, b, c... (C a canvas change, F a full
+    // picture), at position 2. A shortage swaps out from both ends; a canvas
+    // change at the bottom is dropped first.
+    void shortageOnOneLayer_data()
     {
-        QTest::addColumn<int>("needInMemos");   // the shortage in memo sizes, plus one byte
-        QTest::addColumn<QString>("swapped");   // in list order
-        QTest::newRow("less than a memo: the oldest undo memo") << 0 << "a";
-        QTest::newRow("just over one: then the newest redo memo") << 1 << "ad";
-        QTest::newRow("over two: the next undo memo") << 2 << "abd";
-        QTest::newRow("more than all: the memo at the position stays") << 9 << "abd";
+        QTest::addColumn<QString>("kinds");
+        QTest::addColumn<int>("needInMemos");   // the shortage in sizes of memo a, plus `plus` bytes
+        QTest::addColumn<int>("plus");
+        QTest::addColumn<QString>("left");
+        QTest::addColumn<QString>("swapped");
+        QTest::addColumn<QVector<int>>("after");   // current, backward, forward
+        const QVector<int> kept{2, 1, 2};
+        QTest::newRow("less than a memo: the oldest undo memo") << "FFFF" << 0 << 1 << "abcd" << "a" << kept;
+        QTest::newRow("just over one: then the newest redo memo") << "FFFF" << 1 << 1 << "abcd" << "ad" << kept;
+        QTest::newRow("over two: the next undo memo") << "FFFF" << 2 << 1 << "abcd" << "abd" << kept;
+        QTest::newRow("more than all: the memo at the position stays") << "FFFF" << 9 << 1 << "abcd" << "abd" << kept;
+        QTest::newRow("a leading canvas change covers it") << "CFF" << 1 << 0 << "bc" << "" << QVector<int>{1, 0, 1};
     }
-    void shortageSwapsFromBothEnds()
+    void shortageOnOneLayer()
     {
+        QFETCH(QString, kinds);
         QFETCH(int, needInMemos);
-        QFETCH(QString, swapped);
+        QFETCH(int, plus);
         Document d(1, 8, 8);
         VellLayer *layer = d.raster(0);
-        for (int i = 0; i < 4; ++i)
-            d.history()->pushNewMemo(new VellPictureModifyMemo(d.context, layer->getPictureHost(),
-                                                               layer->getPermanentIndex(), false));
+        QVector<VellHistoryMemo *> pushed;
+        for (QChar kind : kinds) {
+            pushed.append(kind == 'C' ? static_cast<VellHistoryMemo *>(new VellMemoCanvasAndLayersChange(d.context))
+                                      : new VellPictureModifyMemo(d.context, layer->getPictureHost(),
+                                                                  layer->getPermanentIndex(), false));
+            d.history()->pushNewMemo(pushed.last());
+        }
         d.history()->setCurrentBackwardForwardMemo(2, 1, 2);
-        const qint64 size = d.history()->getMemo(0)->memoryTaken();
-        d.history()->onMemoryNotEnough(int(needInMemos * size + 1));
+        d.history()->onMemoryNotEnough(int(needInMemos * pushed.first()->memoryTaken() + plus));
         waitForTransfers(d.history());
-        QString got;
-        for (int i = 0; i < 4; ++i)
+        QString left, swapped;
+        for (int i = 0; i < d.history()->getMemoCount(); ++i) {
+            const QChar id('a' + pushed.indexOf(d.history()->getMemo(i)));
+            left += id;
             if (d.history()->getMemo(i)->isInDisk())
-                got += QChar('a' + i);
-        QCOMPARE(got, swapped);
-        QCOMPARE(d.history()->getMemoCount(), 4);
-    }
-
-    void shortageDropsALeadingCanvasMemo()
-    {
-        Document d(1, 8, 8);
-        VellLayer *layer = d.raster(0);
-        d.history()->pushNewMemo(new VellMemoCanvasAndLayersChange(d.context));
-        for (int i = 0; i < 2; ++i)
-            d.history()->pushNewMemo(new VellPictureModifyMemo(d.context, layer->getPictureHost(),
-                                                               layer->getPermanentIndex(), false));
-        d.history()->setCurrentBackwardForwardMemo(2, 1, 2);
-        const qint64 canvas = d.history()->getMemo(0)->memoryTaken();
-        d.history()->onMemoryNotEnough(int(canvas));
-        waitForTransfers(d.history());
-        QCOMPARE(d.history()->getMemoCount(), 2);
-        QCOMPARE(d.history()->getMemo(0)->getType(), int(VellMemoType::PictureFull));
-        QCOMPARE(onDisk(d.history()), 0);   // the dropped memo covered the shortage
-        QCOMPARE(QVector<int>({d.history()->getCurrent(), d.history()->getBackwardIndex(),
-                               d.history()->getForwardIndex()}),
-                 QVector<int>({1, 0, 1}));
+                swapped += id;
+        }
+        QTEST(left, "left");
+        QTEST(swapped, "swapped");
+        QTEST(QVector<int>({d.history()->getCurrent(), d.history()->getBackwardIndex(),
+                            d.history()->getForwardIndex()}),
+              "after");
     }
 
     // Full-picture edits and a canvas change on a one-layer document under
@@ -311,24 +303,19 @@ private slots:
         VellLayer *layer = d.raster(0);
         VellMemory *memory = VellMemory::getInstance();
         QVector<QStringList> states{describe(d.context)};
-        auto filter = [&](int value) {
-            d.history()->pushNewMemo(new VellPictureModifyMemo(d.context, layer->getPictureHost(),
-                                                               layer->getPermanentIndex(), false));
-            AddingTool::apply(layer->getPictureHost(), value);
-            layer->setVellPictureHost(layer->takePictureHost().release());   // as a tool's refresh
-        };
-        filter(11);
-        states.append(describe(d.context));
-        filter(23);
-        states.append(describe(d.context));
-        d.history()->pushNewMemo(new VellMemoCanvasAndLayersChange(d.context));
-        layer->setPosition(QPointF(7, 3));
-        layer->setVellPictureHost(patternHost(128, 96, 77));
-        states.append(describe(d.context));
-        filter(31);
-        states.append(describe(d.context));
-        filter(47);
-        states.append(describe(d.context));
+        for (int value : {11, 23, 0, 31, 47}) {
+            if (value) {
+                d.history()->pushNewMemo(new VellPictureModifyMemo(d.context, layer->getPictureHost(),
+                                                                   layer->getPermanentIndex(), false));
+                AddingTool::apply(layer->getPictureHost(), value);
+                layer->setVellPictureHost(layer->takePictureHost().release());   // as a tool's refresh
+            } else {   // the canvas change
+                d.history()->pushNewMemo(new VellMemoCanvasAndLayersChange(d.context));
+                layer->setPosition(QPointF(7, 3));
+                layer->setVellPictureHost(patternHost(128, 96, 77));
+            }
+            states.append(describe(d.context));
+        }
         waitForTransfers(d.history());
 
         QVERIFY2(onDisk(d.history()) >= 2, qPrintable(QString::number(onDisk(d.history()))));

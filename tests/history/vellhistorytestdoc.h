@@ -53,6 +53,12 @@ inline VellLayer *patternLayer(const QString &name, int width, int height, int s
     return layer;
 }
 
+inline QByteArray bytesOf(const VellPictureHost *host)
+{
+    return host ? QByteArray(reinterpret_cast<const char *>(host->getData()), int(host->getByteCount()))
+                : QByteArray();
+}
+
 inline QString digest(const void *data, qint64 size)
 {
     if (!data)
@@ -165,6 +171,22 @@ inline QString ids(const VellHistory *history)
     for (int i = 0; i < history->getMemoCount(); ++i)
         s += history->getMemo(i)->getName();
     return s;
+}
+
+// Pushes logging memos named a, b, c... given by type letter (F full picture,
+// P filter replay, any other an exchanging kind), each optionally followed by
+// its layer's digit (else layer 0).
+inline void pushLogged(Document &d, const QString &memos, QString *log)
+{
+    char id = 'a';
+    for (int i = 0; i < memos.size(); ++i) {
+        const QChar t = memos[i];
+        const int layer = i + 1 < memos.size() && memos[i + 1].isDigit() ? memos[++i].digitValue() : 0;
+        const int type = t == 'F' ? VellMemoType::PictureFull
+                         : t == 'P' ? VellMemoType::Param
+                                    : VellMemoType::SparsePicture;
+        d.history()->pushNewMemo(new LoggingMemo(d.context, QChar(id++), type, layer, log));
+    }
 }
 
 // A filter double: adds its parameter (a quint8 it wrote) to every byte of
