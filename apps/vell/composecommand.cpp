@@ -14,21 +14,25 @@
 #include "document/velllayermanager.h"
 #include "document/velltextlayer.h"
 #include "foundation/vellglobalsettings.h"
+#include "foundation/vellmemory.h"
 #include "gpu/vellgpumanager.h"
 #include "interchange/vellorareader.h"
 #include "interchange/vellorawriter.h"
 #include "picture/vellpicturehost.h"
 #include "picture/vellpicturereader.h"
+#include "picture/vellpngreader.h"
 #include "picture/vellpngwriter.h"
 #include "selection/vellselection.h"
 
 #include <QColorSpace>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QFileInfo>
 #include <QImage>
 #include <QImageReader>
 #include <QImageWriter>
 
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -437,13 +441,34 @@ bool decodeIntoHost(const QString &path, QImage::Format format, VellPictureHost 
     return true;
 }
 
+// A PNG that the library's reader decodes straight into the memory of its
+// picture host: the buffer (from the memory budget) is a little larger than
+// the host's pixels where the rows are inflated in place.
+struct PngLayer
+{
+    explicit PngLayer(const QString &path) : file(path), reader(&file) {}
+    ~PngLayer()
+    {
+        if (buffer)
+            VellMemory::getInstance()->release(buffer);
+    }
+    Q_DISABLE_COPY(PngLayer)
+
+    QFile file;
+    VellPngReader reader;
+    unsigned char *buffer = nullptr;   // owned, from VellMemory, until a host takes it
+    bool decoded = false;
+};
+
 // The pictures of the image LAYERs and of their masks, decoded on several
 // threads at once: the decoders are independent, and each file is still
 // read once. Headers are read first, on this thread, to size the hosts
 // within the run's limit; anything else goes through vellReadImage, which
-// checks its header the same way. Files no image reader recognises are left
-// for addImageLayer, which says what they are. False when a picture could
-// not be read, with the reason said.
+// checks its header the same way. Common PNGs go through the library's
+// reader (see PngLayer); a PNG it turns down goes the way of other files.
+// Files no image reader recognises are left for addImageLayer, which says
+// what they are. False when a picture could not be read, with the reason
+// said.
 bool decodeLayers(const ComposeArguments &args, double scale, std::vector<DecodedLayer> *decoded)
 {
     const int count = args.layers.size();
@@ -452,19 +477,43 @@ bool decodeLayers(const ComposeArguments &args, double scale, std::vector<Decode
     {
         QString path;
         QImage *image;             // vellReadImage's picture goes here, or
-        VellPictureHost *host;     // the file is decoded into this host
+        VellPictureHost *host;     // the file is decoded into this host, or
+        PngLayer *png;             // ... by the library's PNG reader
         QImage::Format format;     // ... in this layout
         QByteArray *iccProfile;
     };
     QVector<Job> jobs;
+    std::vector<std::unique_ptr<PngLayer>> pngs;
+    pngs.resize(size_t(count));
     const qint64 ceiling = VellPictureReader::decodeCeiling();
     for (int i = 0; i < count; ++i) {
         const LayerInput &input = args.layers.at(i);
         DecodedLayer &layer = (*decoded)[size_t(i)];
         if (!input.mask.isEmpty() && !QImageReader::imageFormat(input.mask).isEmpty())
-            jobs.append({input.mask, &layer.mask, nullptr, QImage::Format_Invalid, nullptr});
-        if (QImageReader::imageFormat(input.path).isEmpty())
+            jobs.append({input.mask, &layer.mask, nullptr, nullptr, QImage::Format_Invalid, nullptr});
+        const QByteArray imageFormat = QImageReader::imageFormat(input.path);
+        if (imageFormat.isEmpty())
             continue;
+        if (imageFormat == "png" && scale >= 1.0) {
+            auto png = std::make_unique<PngLayer>(input.path);
+            VellPngReader &reader = png->reader;
+            reader.setMaxPixels(ceiling / 4);
+            if (png->file.open(QIODevice::ReadOnly) && reader.readHeader() && vellWithinLimit(reader.size())) {
+                const qint64 bytes = reader.bufferBytes(VellPngReader::Bgra32, qint64(reader.size().width()) * 4);
+                if (bytes > 0 && bytes <= INT_MAX) {
+                    png->buffer = VellMemory::getInstance()->alloc(int(bytes));
+                    if (!png->buffer) {
+                        vellError(QStringLiteral("no memory for '%1' (%2x%3)").arg(input.path)
+                                      .arg(reader.size().width()).arg(reader.size().height()));
+                        return false;
+                    }
+                    jobs.append({input.path, &layer.image, nullptr, png.get(), QImage::Format_Invalid,
+                                 &layer.iccProfile});
+                    pngs[size_t(i)] = std::move(png);
+                    continue;
+                }
+            }
+        }
         QImageReader header(input.path);
         const QSize size = header.size();
         const QImage::Format format = header.imageFormat();
@@ -479,18 +528,36 @@ bool decodeLayers(const ComposeArguments &args, double scale, std::vector<Decode
                 return false;
             }
         }
-        jobs.append({input.path, &layer.image, layer.host.get(), format, &layer.iccProfile});
+        jobs.append({input.path, &layer.image, layer.host.get(), nullptr, format, &layer.iccProfile});
     }
     int failed = 0;
 #pragma omp parallel for schedule(dynamic, 1) reduction(+ : failed)
     for (int i = 0; i < jobs.size(); ++i) {
         const Job &job = jobs[i];
+        if (job.png) {
+            const qint64 width = job.png->reader.size().width();
+            const qint64 bytes = job.png->reader.bufferBytes(VellPngReader::Bgra32, width * 4);
+            job.png->decoded = job.png->reader.decode(job.png->buffer, bytes, VellPngReader::Bgra32, width * 4);
+            if (job.png->decoded)
+                continue;
+        }
         if (job.host) {
             failed += decodeIntoHost(job.path, job.format, job.host, job.iccProfile) ? 0 : 1;
         } else {
+            // A PNG the library's reader found damaged reads as it always did.
             *job.image = vellReadImage(job.path);
             failed += job.image->isNull() ? 1 : 0;
         }
+    }
+    for (int i = 0; i < count; ++i) {
+        PngLayer *png = pngs[size_t(i)].get();
+        if (!png || !png->decoded)
+            continue;
+        DecodedLayer &layer = (*decoded)[size_t(i)];
+        const QSize size = png->reader.size();
+        layer.host.reset(new VellPictureHost(unsigned(size.width()), unsigned(size.height()), png->buffer, 4));
+        png->buffer = nullptr;   // the host's now
+        layer.iccProfile = png->reader.colorSpace().iccProfile();
     }
     return failed == 0;
 }

@@ -6,6 +6,7 @@
 #include "foundation/vellmemory.h"
 #include "picture/vellpicture.h"
 #include "picture/vellpicturehost.h"
+#include "picture/vellpngreader.h"
 
 #include <QFile>
 #include <QImage>
@@ -172,7 +173,20 @@ QImage VellPictureReader::readImageFile(const QString &path, QString *error)
     if (pixels > ceiling / 4)
         return fail(tr("its picture of %1 x %2 pixels is too large to open")
                         .arg(declared.width()).arg(declared.height()));
-    QImage image = reader.read();
+    // The common PNGs through the library's reader, about twice as fast;
+    // the rest, and any file it turns down, through Qt's.
+    QImage image;
+    if (reader.format() == "png") {
+        QFile file(path);
+        if (file.open(QIODevice::ReadOnly)) {
+            VellPngReader png(&file);
+            png.setMaxPixels(ceiling / 4);
+            if (png.readHeader())
+                image = png.read();
+        }
+    }
+    if (image.isNull())
+        image = reader.read();
     if (image.isNull())
         return fail(reader.errorString());
     // A decoder that made more than its header said (a multi-frame file whose

@@ -11,6 +11,7 @@
 #include "foundation/vellglobalsettings.h"
 #include "picture/vellchannel.h"
 #include "picture/vellpicturehost.h"
+#include "picture/vellpngwriter.h"
 #include "presets/vellbatchactionfilter.h"
 #include "presets/vellbatchactionlogo.h"
 #include "presets/vellbatchactionrecord.h"
@@ -20,6 +21,7 @@
 #include "selection/vellselection.h"
 
 #include <QBuffer>
+#include <QColorSpace>
 #include <QDataStream>
 #include <QDir>
 #include <QFile>
@@ -210,6 +212,26 @@ int main(int argc, char **argv)
         if (!bytes.isEmpty())
             ok &= save("picturereader", QStringLiteral("5x3.%1").arg(format), bytes);
     }
+
+    // The PNG reader's: every row filter, several IDAT chunks, each colour
+    // type our writer makes, and a profile.
+    const auto png = [](const QImage &source, int filter) {
+        QByteArray bytes;
+        QBuffer buffer(&bytes);
+        buffer.open(QIODevice::WriteOnly);
+        VellPngWriter writer;
+        writer.setFilter(filter);
+        writer.setStripRows(1);
+        return writer.write(source, &buffer) ? bytes : QByteArray();
+    };
+    for (int filter = 0; filter < 5; ++filter)
+        ok &= save("pngreader", QStringLiteral("5x3-rgba-filter%1.png").arg(filter), png(picture, filter));
+    // 'C' first: the harness makes the CRCs right after each mutation.
+    ok &= save("pngreader", "crc-fixed-5x3-rgba-filter4.png", "C" + png(picture, 4));
+    ok &= save("pngreader", "5x3-grey.png", png(picture.convertToFormat(QImage::Format_Grayscale8), 1));
+    QImage profiled = picture.convertToFormat(QImage::Format_RGB32);
+    profiled.setColorSpace(QColorSpace(QColorSpace::AdobeRgb));
+    ok &= save("pngreader", "5x3-rgb-profile.png", png(profiled, 4));
 
     ok &= save("colourdetect", "adobe-head", QByteArray(64, '\0') + "ICC profile: Adobe RGB (1998)" + QByteArray(64, 'x'));
     ok &= save("colourdetect", "prophoto-tail", QByteArray("no names here") + QByteArray(600, '\0') + "profile ProPhoto RGB");
