@@ -16,6 +16,7 @@
 #include "selection/vellselection.h"
 #include "tools/velltoolutil.h"
 
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QImage>
 #include <QPolygonF>
@@ -296,10 +297,13 @@ int transformDocument(VellHost &host, const TransformJob &job, Output output)
                 raster->setInterpolation(job.filter);
 
     vellProgress(QStringLiteral("transforming the document %1 (%2)").arg(job.inputPath, job.operationName));
+    QElapsedTimer timer;
+    timer.start();
     if (!applyToDocument(document, job)) {
         vellError(QStringLiteral("cannot transform %1: %2").arg(job.inputPath, document->getGeometryError()));
         return ExitFailure;
     }
+    const qint64 elapsed = timer.elapsed();
     const QSize result = document->getDocumentSize();
     session.canvas->makeCurrent();   // layers read newer GPU pixels back to be written
     if (output == DocumentOut) {
@@ -324,11 +328,12 @@ int transformDocument(VellHost &host, const TransformJob &job, Output output)
             return ExitFailure;
         }
     }
-    vellNote(QStringLiteral("wrote %1 (%2, %3x%4, %5)")
+    vellNote(QStringLiteral("wrote %1 (%2, %3x%4, %5; transformed on the GPU in %6 ms)")
                  .arg(job.outputPath, job.operationName)
                  .arg(result.width())
                  .arg(result.height())
-                 .arg(vellCount(stack->getLayerCount(), "layer")));
+                 .arg(vellCount(stack->getLayerCount(), "layer"))
+                 .arg(elapsed));
     return ExitOk;
 }
 

@@ -117,13 +117,13 @@ void TestVellTransform::documents_data()
     const QImage composite(docComposite());
     QTest::newRow("rotate 90 to an image") << QStringList{"--rotate", "90"} << "out.png"
                                            << composite.transformed(QTransform().rotate(-90))
-                                           << "wrote %1 (--rotate, 23x37, 2 layers)";
+                                           << "wrote %1 (--rotate, 23x37, 2 layers;";
     QTest::newRow("flip v to a document") << QStringList{"--flip", "v"} << "out.vdoc" << composite.mirrored(false, true)
-                                          << "wrote %1 (--flip, 37x23, 2 layers)";
+                                          << "wrote %1 (--flip, 37x23, 2 layers;";
     QTest::newRow("crop to OpenRaster") << QStringList{"--crop", "30", "5", "20", "4"} << "out.ora"
-                                        << composite.copy(30, 5, 7, 4) << "wrote %1 (--crop, 7x4, 2 layers)";
+                                        << composite.copy(30, 5, 7, 4) << "wrote %1 (--crop, 7x4, 2 layers;";
     QTest::newRow("size") << QStringList{"--size", "74", "46", "--filter", "0"} << "out.png" << QImage()
-                          << "wrote %1 (--size, 74x46, 2 layers)";
+                          << "wrote %1 (--size, 74x46, 2 layers;";
     QTest::newRow("quad: refused") << QStringList{"--quad", "0", "0", "5", "0", "5", "5", "0", "5"} << "out.png"
                                    << QImage() << "--quad turns single images, not the document";
     QTest::newRow("crop outside: refused") << QStringList{"--crop", "40", "0", "5", "5"} << "out.ora" << QImage()
