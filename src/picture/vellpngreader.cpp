@@ -209,6 +209,13 @@ bool VellPngReader::readIccProfile(const std::vector<uchar> &payload)
     const size_t nul = size_t(std::find(payload.begin(), payload.end(), uchar(0)) - payload.begin());
     if (nul < 1 || nul > 79 || payload.size() < nul + 2 || payload[nul + 1] != 0)
         return fail(QStringLiteral("a damaged embedded profile"));
+    // The name is printable Latin-1 without leading, trailing or double
+    // spaces; libpng drops the profile otherwise.
+    for (size_t i = 0; i < nul; ++i) {
+        const uchar c = payload[i];
+        if ((c < 32 || (c > 126 && c < 161)) || (c == ' ' && (i == 0 || i + 1 == nul || payload[i - 1] == ' ')))
+            return fail(QStringLiteral("a damaged embedded profile"));
+    }
     const uchar *in = payload.data() + nul + 2;
     const size_t inBytes = payload.size() - nul - 2;
     Decompressor decompressor(libdeflate_alloc_decompressor());
@@ -275,10 +282,15 @@ bool VellPngReader::readHeader()
             if (iccp || length > kMaxProfile || !readPayload(type, length, &payload) || !readIccProfile(payload))
                 return fail(QStringLiteral("a damaged embedded profile"));
             iccp = true;
-        } else if (type == chunkType("sRGB") || type == chunkType("gAMA") || type == chunkType("cHRM")) {
+        } else if (type == chunkType("sRGB")) {
+            // A malformed one is ignored by libpng: Qt's reader decides.
+            if (srgb || length != 1 || !readPayload(type, length, &payload) || payload[0] > 3)
+                return fail(QStringLiteral("a damaged sRGB chunk"));
+            srgb = true;
+        } else if (type == chunkType("gAMA") || type == chunkType("cHRM")) {
             if (!readPayload(type, length, nullptr))
                 return false;
-            (type == chunkType("sRGB") ? srgb : gamma) = true;
+            gamma = true;
         } else if (type == chunkType("pHYs")) {
             if (length != 9 || !readPayload(type, length, &payload))
                 return fail(QStringLiteral("a damaged resolution chunk"));
@@ -298,6 +310,10 @@ bool VellPngReader::readHeader()
     }
     if (!iccp && gamma)
         return fail(QStringLiteral("gamma or chromaticities without an embedded profile"));
+    // libpng refuses a profile of the wrong colour model, and weighs one
+    // against an sRGB chunk: Qt's reader decides.
+    if (iccp && (srgb || colourType == 0 || colourType == 4))
+        return fail(QStringLiteral("an embedded profile this reader leaves to Qt's"));
     if (!iccp && srgb)
         m_colorSpace = QColorSpace(QColorSpace::SRgb);
     m_size = QSize(int(width), int(height));
