@@ -1,19 +1,61 @@
 // The compositing step of bench_compose.sh's stack alone: the CPU
 // compositor's reference arithmetic and its fast paths, best of 3, next to
-// a memcpy of one layer (the memory bandwidth a pass needs at least).
-//   ./build/bench/bench_compose [WIDTH HEIGHT]
+// a memcpy of one layer (the memory bandwidth a pass needs at least). Given
+// a layer's PNG, also the codecs on one thread: decoding it with Qt's reader
+// and with the library's, and writing it as TIFF with Qt's plug-in and with
+// the library's writer (into a file under the system's temporary folder).
+//   ./build/bench/bench_compose [WIDTH HEIGHT [LAYER.png]]
 #include "vellbenchtimer.h"
 
 #include "canvas/vellblendfast.h"
 #include "canvas/vellblendreference.h"
 #include "foundation/vellcodes.h"
+#include "picture/vellpngreader.h"
+#include "picture/velltiffwriter.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFile>
 #include <QImage>
+#include <QImageReader>
+#include <QImageWriter>
+
+#include <omp.h>
 
 #include <cstring>
+#include <vector>
 
 namespace {
+
+// Decoding and TIFF writing of one layer's PNG, one thread each, best of 3.
+void codecs(const QString &png)
+{
+    omp_set_num_threads(1);
+    QImage image;
+    const double qtDecode = vellBestMs(3, [&] { image = QImageReader(png).read(); });
+    std::vector<uchar> pixels;
+    bool ok = true;
+    const double ourDecode = vellBestMs(3, [&] {
+        QFile file(png);
+        VellPngReader reader(&file);
+        ok = file.open(QIODevice::ReadOnly) && reader.readHeader();
+        const qint64 stride = qint64(reader.size().width()) * 4;
+        const qint64 bytes = ok ? reader.bufferBytes(VellPngReader::Bgra32, stride) : 0;
+        pixels.resize(size_t(std::max<qint64>(bytes, 0)));   // faulted in once, in the first run
+        ok = ok && reader.decode(pixels.data(), bytes, VellPngReader::Bgra32, stride);
+    });
+    const QString tiff = QDir::temp().filePath(QStringLiteral("bench_compose.tif"));
+    const double qtTiff = vellBestMs(3, [&] { ok = QImageWriter(tiff, "tiff").write(image) && ok; });
+    const double ourTiff = vellBestMs(3, [&] {
+        QFile file(tiff);
+        VellTiffWriter writer;
+        ok = file.open(QIODevice::WriteOnly) && writer.write(image, &file) && ok;
+    });
+    QFile::remove(tiff);
+    std::printf("one layer, one thread: PNG decode Qt %.1f ms, ours %.1f ms (%.2f x); TIFF write Qt %.1f ms, ours %.1f ms%s\n",
+                qtDecode, ourDecode, qtDecode / ourDecode, qtTiff, ourTiff, ok ? "" : " (A STEP FAILED)");
+    omp_set_num_threads(omp_get_num_procs());
+}
 
 // Smooth gradients with a little noise, like a photograph; opaque.
 QImage layer(int w, int h, int seed)
@@ -88,5 +130,7 @@ int main(int argc, char **argv)
     std::printf("fast paths: %.1f x the reference; %.1f memcpys of one layer\n", reference / fast, fast / copyMs);
     std::printf("values one level off the reference: %ld of %lld; more than one: %ld\n", offByOne,
                 3 * qint64(backdrop.sizeInBytes()), worse);
+    if (argc > 3)
+        codecs(QString::fromLocal8Bit(argv[3]));
     return worse == 0 ? 0 : 1;
 }

@@ -6,7 +6,8 @@
 # its layers, mask and result; the size of vell's PNG against vips pngsave's
 # default for the same pixels; then the compositing step alone (the CPU
 # compositor's reference arithmetic, its fast paths and a memcpy of one
-# layer, from bench_compose). vips and ImageMagick have no per-layer opacity
+# layer, from bench_compose) and one layer's PNG decode and TIFF write with
+# Qt's codecs and the library's. vips and ImageMagick have no per-layer opacity
 # or mask, so those are folded into the layers' alpha beforehand.
 # Run as root: installs libvips-tools, imagemagick and xvfb when missing.
 #   bench/bench_compose.sh [build-dir]
@@ -95,7 +96,7 @@ run_size() {  # W H
             r, need, need * 1.15, r / need, v }'
     awk -v o="$ours" -v t="$theirs" 'BEGIN {
         printf "  PNG size: vell %d bytes, vips pngsave default %d bytes, ratio %.3f\n", o, t, o / t }'
-    "$build/bench/bench_compose" "$w" "$h" | sed 's/^/  /'
+    "$build/bench/bench_compose" "$w" "$h" "$d/layer0.png" | sed 's/^/  /'
 }
 
 run_size 6000 4000
