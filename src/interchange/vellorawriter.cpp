@@ -33,9 +33,12 @@ const char VellOraWriter::kVellNamespace[] = "urn:x-vellcore:openraster";
 namespace {
 
 constexpr int kThumbnailSide = 256;
-// zlib level 1: on a 6000 x 4000 layer about 4x faster than level 6 for a
-// file about 30 % larger.
+// zlib level 1 over rows filtered "up": on a 6000 x 4000 layer of smooth
+// gradients and noise about 4x faster than level 6 with libpng's adaptive
+// filters, and no larger than level 1 with them. Unfiltered rows deflate
+// slower and nearly twice as large.
 constexpr int kPngCompression = 1;
+constexpr int kPngFilterUp = 2;
 
 // One entry of the file: a PNG to encode from the image (which may borrow a
 // layer's host) or bytes made already, and, once encoded, its bytes.
@@ -395,6 +398,7 @@ QByteArray VellOraWriter::encodePng(const QImage &image)
     buffer.open(QIODevice::WriteOnly);
     VellPngWriter writer;
     writer.setCompression(kPngCompression);
+    writer.setFilter(kPngFilterUp);
     writer.setThreads(1);   // the PNGs of a file are encoded in parallel already
     if (!writer.write(image, &buffer))
         return QByteArray();
