@@ -223,15 +223,27 @@ bool VellContext::transformDocument(const QSize &newSize,
     std::unique_ptr<VellMemoCanvasAndLayersChange> memo(new VellMemoCanvasAndLayersChange(this));
     if (memo->getBytes().isEmpty())
         return refuseGeometry(QStringLiteral("the document could not be recorded for undo"));
-    for (VellLayerBase *layer : layerManager->getLayers()) {
-        if (step(layer))
+    // Raster layers first: only they can refuse, and the text layers are then
+    // still as they were, for the memo's bytes hold their plain text alone.
+    const QVector<VellLayerBase *> layers = layerManager->getLayers();
+    for (VellLayerBase *layer : layers) {
+        if (qobject_cast<VellTextLayer *>(layer) || step(layer))
             continue;
         // Puts back the layers done so far; the size has not changed yet.
         const QString reason = geometryError;
+        QVector<QPair<VellTextLayer *, QString>> texts;
+        for (VellLayerBase *other : layers)
+            if (auto *text = qobject_cast<VellTextLayer *>(other))
+                texts.append({text, text->toHtml()});
         if (!VellMemoCanvasAndLayersChange::load(this, &memo->getBytes(), before))
             VellLog::Instance()->Log("VellContext: the layers could not be put back\n");
+        for (const auto &text : qAsConst(texts))
+            text.first->setHtml(text.second);
         return refuseGeometry(reason);
     }
+    for (VellLayerBase *layer : layers)
+        if (qobject_cast<VellTextLayer *>(layer))
+            step(layer);   // text follows the document whatever it is asked
     if (canvas && (canvas->getCanvasWidth() != newSize.width() || canvas->getCanvasHeight() != newSize.height()))
         canvas->reSizeCanvas(newSize.width(), newSize.height(), true);   // resizes the selection too
     if (selection) {

@@ -199,7 +199,7 @@ QByteArray documentState(VellContext &document)
         if (auto *raster = qobject_cast<VellLayer *>(layer))
             out << bytesOf(raster->getPictureHost()) << maskBytes(raster->getLayerMask());
         if (auto *text = qobject_cast<VellTextLayer *>(layer))
-            out << text->getText() << text->getFont().pointSizeF() << text->getDirection();
+            out << text->toHtml() << text->getFont().pointSizeF() << text->getDirection();
     }
     return state;
 }
@@ -565,6 +565,8 @@ void TestVellLayerGeometry::documentSteps()
     }
     auto *text = new VellTextLayer(QStringLiteral("T"));
     text->setText(QStringLiteral("Hi"));
+    if (!size.isValid())
+        text->setHtml(QStringLiteral("<b>H</b>i"));   // a refusal keeps the formatting (undo keeps the plain text)
     text->setPosition(QPointF(8, 12));
     stack->addLayer(text, false);
     const QRect textRect = text->getDocumentRect();
