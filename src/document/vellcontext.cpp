@@ -189,7 +189,10 @@ void scaleText(VellTextLayer *text, double mean, double rx, double ry)
 
 QSize VellContext::getDocumentSize() const
 {
-    return VellMemoCanvasAndLayersChange::documentSize(const_cast<VellContext *>(this));
+    const VellCanvas *canvas = VellCanvas::getInstance();
+    if (canvas && VellContextManager::getInstance()->getCurrentContext() == this)
+        return QSize(canvas->getCanvasWidth(), canvas->getCanvasHeight());
+    return selection ? QSize(selection->getWidth(), selection->getHeight()) : QSize();
 }
 
 bool VellContext::refuseGeometry(const QString &reason)

@@ -110,8 +110,8 @@ public:
     void emitFilterAppliedEntire() { emit filterAppliedEntire(); }
 
     // ---- Whole-document geometry ----
-    // The document's size: the canvas's when there is a canvas (which then
-    // shows this document), else the selection's; invalid without either.
+    // The document's size: the canvas's while this is the current document
+    // and a canvas shows it, else the selection's; invalid without either.
     QSize getDocumentSize() const;
     // Each operation turns, mirrors, scales or crops the whole document:
     // every layer of the stack, raster and text, then the document's size
