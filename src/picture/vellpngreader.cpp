@@ -270,7 +270,7 @@ bool VellPngReader::readHeader()
     if (m_maxPixels > 0 && pixels > m_maxPixels)
         return fail(QStringLiteral("its picture of %1 x %2 pixels is too large to open").arg(width).arg(height));
 
-    bool iccp = false, srgb = false, gamma = false;
+    bool iccp = false, srgb = false, gamma = false, resolution = false;
     for (;;) {
         if (!readChunk(&length, &type))
             return false;
@@ -292,8 +292,10 @@ bool VellPngReader::readHeader()
                 return false;
             gamma = true;
         } else if (type == chunkType("pHYs")) {
-            if (length != 9 || !readPayload(type, length, &payload))
+            // libpng keeps the first of several: Qt's reader decides.
+            if (resolution || length != 9 || !readPayload(type, length, &payload))
                 return fail(QStringLiteral("a damaged resolution chunk"));
+            resolution = true;
             const quint32 x = bigEndian32(payload.data());
             const quint32 y = bigEndian32(payload.data() + 4);
             if (payload[8] == 1 && x <= quint32(INT_MAX) && y <= quint32(INT_MAX)) {
