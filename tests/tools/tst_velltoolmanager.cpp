@@ -143,7 +143,8 @@ private slots:
     }
 
     // A later tool of the same type and id replaces the earlier one (both
-    // announced); the same id under two types stays two tools.
+    // announced); the same id under two types stays two tools. A tool's
+    // event names ignore case.
     void registrySemantics()
     {
         QTemporaryDir root;
@@ -168,14 +169,9 @@ private slots:
         QVERIFY(found == mine || found == other);
         QVERIFY(manager->getTools(QStringLiteral("no such type")).isEmpty());
         QVERIFY(!manager->getTool(QStringLiteral("no such type"), QStringLiteral("shared")));
-    }
-
-    void eventNamesIgnoreCase()
-    {
-        LocalTool tool(QStringLiteral("T"), QStringLiteral("t"));
-        tool.registerEvent(QStringLiteral("KeyPress"));
-        QVERIFY(tool.eventRegistered(QStringLiteral("keypress")));
-        QVERIFY(!tool.eventRegistered(QStringLiteral("KeyRelease")));
+        mine->registerEvent(QStringLiteral("KeyPress"));
+        QVERIFY(mine->eventRegistered(QStringLiteral("keypress")));
+        QVERIFY(!mine->eventRegistered(QStringLiteral("KeyRelease")));
     }
 
     void pluginTranslators()
