@@ -31,27 +31,16 @@ VellGLTexture2D *standInTexture()
     return &texture;
 }
 
-class RasterLayer : public VellLayer
+// A layer of kind Base whose display texture is the stand-in, or none.
+template <typename Base>
+class StandInLayer : public Base
 {
 public:
-    RasterLayer(bool thumb) : VellLayer(QStringLiteral("raster")), thumb(thumb) {}
+    StandInLayer(const QString &name, bool thumb) : Base(name), thumb(thumb) {}
     VellGLTexture2D *getThumbTexture() const override { return thumb ? standInTexture() : nullptr; }
 
 private:
-    bool thumb;
-};
-
-class TextLayer : public VellLayerBase
-{
-public:
-    TextLayer(bool thumb) : VellLayerBase(QStringLiteral("text")), thumb(thumb)
-    {
-        setType(VellLayerType::Text);
-    }
-    VellGLTexture2D *getThumbTexture() const override { return thumb ? standInTexture() : nullptr; }
-
-private:
-    bool thumb;
+    const bool thumb;
 };
 
 VellLayerBase *makeLayer(const Spec &spec)
@@ -59,9 +48,10 @@ VellLayerBase *makeLayer(const Spec &spec)
     const bool thumb = !spec.flags.contains(QStringLiteral("nothumb"));
     VellLayerBase *layer = nullptr;
     if (spec.flags.contains(QStringLiteral("text"))) {
-        layer = new TextLayer(thumb);
+        layer = new StandInLayer<VellLayerBase>(QStringLiteral("text"), thumb);
+        layer->setType(VellLayerType::Text);
     } else {
-        auto *raster = new RasterLayer(thumb);
+        auto *raster = new StandInLayer<VellLayer>(QStringLiteral("raster"), thumb);
         if (!spec.flags.contains(QStringLiteral("nohost")))
             raster->setVellPictureHost(new VellPictureHost(4, 3, 4));
         if (spec.flags.contains(QStringLiteral("mask")))
@@ -93,116 +83,102 @@ Q_DECLARE_METATYPE(QVector<Spec>)
 class TestVellLayerWalk : public QObject
 {
     Q_OBJECT
+    std::unique_ptr<VellContext> document;
 
 private slots:
-    void init();
-    void cleanup();
-    void drawnLayers_data();
-    void drawnLayers();
-    void activeLayerSource();
-    void noDocument();
+    void init()
+    {
+        document = std::make_unique<VellContext>();
+        document->batchFlag = document->quietFlag = true;
+        VellContextManager *manager = VellContextManager::getInstance();
+        manager->addContext(document.get());
+        manager->setCurrentContext(manager->indexOfContext(document.get()));
+    }
 
-private:
-    std::unique_ptr<VellContext> document;
+    void cleanup() { document.reset(); }
+
+    void drawnLayers_data()
+    {
+        using namespace VellBlend;
+        QTest::addColumn<QVector<Spec>>("stack");
+        QTest::addColumn<QString>("display");
+        QTest::addColumn<QString>("displayPart");
+        QTest::addColumn<QString>("exported");
+        QTest::addColumn<QString>("histogram");
+
+        QTest::newRow("bottom first, the bottom as Normal")
+            << QVector<Spec>{{Screen, {}}, {Multiply, {}}, {Normal, {}}}
+            << "0:0:over 1:30:blend 2:0:over" << "0:0:over 1:30:over 2:0:over"
+            << "0:0:blend 1:30:blend 2:0:blend" << "0:0:over 1:30:over 2:0:over";
+        QTest::newRow("hidden and excluded layers skipped")
+            << QVector<Spec>{{Normal, {}}, {Multiply, {"hidden"}}, {Screen, {"excluded"}}, {Overlay, {}}}
+            << "0:0:over 3:120:blend" << "0:0:over 3:120:over" << "0:0:blend 3:120:blend"
+            << "0:0:over 3:120:over";
+        QTest::newRow("a hidden bottom leaves the next layer its mode")
+            << QVector<Spec>{{Normal, {"hidden"}}, {Multiply, {}}}
+            << "1:30:blend" << "1:30:over" << "1:30:blend" << "1:30:over";
+        QTest::newRow("a mask needs the shader even in Normal")
+            << QVector<Spec>{{Normal, {}}, {Normal, {"mask"}}}
+            << "0:0:over 1:0:blend" << "0:0:over 1:0:over" << "0:0:blend 1:0:blend"
+            << "0:0:over 1:0:over";
+        QTest::newRow("a raster layer without pixels is neither shown nor exported")
+            << QVector<Spec>{{Normal, {}}, {Darken, {"nohost"}}}
+            << "0:0:over" << "0:0:over 1:20:over" << "0:0:blend" << "0:0:over 1:20:over";
+        QTest::newRow("no display texture: only the full-resolution composites")
+            << QVector<Spec>{{Normal, {}}, {Multiply, {"nothumb"}}}
+            << "0:0:over" << "0:0:over" << "0:0:blend 1:30:blend" << "0:0:over 1:30:over";
+        QTest::newRow("text layers are only shown")
+            << QVector<Spec>{{Normal, {}}, {Multiply, {"text"}}, {Screen, {"text", "nothumb"}}}
+            << "0:0:over 1:30:blend" << "0:0:over" << "0:0:blend" << "0:0:over";
+    }
+    void drawnLayers()
+    {
+        QFETCH(QVector<Spec>, stack);
+        VellLayerManager *manager = document->getLayerManager();
+        for (const Spec &spec : stack)
+            manager->insertLayer(makeLayer(spec), manager->getLayers().size(), false);
+        QCOMPARE(manager->getLayerCount(), stack.size());
+
+        const QPair<VellLayerWalk::Composite, const char *> composites[] = {
+            {VellLayerWalk::Display, "display"}, {VellLayerWalk::DisplayPart, "displayPart"},
+            {VellLayerWalk::Export, "exported"}, {VellLayerWalk::Histogram, "histogram"}};
+        for (const auto &composite : composites)
+            QTEST(describe(VellLayerWalk::drawnLayers(document.get(), composite.first)), composite.second);
+
+        // Opacity and the mask flag travel with each entry.
+        for (const VellDrawnLayer &drawn :
+             VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Export)) {
+            QCOMPARE(drawn.layer, manager->getLayer(drawn.index));
+            QCOMPARE(drawn.opacity, drawn.layer->getAlpha());
+            QCOMPARE(drawn.masked, stack[drawn.index].flags.contains(QStringLiteral("mask")));
+        }
+    }
+
+    // Without an entire texture the active layer shows its display texture
+    // whatever the preview switch says; the export always reads full resolution.
+    void activeLayerSource()
+    {
+        VellLayerManager *manager = document->getLayerManager();
+        manager->insertLayer(makeLayer({VellBlend::Normal, {}}), 0, false);
+        manager->setActiveLayer(0);
+        for (bool preview : {true, false}) {
+            const QVector<VellDrawnLayer> shown =
+                VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Display, preview);
+            QCOMPARE(shown.size(), 1);
+            QCOMPARE(shown.first().source, VellDrawnLayer::Thumb);
+        }
+        const QVector<VellDrawnLayer> exported =
+            VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Export);
+        QCOMPARE(exported.size(), 1);
+        QCOMPARE(exported.first().source, VellDrawnLayer::FullResolution);
+    }
+
+    void noDocument()
+    {
+        QVERIFY(VellLayerWalk::drawnLayers(nullptr, VellLayerWalk::Display).isEmpty());
+        QVERIFY(VellLayerWalk::maskOverlays(nullptr).isEmpty());
+    }
 };
-
-void TestVellLayerWalk::init()
-{
-    document = std::make_unique<VellContext>();
-    document->batchFlag = document->quietFlag = true;
-    VellContextManager *manager = VellContextManager::getInstance();
-    manager->addContext(document.get());
-    manager->setCurrentContext(manager->indexOfContext(document.get()));
-}
-
-void TestVellLayerWalk::cleanup()
-{
-    document.reset();
-}
-
-void TestVellLayerWalk::drawnLayers_data()
-{
-    using namespace VellBlend;
-    QTest::addColumn<QVector<Spec>>("stack");
-    QTest::addColumn<QString>("display");
-    QTest::addColumn<QString>("displayPart");
-    QTest::addColumn<QString>("exported");
-    QTest::addColumn<QString>("histogram");
-
-    QTest::newRow("bottom first, the bottom as Normal")
-        << QVector<Spec>{{Screen, {}}, {Multiply, {}}, {Normal, {}}}
-        << "0:0:over 1:30:blend 2:0:over" << "0:0:over 1:30:over 2:0:over"
-        << "0:0:blend 1:30:blend 2:0:blend" << "0:0:over 1:30:over 2:0:over";
-    QTest::newRow("hidden and excluded layers skipped")
-        << QVector<Spec>{{Normal, {}}, {Multiply, {"hidden"}}, {Screen, {"excluded"}}, {Overlay, {}}}
-        << "0:0:over 3:120:blend" << "0:0:over 3:120:over" << "0:0:blend 3:120:blend"
-        << "0:0:over 3:120:over";
-    QTest::newRow("a hidden bottom leaves the next layer its mode")
-        << QVector<Spec>{{Normal, {"hidden"}}, {Multiply, {}}}
-        << "1:30:blend" << "1:30:over" << "1:30:blend" << "1:30:over";
-    QTest::newRow("a mask needs the shader even in Normal")
-        << QVector<Spec>{{Normal, {}}, {Normal, {"mask"}}}
-        << "0:0:over 1:0:blend" << "0:0:over 1:0:over" << "0:0:blend 1:0:blend"
-        << "0:0:over 1:0:over";
-    QTest::newRow("a raster layer without pixels is neither shown nor exported")
-        << QVector<Spec>{{Normal, {}}, {Darken, {"nohost"}}}
-        << "0:0:over" << "0:0:over 1:20:over" << "0:0:blend" << "0:0:over 1:20:over";
-    QTest::newRow("no display texture: only the full-resolution composites")
-        << QVector<Spec>{{Normal, {}}, {Multiply, {"nothumb"}}}
-        << "0:0:over" << "0:0:over" << "0:0:blend 1:30:blend" << "0:0:over 1:30:over";
-    QTest::newRow("text layers are only shown")
-        << QVector<Spec>{{Normal, {}}, {Multiply, {"text"}}, {Screen, {"text", "nothumb"}}}
-        << "0:0:over 1:30:blend" << "0:0:over" << "0:0:blend" << "0:0:over";
-}
-
-void TestVellLayerWalk::drawnLayers()
-{
-    QFETCH(QVector<Spec>, stack);
-    VellLayerManager *manager = document->getLayerManager();
-    for (const Spec &spec : stack)
-        manager->insertLayer(makeLayer(spec), manager->getLayers().size(), false);
-    QCOMPARE(manager->getLayerCount(), stack.size());
-
-    QTEST(describe(VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Display)), "display");
-    QTEST(describe(VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::DisplayPart)),
-          "displayPart");
-    QTEST(describe(VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Export)), "exported");
-    QTEST(describe(VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Histogram)),
-          "histogram");
-
-    // Opacity and the mask flag travel with each entry.
-    for (const VellDrawnLayer &drawn :
-         VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Export)) {
-        QCOMPARE(drawn.layer, manager->getLayer(drawn.index));
-        QCOMPARE(drawn.opacity, drawn.layer->getAlpha());
-        QCOMPARE(drawn.masked, stack[drawn.index].flags.contains(QStringLiteral("mask")));
-    }
-}
-
-// Without an entire texture the active layer shows its display texture
-// whatever the preview switch says; the export always reads full resolution.
-void TestVellLayerWalk::activeLayerSource()
-{
-    VellLayerManager *manager = document->getLayerManager();
-    manager->insertLayer(makeLayer({VellBlend::Normal, {}}), 0, false);
-    manager->setActiveLayer(0);
-    for (bool preview : {true, false}) {
-        const QVector<VellDrawnLayer> shown =
-            VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Display, preview);
-        QCOMPARE(shown.size(), 1);
-        QCOMPARE(shown.first().source, VellDrawnLayer::Thumb);
-    }
-    const QVector<VellDrawnLayer> exported =
-        VellLayerWalk::drawnLayers(document.get(), VellLayerWalk::Export);
-    QCOMPARE(exported.size(), 1);
-    QCOMPARE(exported.first().source, VellDrawnLayer::FullResolution);
-}
-
-void TestVellLayerWalk::noDocument()
-{
-    QVERIFY(VellLayerWalk::drawnLayers(nullptr, VellLayerWalk::Display).isEmpty());
-    QVERIFY(VellLayerWalk::maskOverlays(nullptr).isEmpty());
-}
 
 QTEST_GUILESS_MAIN(TestVellLayerWalk)
 #include "tst_velllayerwalk.moc"
