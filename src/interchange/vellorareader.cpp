@@ -61,23 +61,23 @@ constexpr qint64 kMaxTextRecordBytes = qint64(16) << 20;
 class StreamVersions
 {
 public:
-    StreamVersions(int read, int write)
-        : settings(VellGlobalSettings::getInstance()), read(settings->streamReadVersion),
-          write(settings->streamWriteVersion)
+    StreamVersions(int readVersion, int writeVersion)
+        : settings(VellGlobalSettings::getInstance()), savedRead(settings->streamReadVersion),
+          savedWrite(settings->streamWriteVersion)
     {
-        settings->streamReadVersion = read;
-        settings->streamWriteVersion = write;
+        settings->streamReadVersion = readVersion;
+        settings->streamWriteVersion = writeVersion;
     }
     ~StreamVersions()
     {
-        settings->streamReadVersion = read;
-        settings->streamWriteVersion = write;
+        settings->streamReadVersion = savedRead;
+        settings->streamWriteVersion = savedWrite;
     }
     Q_DISABLE_COPY(StreamVersions)
 
 private:
     VellGlobalSettings *settings;
-    int read, write;
+    int savedRead, savedWrite;
 };
 
 // The settings' image limits, which every picture read must respect.
