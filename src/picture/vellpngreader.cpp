@@ -296,12 +296,14 @@ bool VellPngReader::readHeader()
             if (resolution || length != 9 || !readPayload(type, length, &payload))
                 return fail(QStringLiteral("a damaged resolution chunk"));
             resolution = true;
+            // Pixels per metre, 1 to 2^31 - 1; any other unit or value is
+            // Qt's reader's to interpret.
             const quint32 x = bigEndian32(payload.data());
             const quint32 y = bigEndian32(payload.data() + 4);
-            if (payload[8] == 1 && x <= quint32(INT_MAX) && y <= quint32(INT_MAX)) {
-                m_dpmX = int(x);
-                m_dpmY = int(y);
-            }
+            if (payload[8] != 1 || x == 0 || y == 0 || x > quint32(INT_MAX) || y > quint32(INT_MAX))
+                return fail(QStringLiteral("a resolution this reader leaves to Qt's"));
+            m_dpmX = int(x);
+            m_dpmY = int(y);
         } else if (critical || type == chunkType("tRNS")) {
             // Palettes, transparency and critical chunks this reader does
             // not know change the pixels: Qt's reader decides.
