@@ -19,6 +19,9 @@
 #include "presets/vellbatchactionrotation.h"
 #include "presets/vellbatchactiontext.h"
 #include "selection/vellselection.h"
+#include "tools/velltoolbase.h"
+#include "tools/velltoolmanager.h"
+#include "tools/velltoolrecord.h"
 
 #include <QBuffer>
 #include <QColorSpace>
@@ -91,6 +94,82 @@ QByteArray image(const QImage &picture, const char *format)
     buffer.open(QIODevice::WriteOnly);
     QImageWriter writer(&buffer, format);
     return writer.write(picture) ? bytes : QByteArray();
+}
+
+// A filter that names its presets without asking, so its writer makes a
+// preset's ".name" companion.
+class NamedPresetTool : public VellToolBase
+{
+public:
+    NamedPresetTool() { name = QStringLiteral("Fuzz Seeds"); }
+
+protected:
+    QString askPresetName(const QString &) override { return QStringLiteral("Soft light"); }
+};
+
+// The preset harness's inputs: a byte picking the plug-in (with the high bit,
+// through the presets folder), then each plug-in's default preset and one
+// with every parameter at its minimum; then a ".name" companion. The tool
+// record harness's: one tool's record, every tool's in turn, and an unknown
+// id.
+bool toolSeeds()
+{
+    const char *const ids[] = {"invert", "brightness-contrast", "gaussian-blur", "unsharp-mask", "median", "mask-levels"};
+    VellToolManager *manager = VellToolManager::getInstance();
+    manager->setToolsPath(QStringLiteral(VELL_PLUGIN_TOOLS_DIR));
+    manager->loadTools();
+    bool ok = true;
+    QByteArray everyTool;
+    QBuffer recordBuffer(&everyTool);
+    recordBuffer.open(QIODevice::WriteOnly);
+    QDataStream recordStream(&recordBuffer);
+    recordStream.setVersion(QDataStream::Qt_4_8);
+    VellToolRecord record;
+    record.recording = true;
+    record.stream = &recordStream;
+    for (int i = 0; i < 6; ++i) {
+        auto *tool = qobject_cast<VellToolBase *>(manager->getTool(QStringLiteral("Filter"), QLatin1String(ids[i])));
+        if (!tool) {
+            std::fprintf(stderr, "no plug-in %s in %s\n", ids[i], VELL_PLUGIN_TOOLS_DIR);
+            return false;
+        }
+        tool->initParams();
+        const QByteArray defaults = streamed([&](QDataStream &out) { tool->serializeParams(out); });
+        ok &= save("preset", QStringLiteral("%1-default").arg(ids[i]), QByteArray(1, char(i)) + defaults);
+        if (i == 0) {
+            VellToolRecord one;
+            QByteArray bytes;
+            QBuffer buffer(&bytes);
+            buffer.open(QIODevice::WriteOnly);
+            QDataStream out(&buffer);
+            out.setVersion(QDataStream::Qt_4_8);
+            one.recording = true;
+            one.stream = &out;
+            one.Recode(tool);
+            ok &= save("toolrecord", QStringLiteral("%1").arg(ids[i]), bytes);
+        }
+        const QVector<VellToolParameter> parameters = tool->parameterList();
+        if (parameters.isEmpty())
+            continue;
+        for (const VellToolParameter &p : parameters)
+            ok &= tool->setParameterValue(p.name, p.minimum);
+        ok &= save("preset", QStringLiteral("%1-minimum-folder").arg(ids[i]),
+                   QByteArray(1, char(0x80 | i)) + streamed([&](QDataStream &out) { tool->serializeParams(out); }));
+        record.Recode(tool);
+        tool->initParams();
+    }
+    ok &= save("toolrecord", "every-tool", everyTool);
+    ok &= save("toolrecord", "unknown-id", streamed([](QDataStream &out) { out << QStringLiteral("no-such-tool"); }));
+
+    NamedPresetTool named;
+    named.saveCurrentPreset();
+    QFile names(named.getPresetsPath() + QStringLiteral("/Soft light.name"));
+    if (!names.open(QIODevice::ReadOnly)) {
+        std::fprintf(stderr, "the preset writer made no names file\n");
+        return false;
+    }
+    ok &= save("preset", "names", QByteArray(1, char(6)) + names.readAll());
+    return ok;
 }
 
 } // namespace
@@ -236,5 +315,6 @@ int main(int argc, char **argv)
     ok &= save("colourdetect", "adobe-head", QByteArray(64, '\0') + "ICC profile: Adobe RGB (1998)" + QByteArray(64, 'x'));
     ok &= save("colourdetect", "prophoto-tail", QByteArray("no names here") + QByteArray(600, '\0') + "profile ProPhoto RGB");
     ok &= save("colourdetect", "plain", "nothing to see");
+    ok &= toolSeeds();
     return ok ? 0 : 1;
 }
