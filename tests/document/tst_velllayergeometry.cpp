@@ -257,14 +257,17 @@ void TestVellLayerGeometry::exactMoves_data()
     QTest::addColumn<int>("pixelWidth");
     QTest::addColumn<bool>("active");
     QTest::addColumn<QPointF>("position");   // expected afterwards, when given
-    QTest::newRow("rotate 90, 300 x 200 at 10,20") << int(Plus90) << QSize(300, 200) << 4 << true << QPointF(20, 690);
-    QTest::newRow("flip left-right, 300 x 200 at 10,20") << int(MirrorLeftRight) << QSize(300, 200) << 4 << true << QPointF(690, 20);
+    QTest::addColumn<QPoint>("maskAt");      // the mask's offset from the layer
+    QTest::newRow("rotate 90, 300 x 200 at 10,20") << int(Plus90) << QSize(300, 200) << 4 << true << QPointF(20, 690) << QPoint();
+    QTest::newRow("flip left-right, 300 x 200 at 10,20") << int(MirrorLeftRight) << QSize(300, 200) << 4 << true
+                                                         << QPointF(690, 20) << QPoint();
+    QTest::newRow("rotate 90, mask offset by 2,-1") << int(Plus90) << QSize(7, 5) << 4 << true << QPointF() << QPoint(2, -1);
     const char *names[] = {"rotate -90", "rotate 90", "rotate 180", "flip left-right", "flip top-bottom", "crop"};
     for (int move = Minus90; move <= Crop; ++move)
         for (int pixelWidth : {4, 8})
             for (bool active : {true, false})
                 QTest::addRow("%s, %d bytes, %s", names[move], pixelWidth, active ? "active" : "inactive")
-                    << move << QSize(7, 5) << pixelWidth << active << QPointF();
+                    << move << QSize(7, 5) << pixelWidth << active << QPointF() << QPoint();
 }
 
 void TestVellLayerGeometry::exactMoves()
@@ -274,10 +277,19 @@ void TestVellLayerGeometry::exactMoves()
     QFETCH(int, pixelWidth);
     QFETCH(bool, active);
     QFETCH(QPointF, position);
+    QFETCH(QPoint, maskAt);
     const int count = size.width() * size.height();
     const QByteArray pixels = VellGLTestContext::patternBytes(count * pixelWidth, move + 3);
-    const QByteArray maskBefore = VellGLTestContext::patternBytes(count, move + 11);
-    const std::unique_ptr<VellLayer> layer(makeLayer(pixels, size, pixelWidth, maskBefore, QPointF(10, 20)));
+    const QByteArray mask = VellGLTestContext::patternBytes(count, move + 11);
+    const std::unique_ptr<VellLayer> layer(makeLayer(pixels, size, pixelWidth, mask, QPointF(10, 20)));
+    layer->setLayerMaskPosition(maskAt);
+    // What the mask shows over each layer pixel: mask pixel (u, v) lies over (u, v) + offset.
+    QByteArray maskBefore(count, char(255));
+    for (int i = 0; i < count; ++i) {
+        const QPoint from = QPoint(i % size.width(), i / size.width()) - maskAt;
+        if (QRect(QPoint(), size).contains(from))
+            maskBefore[i] = mask[from.y() * size.width() + from.x()];
+    }
     layer->active();
     if (!active)
         layer->disactive(true);
@@ -298,6 +310,7 @@ void TestVellLayerGeometry::exactMoves()
         QCOMPARE(layer->getPosition(), position);
     QCOMPARE(movedExactly(pixels, size, bytesOf(host), moved, pixelWidth, local), QString());
     QCOMPARE(movedExactly(maskBefore, size, maskBytes(layer->getLayerMask()), moved, 1, local), QString());
+    QCOMPARE(layer->getLayerMaskPosition(), QPointF());
 
     QCOMPARE(layer->getLatestPlace(), int(VellLayer::BothAgree));
     QVERIFY(layer->getEntireTexture());
