@@ -232,400 +232,389 @@ private slots:
     }
     void cleanupTestCase() { VellToolUtil dropProgram; Q_UNUSED(dropProgram); }
 
-    void exactMoves_data();
-    void exactMoves();
-    void resizePixels_data();
-    void resizePixels();
-    void warps_data();
-    void warps();
-    void refusals_data();
-    void refusals();
-    void documentSteps_data();
-    void documentSteps();
+    // Pixels and mask bytes move exactly as the map moves pixel centres, 8- and 16-bit, odd sizes, on
+    // active layers and on inactive ones without a texture; the position is the layer's rectangle
+    // under the document's map (the 300 x 200 rows are the examples of a 1000 x 800 document).
+    void exactMoves_data()
+    {
+        QTest::addColumn<int>("move");
+        QTest::addColumn<QSize>("size");
+        QTest::addColumn<int>("pixelWidth");
+        QTest::addColumn<bool>("active");
+        QTest::addColumn<QPointF>("position");   // expected afterwards, when given
+        QTest::addColumn<QPoint>("maskAt");      // the mask's offset from the layer
+        QTest::newRow("rotate 90, 300 x 200 at 10,20") << int(Plus90) << QSize(300, 200) << 4 << true << QPointF(20, 690) << QPoint();
+        QTest::newRow("flip left-right, 300 x 200 at 10,20") << int(MirrorLeftRight) << QSize(300, 200) << 4 << true
+                                                             << QPointF(690, 20) << QPoint();
+        QTest::newRow("rotate 90, mask offset by 2,-1") << int(Plus90) << QSize(7, 5) << 4 << true << QPointF() << QPoint(2, -1);
+        const char *names[] = {"rotate -90", "rotate 90", "rotate 180", "flip left-right", "flip top-bottom", "crop"};
+        for (int move = Minus90; move <= Crop; ++move)
+            for (int pixelWidth : {4, 8})
+                for (bool active : {true, false})
+                    QTest::addRow("%s, %d bytes, %s", names[move], pixelWidth, active ? "active" : "inactive")
+                        << move << QSize(7, 5) << pixelWidth << active << QPointF() << QPoint();
+    }
+
+    void exactMoves()
+    {
+        QFETCH(int, move);
+        QFETCH(QSize, size);
+        QFETCH(int, pixelWidth);
+        QFETCH(bool, active);
+        QFETCH(QPointF, position);
+        QFETCH(QPoint, maskAt);
+        const int count = size.width() * size.height();
+        const QByteArray pixels = VellGLTestContext::patternBytes(count * pixelWidth, move + 3);
+        const QByteArray mask = VellGLTestContext::patternBytes(count, move + 11);
+        const std::unique_ptr<VellLayer> layer(makeLayer(pixels, size, pixelWidth, mask, QPointF(10, 20)));
+        layer->setLayerMaskPosition(maskAt);
+        // What the mask shows over each layer pixel: mask pixel (u, v) lies over (u, v) + offset.
+        QByteArray maskBefore(count, char(255));
+        for (int i = 0; i < count; ++i) {
+            const QPoint from = QPoint(i % size.width(), i / size.width()) - maskAt;
+            if (QRect(QPoint(), size).contains(from))
+                maskBefore[i] = mask[from.y() * size.width() + from.x()];
+        }
+        layer->active();
+        if (!active)
+            layer->disactive(true);
+        const Step steps[] = {[](VellLayer &l) { l.rotate(-90); }, [](VellLayer &l) { l.rotate(90); },
+                              [](VellLayer &l) { l.rotate(180); }, [](VellLayer &l) { l.flip(true); },
+                              [](VellLayer &l) { l.flip(false); }, [](VellLayer &l) { l.clip(kCrop); }};
+        steps[move](*layer);
+        QCOMPARE(layer->getGeometryError(), QString());
+
+        const QTransform local = moveMap(move, size.width(), size.height());
+        const QSize moved = move == Crop ? kCrop.size() : local.mapRect(QRect(QPoint(), size)).size();
+        const VellPictureHost *host = layer->getPictureHost();
+        QCOMPARE(QSize(layer->getWidth(), layer->getHeight()), moved);
+        QCOMPARE(QSize(layer->getLayerMask()->getWidth(), layer->getLayerMask()->getHeight()), moved);
+        const QRectF onDocument = moveMap(move, kDocument.width(), kDocument.height()).mapRect(QRectF(QPointF(10, 20), size));
+        QCOMPARE(layer->getPosition(), move == Crop ? QPointF(10, 20) : onDocument.topLeft());
+        if (!position.isNull())
+            QCOMPARE(layer->getPosition(), position);
+        QCOMPARE(movedExactly(pixels, size, bytesOf(host), moved, pixelWidth, local), QString());
+        QCOMPARE(movedExactly(maskBefore, size, maskBytes(layer->getLayerMask()), moved, 1, local), QString());
+        QCOMPARE(layer->getLayerMaskPosition(), QPointF());
+
+        QCOMPARE(layer->getLatestPlace(), int(VellLayer::BothAgree));
+        QVERIFY(layer->getEntireTexture());
+        QCOMPARE(VellGLTestContext::readTexture(layer->getEntireTexture()->getId(), moved.width(), moved.height(), GL_BGRA,
+                                                pixelWidth == 8 ? GL_UNSIGNED_SHORT : GL_UNSIGNED_BYTE, pixelWidth),
+                 bytesOf(host));
+        QCOMPARE(layer->getCenter(), QPointF(moved.width() * 0.5, moved.height() * 0.5));
+        QCOMPARE(layer->getFboTextureList().size(), active ? 1 : 0);
+    }
+
+    // The size is trunc(side x factor); pixels and mask are the CPU filter run through the same
+    // halving steps (whose widths the rows give), within a level of rounding per step. Alpha is
+    // uniform (50 % in one row) since shrinking by 2:1 puts pixel centres on texel edges, where the
+    // nearest texel's alpha could go either way.
+    void resizePixels_data()
+    {
+        QTest::addColumn<int>("filter");
+        QTest::addColumn<QSize>("size");
+        QTest::addColumn<double>("factor");
+        QTest::addColumn<int>("alpha");
+        QTest::addColumn<QList<int>>("widths");   // of the steps, the last the target's
+        QTest::newRow("bicubic, 15/11 truncates to 14") << 2 << QSize(11, 11) << 15.0 / 11 << 255 << QList<int>{14};
+        QTest::newRow("bicubic, (15 + 0.5)/11 gives 15") << 2 << QSize(11, 11) << 15.5 / 11 << 255 << QList<int>{15};
+        QTest::newRow("bilinear, 2.5x in one step") << 1 << QSize(9, 7) << 2.5 << 255 << QList<int>{22};
+        QTest::newRow("bicubic, 0.3 in two steps, 50 % alpha") << 2 << QSize(40, 30) << 0.3 << 128 << QList<int>{20, 12};
+        QTest::newRow("lanczos3, 0.2 in three steps") << 3 << QSize(50, 45) << 0.2 << 255 << QList<int>{25, 13, 10};
+        QTest::newRow("nearest, 0.5; halves round up") << 0 << QSize(13, 9) << 0.5 << 255 << QList<int>{7, 6};
+    }
+
+    void resizePixels()
+    {
+        QFETCH(int, filter);
+        QFETCH(QSize, size);
+        QFETCH(double, factor);
+        QFETCH(int, alpha);
+        QFETCH(QList<int>, widths);
+        const QSize target(int(size.width() * factor), int(size.height() * factor));
+        QList<int> stepWidths;
+        for (const QSize &step : VellLayer::resizeSteps(size, target))
+            stepWidths << step.width();
+        QCOMPARE(stepWidths, widths);
+        const QImage source = waveImage(size, alpha), grey = waveImage(size, 255, true);
+        const std::unique_ptr<VellLayer> layer(makeLayer(rawOf(source, false), size, 4, rawOf(grey, true), QPointF()));
+        layer->setInterpolation(filter);
+        layer->active();
+        layer->resize(factor, factor);
+        QCOMPARE(layer->getGeometryError(), QString());
+        QCOMPARE(QSize(layer->getWidth(), layer->getHeight()), target);
+        QCOMPARE(layer->getCenter(), QPointF(target.width() * 0.5, target.height() * 0.5));
+        for (bool mask : {false, true}) {
+            QImage want = mask ? grey : source;
+            for (const QSize &step : VellLayer::resizeSteps(size, target)) {
+                QImage next(step, QImage::Format_ARGB32);
+                const double kx = double(want.width()) / step.width(), ky = double(want.height()) / step.height();
+                for (int y = 0; y < step.height(); ++y)
+                    for (int x = 0; x < step.width(); ++x)
+                        next.setPixel(x, y, sample(want, QPointF((x + 0.5) * kx, (y + 0.5) * ky), kx, ky, filter, false));
+                want = next;
+            }
+            const QImage got = imageOf(*layer, mask);
+            QCOMPARE(got.size(), target);
+            QCOMPARE(mismatch(got, [&](int x, int y, QRgb *w) { *w = want.pixel(x, y); return true; }, widths.size()), QString());
+        }
+    }
+
+    // Free rotation, a perspective quadrilateral and a mesh against the CPU map from document pixels
+    // back to layer pixels (bicubic, which only enlarges or keeps the scale here), inside the mapped
+    // outline, for the pixels and the mask alike; the half-transparent layer keeps its alpha (a
+    // squared alpha would be 64). Outside the outline the mask hides nothing, and the edge repair leaves
+    // no transparent black beside a visible pixel. With little video memory the extent is cut to the
+    // document.
+    void warps_data()
+    {
+        QTest::addColumn<QPolygonF>("quad");        // empty: rotate by `angle`
+        QTest::addColumn<double>("angle");          // -1 with a quad: through the mesh
+        QTest::addColumn<unsigned>("memoryKiB");    // 0: the driver's own figure
+        QTest::addColumn<QRect>("extent");          // in document pixels
+        QTransform turn;
+        turn.translate(52, 40).rotate(30).translate(-52, -40);
+        QTest::newRow("rotate 30") << QPolygonF() << 30.0 << 0u << turn.mapRect(QRectF(40, 30, 24, 20)).toAlignedRect();
+        const QPolygonF quad({QPointF(20, 12), QPointF(95, 25), QPointF(80, 70), QPointF(28, 88)});
+        QTest::newRow("perspective") << quad << 0.0 << 0u << QRect(20, 12, 75, 76);
+        const QPolygonF mirrored({QPointF(95, 25), QPointF(20, 12), QPointF(28, 88), QPointF(80, 70)});
+        QTest::newRow("perspective, mirrored order") << mirrored << 0.0 << 0u << QRect(20, 12, 75, 76);
+        // 100 MiB free: too little to keep a whole extent.
+        const QPolygonF past({QPointF(-30, -20), QPointF(60, -10), QPointF(50, 40), QPointF(-20, 50)});
+        QTest::newRow("little memory: cut to the document") << past << 0.0 << 102400u << QRect(0, 0, 60, 50);
+        QTest::newRow("unknown memory: whole") << past << 0.0 << 0u << QRect(-30, -20, 90, 70);
+        // A strip of two triangles over a parallelogram: affine, so the same map as the quadrilateral's.
+        const QPolygonF slanted({QPointF(30, 10), QPointF(90, 20), QPointF(80, 60), QPointF(20, 50)});
+        QTest::newRow("mesh") << slanted << -1.0 << 0u << QRect(20, 10, 70, 50);
+    }
+
+    void warps()
+    {
+        QFETCH(QPolygonF, quad);
+        QFETCH(double, angle);
+        QFETCH(unsigned, memoryKiB);
+        QFETCH(QRect, extent);
+        if (memoryKiB)
+            VellGpuManager::setAvailableMemoryOverride([memoryKiB] { return memoryKiB; });
+        const QImage source = waveImage(QSize(24, 20), 128), grey = waveImage(QSize(24, 20), 255, true);
+        const std::unique_ptr<VellLayer> layer(makeLayer(rawOf(source, false), source.size(), 4, rawOf(grey, true), QPointF(40, 30)));
+        layer->active();
+        QTransform toLayer;   // document point -> layer point
+        if (quad.isEmpty()) {
+            layer->setRotationAngle(float(angle));
+            layer->applyRotation();
+            QTransform turn;
+            turn.translate(52, 40).rotate(angle).translate(-52, -40);
+            quad = turn.map(QPolygonF(QRectF(40, 30, 24, 20))).mid(0, 4);
+            toLayer = turn.inverted() * QTransform::fromTranslate(-40, -30);
+            QCOMPARE(layer->getRotationAngle(), 0.0f);
+        } else {
+            if (angle < 0)
+                layer->tesselateAffine(quad, {QPointF(0, 0), QPointF(0, 1), QPointF(1, 0), QPointF(1, 1)},
+                                       {quad[0], quad[3], quad[1], quad[2]});
+            else
+                layer->applyAffine(quad);
+            QVERIFY(QTransform::quadToQuad(quad, QPolygonF(QRectF(0, 0, 24, 20)).mid(0, 4), toLayer));
+        }
+        QCOMPARE(layer->getGeometryError(), QString());
+        QCOMPARE(QRect(layer->getPosition().toPoint(), QSize(layer->getWidth(), layer->getHeight())), extent);
+        QCOMPARE(layer->getLatestPlace(), int(VellLayer::BothAgree));
+        QCOMPARE(layer->getCenter(), QPointF(extent.width() * 0.5, extent.height() * 0.5));
+
+        const QImage got = imageOf(*layer, false), mask = imageOf(*layer, true);
+        QCOMPARE(mask.size(), got.size());
+        QPainterPath inside;
+        inside.addPolygon(quad.translated(-extent.topLeft()));
+        inside.closeSubpath();
+        QPainterPathStroker stroker;
+        stroker.setWidth(5);   // the slanted edges, and the clamped source edge under the kernel
+        const QPainterPath border = stroker.createStroke(inside);
+        auto within = [&](bool in, int x, int y) {
+            const QPointF centre(x + 0.5, y + 0.5);
+            return !border.contains(centre) && inside.contains(centre) == in;
+        };
+        for (bool isMask : {false, true})
+            QCOMPARE(mismatch(isMask ? mask : got, [&](int x, int y, QRgb *want) {
+                *want = sample(isMask ? grey : source, toLayer.map(QPointF(x + 0.5, y + 0.5) + extent.topLeft()), 1, 1,
+                               VellToolUtil::Bicubic, true);
+                return within(true, x, y);
+            }, 2), QString());
+        QCOMPARE(mismatch(got, [&](int x, int y, QRgb *want) { *want = got.pixel(x, y) & 0xFFFFFF; return within(false, x, y); }, 0),
+                 QString());
+        QCOMPARE(mismatch(mask, [&](int x, int y, QRgb *want) { *want = 0xFFFFFFFF; return within(false, x, y); }, 0), QString());
+        for (int y = 1; y < got.height() - 1; ++y)
+            for (int x = 1; x < got.width() - 1; ++x)
+                QVERIFY2(got.pixel(x, y) != 0 || !(qAlpha(got.pixel(x - 1, y)) || qAlpha(got.pixel(x + 1, y))
+                                                   || qAlpha(got.pixel(x, y - 1)) || qAlpha(got.pixel(x, y + 1))),
+                         qPrintable(QString::asprintf("%d,%d", x, y)));
+    }
+
+    // A refused operation changes neither pixels, mask, size, position nor textures, and says why; a
+    // picture memo recorded before one that worked takes the layer back byte for byte.
+    void refusals_data()
+    {
+        QTest::addColumn<Step>("step");
+        QTest::addColumn<bool>("refused");
+        const double nan = std::numeric_limits<double>::quiet_NaN();
+        const auto refused = [](const char *name, Step step) { QTest::newRow(name) << step << true; };
+        const auto quad = [](QPointF b, QPointF c) {
+            return Step([=](VellLayer &l) { l.applyAffine(QPolygonF({QPointF(0, 0), b, c, QPointF(0, 20)})); });
+        };
+        refused("rotate 45", [](VellLayer &l) { l.rotate(45); });
+        refused("NaN factor", [nan](VellLayer &l) { l.resize(nan, 1); });
+        refused("side below a pixel", [](VellLayer &l) { l.resize(0.05, 1); });
+        refused("beyond the largest texture", [](VellLayer &l) { l.resize(1e5, 1); });
+        refused("beyond the image limit", [](VellLayer &l) {
+            VellGlobalSettings::getInstance()->imageLimitX = 20;
+            l.resize(2, 1);
+        });
+        refused("crop missing the layer", [](VellLayer &l) { l.clip(QRect(12, 0, 4, 4)); });
+        refused("bow-tie", quad(QPointF(20, 20), QPointF(20, 0)));
+        refused("three collinear corners", quad(QPointF(10, 0), QPointF(20, 0)));
+        refused("NaN corner", quad(QPointF(nan, 0), QPointF(20, 20)));
+        refused("mesh lists of different lengths", [](VellLayer &l) {
+            l.tesselateAffine(QPolygonF(QRectF(0, 0, 10, 10)), {QPointF(0, 0), QPointF(1, 0), QPointF(0, 1)},
+                              {QPointF(0, 0), QPointF(10, 0)});
+        });
+        refused("NaN rotation angle", [nan](VellLayer &l) { l.setRotationAngle(float(nan)); l.applyRotation(); });
+        QTest::newRow("undo of rotate 90") << Step([](VellLayer &l) { l.rotate(90); }) << false;
+        QTest::newRow("undo of free rotation") << Step([](VellLayer &l) { l.setRotationAngle(20); l.applyRotation(); }) << false;
+    }
+
+    void refusals()
+    {
+        QFETCH(Step, step);
+        QFETCH(bool, refused);
+        const QSize limit = VellGlobalSettings::getInstance()->getImageLimitSize();
+        const std::unique_ptr<VellContext> document(currentDocument(QSize(40, 30)));
+        const QByteArray before = VellGLTestContext::patternBytes(11 * 9 * 4, 5), mask = VellGLTestContext::patternBytes(11 * 9, 6);
+        VellLayer *layer = makeLayer(before, QSize(11, 9), 4, mask, QPointF());
+        document->getLayerManager()->addLayer(layer, false);
+        layer->setPosition(QPointF(3, 4));
+        const VellPictureHost *host = layer->getPictureHost();
+        const VellGLTexture2D *texture = layer->getEntireTexture();
+        VellPictureModifyMemo memo(document.get(), layer->getPictureHost(), layer->getPermanentIndex(), false);
+        step(*layer);
+        VellGlobalSettings::getInstance()->setImageLimitSize(limit);
+        QCOMPARE(layer->getGeometryError().isEmpty(), !refused);
+        if (refused) {
+            QCOMPARE(layer->getPictureHost(), host);
+            QCOMPARE(layer->getEntireTexture(), texture);
+            QCOMPARE(layer->getLatestPlace(), int(VellLayer::BothAgree));
+            QCOMPARE(layer->getPosition(), QPointF(3, 4));
+            QCOMPARE(maskBytes(layer->getLayerMask()), mask);
+        } else {
+            QVERIFY(bytesOf(layer->getPictureHost()) != before);
+            QVERIFY(memo.undo());
+        }
+        QCOMPARE(QSize(layer->getWidth(), layer->getHeight()), QSize(11, 9));
+        QCOMPARE(bytesOf(layer->getPictureHost()), before);
+    }
+
+    // A 40 x 30 document of an 8-bit layer with a mask, a 16-bit layer wider than the document and a
+    // text layer. Each step moves every raster layer's rectangle, pixels and mask with the document's
+    // map, text anchors with it (a mirrored text's box mirrored) and the type's size with the scale,
+    // sizes the document and its selection, and is one undo step that puts everything back; redo
+    // repeats it. A refusal changes and records nothing.
+    void documentSteps_data()
+    {
+        QTest::addColumn<DocumentStep>("step");
+        QTest::addColumn<QTransform>("map");   // of document points; identity: refused
+        QTest::addColumn<QSize>("size");
+        const auto row = [](const char *name, DocumentStep step, QTransform map, QSize size) {
+            QTest::newRow(name) << step << map << size;
+        };
+        row("rotate -90", [](VellContext &d) { return d.rotateDocument(-90); }, moveMap(Minus90, 40, 30), QSize(30, 40));
+        row("rotate 90", [](VellContext &d) { return d.rotateDocument(90); }, moveMap(Plus90, 40, 30), QSize(30, 40));
+        row("rotate 180", [](VellContext &d) { return d.rotateDocument(180); }, moveMap(Half, 40, 30), QSize(40, 30));
+        row("flip left-right", [](VellContext &d) { return d.flipDocument(true); }, moveMap(MirrorLeftRight, 40, 30), QSize(40, 30));
+        row("flip top-bottom", [](VellContext &d) { return d.flipDocument(false); }, moveMap(MirrorTopBottom, 40, 30), QSize(40, 30));
+        row("resize by 1.5", [](VellContext &d) { return d.resizeDocument(QSize(60, 45)); }, QTransform::fromScale(1.5, 1.5), QSize(60, 45));
+        row("crop", [](VellContext &d) { return d.clipDocument(QRect(2, 3, 33, 25)); }, QTransform::fromTranslate(-2, -3), QSize(33, 25));
+        row("rotate 45: refused", [](VellContext &d) { return d.rotateDocument(45); }, QTransform(), QSize());
+        row("crop outside: refused", [](VellContext &d) { return d.clipDocument(QRect(40, 0, 5, 5)); }, QTransform(), QSize());
+        row("resize to nothing: refused", [](VellContext &d) { return d.resizeDocument(QSize(0, 30)); }, QTransform(), QSize());
+        row("beyond the image limit: refused", [](VellContext &d) { return d.resizeDocument(QSize(40, 100000)); }, QTransform(),
+            QSize());
+        // The document fits the limit, the second layer does not: the first is put back.
+        row("a layer beyond the limit: refused", [](VellContext &d) {
+            const QSize limit = VellGlobalSettings::getInstance()->getImageLimitSize();
+            VellGlobalSettings::getInstance()->imageLimitX = 50;
+            const bool ok = d.resizeDocument(QSize(48, 36));
+            VellGlobalSettings::getInstance()->setImageLimitSize(limit);
+            return ok;
+        }, QTransform(), QSize());
+    }
+
+    void documentSteps()
+    {
+        QFETCH(DocumentStep, step);
+        QFETCH(QTransform, map);
+        QFETCH(QSize, size);
+        const std::unique_ptr<VellContext> document(currentDocument(QSize(40, 30)));
+        VellLayerManager *stack = document->getLayerManager();
+        const QRect rects[] = {QRect(4, 6, 10, 8), QRect(-2, 22, 44, 8)};
+        QByteArray pixels[2], masks[2];
+        for (int i : {0, 1}) {
+            pixels[i] = VellGLTestContext::patternBytes(rects[i].width() * rects[i].height() * 4 * (i + 1), i);
+            masks[i] = i ? QByteArray() : VellGLTestContext::patternBytes(rects[i].width() * rects[i].height(), 9);
+            stack->addLayer(makeLayer(pixels[i], rects[i].size(), 4 * (i + 1), masks[i], rects[i].topLeft()), false);
+        }
+        auto *text = new VellTextLayer(QStringLiteral("T"));
+        text->setText(QStringLiteral("Hi"));
+        if (!size.isValid())
+            text->setHtml(QStringLiteral("<b>H</b>i"));   // a refusal keeps the formatting (undo keeps the plain text)
+        text->setPosition(QPointF(8, 12));
+        stack->addLayer(text, false);
+        const QRect textRect = text->getDocumentRect();
+        const QByteArray before = documentState(*document);
+        const int memos = document->getHistory()->getMemoCount();
+
+        const bool ok = step(*document);
+        QCOMPARE(ok, size.isValid());
+        QCOMPARE(document->getGeometryError().isEmpty(), ok);
+        QCOMPARE(document->getHistory()->getMemoCount(), memos + int(ok));
+        if (!ok) {
+            QCOMPARE(documentState(*document), before);
+            return;
+        }
+        QCOMPARE(document->getDocumentSize(), size);
+        QCOMPARE(QSize(document->getSelection()->getWidth(), document->getSelection()->getHeight()), size);
+        const bool exact = std::fabs(map.determinant()) == 1;
+        for (int i : {0, 1}) {
+            auto *layer = static_cast<VellLayer *>(stack->getLayer(i));
+            const QRect got(layer->getPosition().toPoint(), QSize(layer->getWidth(), layer->getHeight()));
+            const QRect moved = map.mapRect(QRectF(rects[i])).toRect();
+            QCOMPARE(got, map.type() == QTransform::TxTranslate ? moved & QRect(QPoint(), size) : moved);   // a crop cuts
+            const QTransform local = QTransform::fromTranslate(rects[i].x(), rects[i].y()) * map
+                                     * QTransform::fromTranslate(-got.x(), -got.y());
+            if (exact)
+                QCOMPARE(movedExactly(pixels[i], rects[i].size(), bytesOf(layer->getPictureHost()), got.size(), 4 * (i + 1), local),
+                         QString());
+            if (i == 0) {
+                QCOMPARE(layer->getLayerMask()->getWidth(), got.width());
+                if (exact)
+                    QCOMPARE(movedExactly(masks[i], rects[i].size(), maskBytes(layer->getLayerMask()), got.size(), 1, local),
+                             QString());
+            }
+        }
+        if (map.determinant() < 0)
+            QCOMPARE(text->getDocumentRect(), map.mapRect(QRectF(textRect)).toRect());
+        else
+            QCOMPARE(text->getPosition(), map.map(QPointF(8, 12)));
+        QCOMPARE(text->getFont().pointSizeF(), 10.0 * std::sqrt(std::fabs(map.determinant())));
+
+        const QByteArray after = documentState(*document);
+        document->getHistory()->stepBackward();
+        QCOMPARE(documentState(*document), before);
+        document->getHistory()->stepForward();
+        QCOMPARE(documentState(*document), after);
+    }
 
 private:
     VellGLTestContext gl;
 };
-
-// Pixels and mask bytes move exactly as the map moves pixel centres, 8- and 16-bit, odd sizes, on
-// active layers and on inactive ones without a texture; the position is the layer's rectangle
-// under the document's map (the 300 x 200 rows are the examples of a 1000 x 800 document).
-void TestVellLayerGeometry::exactMoves_data()
-{
-    QTest::addColumn<int>("move");
-    QTest::addColumn<QSize>("size");
-    QTest::addColumn<int>("pixelWidth");
-    QTest::addColumn<bool>("active");
-    QTest::addColumn<QPointF>("position");   // expected afterwards, when given
-    QTest::addColumn<QPoint>("maskAt");      // the mask's offset from the layer
-    QTest::newRow("rotate 90, 300 x 200 at 10,20") << int(Plus90) << QSize(300, 200) << 4 << true << QPointF(20, 690) << QPoint();
-    QTest::newRow("flip left-right, 300 x 200 at 10,20") << int(MirrorLeftRight) << QSize(300, 200) << 4 << true
-                                                         << QPointF(690, 20) << QPoint();
-    QTest::newRow("rotate 90, mask offset by 2,-1") << int(Plus90) << QSize(7, 5) << 4 << true << QPointF() << QPoint(2, -1);
-    const char *names[] = {"rotate -90", "rotate 90", "rotate 180", "flip left-right", "flip top-bottom", "crop"};
-    for (int move = Minus90; move <= Crop; ++move)
-        for (int pixelWidth : {4, 8})
-            for (bool active : {true, false})
-                QTest::addRow("%s, %d bytes, %s", names[move], pixelWidth, active ? "active" : "inactive")
-                    << move << QSize(7, 5) << pixelWidth << active << QPointF() << QPoint();
-}
-
-void TestVellLayerGeometry::exactMoves()
-{
-    QFETCH(int, move);
-    QFETCH(QSize, size);
-    QFETCH(int, pixelWidth);
-    QFETCH(bool, active);
-    QFETCH(QPointF, position);
-    QFETCH(QPoint, maskAt);
-    const int count = size.width() * size.height();
-    const QByteArray pixels = VellGLTestContext::patternBytes(count * pixelWidth, move + 3);
-    const QByteArray mask = VellGLTestContext::patternBytes(count, move + 11);
-    const std::unique_ptr<VellLayer> layer(makeLayer(pixels, size, pixelWidth, mask, QPointF(10, 20)));
-    layer->setLayerMaskPosition(maskAt);
-    // What the mask shows over each layer pixel: mask pixel (u, v) lies over (u, v) + offset.
-    QByteArray maskBefore(count, char(255));
-    for (int i = 0; i < count; ++i) {
-        const QPoint from = QPoint(i % size.width(), i / size.width()) - maskAt;
-        if (QRect(QPoint(), size).contains(from))
-            maskBefore[i] = mask[from.y() * size.width() + from.x()];
-    }
-    layer->active();
-    if (!active)
-        layer->disactive(true);
-    const Step steps[] = {[](VellLayer &l) { l.rotate(-90); }, [](VellLayer &l) { l.rotate(90); },
-                          [](VellLayer &l) { l.rotate(180); }, [](VellLayer &l) { l.flip(true); },
-                          [](VellLayer &l) { l.flip(false); }, [](VellLayer &l) { l.clip(kCrop); }};
-    steps[move](*layer);
-    QCOMPARE(layer->getGeometryError(), QString());
-
-    const QTransform local = moveMap(move, size.width(), size.height());
-    const QSize moved = move == Crop ? kCrop.size() : local.mapRect(QRect(QPoint(), size)).size();
-    const VellPictureHost *host = layer->getPictureHost();
-    QCOMPARE(QSize(layer->getWidth(), layer->getHeight()), moved);
-    QCOMPARE(QSize(layer->getLayerMask()->getWidth(), layer->getLayerMask()->getHeight()), moved);
-    const QRectF onDocument = moveMap(move, kDocument.width(), kDocument.height()).mapRect(QRectF(QPointF(10, 20), size));
-    QCOMPARE(layer->getPosition(), move == Crop ? QPointF(10, 20) : onDocument.topLeft());
-    if (!position.isNull())
-        QCOMPARE(layer->getPosition(), position);
-    QCOMPARE(movedExactly(pixels, size, bytesOf(host), moved, pixelWidth, local), QString());
-    QCOMPARE(movedExactly(maskBefore, size, maskBytes(layer->getLayerMask()), moved, 1, local), QString());
-    QCOMPARE(layer->getLayerMaskPosition(), QPointF());
-
-    QCOMPARE(layer->getLatestPlace(), int(VellLayer::BothAgree));
-    QVERIFY(layer->getEntireTexture());
-    QCOMPARE(VellGLTestContext::readTexture(layer->getEntireTexture()->getId(), moved.width(), moved.height(), GL_BGRA,
-                                            pixelWidth == 8 ? GL_UNSIGNED_SHORT : GL_UNSIGNED_BYTE, pixelWidth),
-             bytesOf(host));
-    QCOMPARE(layer->getCenter(), QPointF(moved.width() * 0.5, moved.height() * 0.5));
-    QCOMPARE(layer->getFboTextureList().size(), active ? 1 : 0);
-}
-
-// The size is trunc(side x factor); pixels and mask are the CPU filter run through the same
-// halving steps (whose widths the rows give), within a level of rounding per step. Alpha is
-// uniform (50 % in one row) since shrinking by 2:1 puts pixel centres on texel edges, where the
-// nearest texel's alpha could go either way.
-void TestVellLayerGeometry::resizePixels_data()
-{
-    QTest::addColumn<int>("filter");
-    QTest::addColumn<QSize>("size");
-    QTest::addColumn<double>("factor");
-    QTest::addColumn<int>("alpha");
-    QTest::addColumn<QList<int>>("widths");   // of the steps, the last the target's
-    QTest::newRow("bicubic, 15/11 truncates to 14") << 2 << QSize(11, 11) << 15.0 / 11 << 255 << QList<int>{14};
-    QTest::newRow("bicubic, (15 + 0.5)/11 gives 15") << 2 << QSize(11, 11) << 15.5 / 11 << 255 << QList<int>{15};
-    QTest::newRow("bilinear, 2.5x in one step") << 1 << QSize(9, 7) << 2.5 << 255 << QList<int>{22};
-    QTest::newRow("bicubic, 0.3 in two steps, 50 % alpha") << 2 << QSize(40, 30) << 0.3 << 128 << QList<int>{20, 12};
-    QTest::newRow("lanczos3, 0.2 in three steps") << 3 << QSize(50, 45) << 0.2 << 255 << QList<int>{25, 13, 10};
-    QTest::newRow("nearest, 0.5; halves round up") << 0 << QSize(13, 9) << 0.5 << 255 << QList<int>{7, 6};
-}
-
-void TestVellLayerGeometry::resizePixels()
-{
-    QFETCH(int, filter);
-    QFETCH(QSize, size);
-    QFETCH(double, factor);
-    QFETCH(int, alpha);
-    QFETCH(QList<int>, widths);
-    const QSize target(int(size.width() * factor), int(size.height() * factor));
-    QList<int> stepWidths;
-    for (const QSize &step : VellLayer::resizeSteps(size, target))
-        stepWidths << step.width();
-    QCOMPARE(stepWidths, widths);
-    const QImage source = waveImage(size, alpha), grey = waveImage(size, 255, true);
-    const std::unique_ptr<VellLayer> layer(makeLayer(rawOf(source, false), size, 4, rawOf(grey, true), QPointF()));
-    layer->setInterpolation(filter);
-    layer->active();
-    layer->resize(factor, factor);
-    QCOMPARE(layer->getGeometryError(), QString());
-    QCOMPARE(QSize(layer->getWidth(), layer->getHeight()), target);
-    QCOMPARE(layer->getCenter(), QPointF(target.width() * 0.5, target.height() * 0.5));
-    for (bool mask : {false, true}) {
-        QImage want = mask ? grey : source;
-        for (const QSize &step : VellLayer::resizeSteps(size, target)) {
-            QImage next(step, QImage::Format_ARGB32);
-            const double kx = double(want.width()) / step.width(), ky = double(want.height()) / step.height();
-            for (int y = 0; y < step.height(); ++y)
-                for (int x = 0; x < step.width(); ++x)
-                    next.setPixel(x, y, sample(want, QPointF((x + 0.5) * kx, (y + 0.5) * ky), kx, ky, filter, false));
-            want = next;
-        }
-        const QImage got = imageOf(*layer, mask);
-        QCOMPARE(got.size(), target);
-        QCOMPARE(mismatch(got, [&](int x, int y, QRgb *w) { *w = want.pixel(x, y); return true; }, widths.size()), QString());
-    }
-}
-
-// Free rotation, a perspective quadrilateral and a mesh against the CPU map from document pixels
-// back to layer pixels (bicubic, which only enlarges or keeps the scale here), inside the mapped
-// outline, for the pixels and the mask alike; the half-transparent layer keeps its alpha (a
-// squared alpha would be 64). Outside the outline the mask hides nothing, and the edge repair leaves
-// no transparent black beside a visible pixel. With little video memory the extent is cut to the
-// document.
-void TestVellLayerGeometry::warps_data()
-{
-    QTest::addColumn<QPolygonF>("quad");        // empty: rotate by `angle`
-    QTest::addColumn<double>("angle");          // -1 with a quad: through the mesh
-    QTest::addColumn<unsigned>("memoryKiB");    // 0: the driver's own figure
-    QTest::addColumn<QRect>("extent");          // in document pixels
-    QTransform turn;
-    turn.translate(52, 40).rotate(30).translate(-52, -40);
-    QTest::newRow("rotate 30") << QPolygonF() << 30.0 << 0u << turn.mapRect(QRectF(40, 30, 24, 20)).toAlignedRect();
-    const QPolygonF quad({QPointF(20, 12), QPointF(95, 25), QPointF(80, 70), QPointF(28, 88)});
-    QTest::newRow("perspective") << quad << 0.0 << 0u << QRect(20, 12, 75, 76);
-    const QPolygonF mirrored({QPointF(95, 25), QPointF(20, 12), QPointF(28, 88), QPointF(80, 70)});
-    QTest::newRow("perspective, mirrored order") << mirrored << 0.0 << 0u << QRect(20, 12, 75, 76);
-    // 100 MiB free: too little to keep a whole extent.
-    const QPolygonF past({QPointF(-30, -20), QPointF(60, -10), QPointF(50, 40), QPointF(-20, 50)});
-    QTest::newRow("little memory: cut to the document") << past << 0.0 << 102400u << QRect(0, 0, 60, 50);
-    QTest::newRow("unknown memory: whole") << past << 0.0 << 0u << QRect(-30, -20, 90, 70);
-    // A strip of two triangles over a parallelogram: affine, so the same map as the quadrilateral's.
-    const QPolygonF slanted({QPointF(30, 10), QPointF(90, 20), QPointF(80, 60), QPointF(20, 50)});
-    QTest::newRow("mesh") << slanted << -1.0 << 0u << QRect(20, 10, 70, 50);
-}
-
-void TestVellLayerGeometry::warps()
-{
-    QFETCH(QPolygonF, quad);
-    QFETCH(double, angle);
-    QFETCH(unsigned, memoryKiB);
-    QFETCH(QRect, extent);
-    if (memoryKiB)
-        VellGpuManager::setAvailableMemoryOverride([memoryKiB] { return memoryKiB; });
-    const QImage source = waveImage(QSize(24, 20), 128), grey = waveImage(QSize(24, 20), 255, true);
-    const std::unique_ptr<VellLayer> layer(makeLayer(rawOf(source, false), source.size(), 4, rawOf(grey, true), QPointF(40, 30)));
-    layer->active();
-    QTransform toLayer;   // document point -> layer point
-    if (quad.isEmpty()) {
-        layer->setRotationAngle(float(angle));
-        layer->applyRotation();
-        QTransform turn;
-        turn.translate(52, 40).rotate(angle).translate(-52, -40);
-        quad = turn.map(QPolygonF(QRectF(40, 30, 24, 20))).mid(0, 4);
-        toLayer = turn.inverted() * QTransform::fromTranslate(-40, -30);
-        QCOMPARE(layer->getRotationAngle(), 0.0f);
-    } else {
-        if (angle < 0)
-            layer->tesselateAffine(quad, {QPointF(0, 0), QPointF(0, 1), QPointF(1, 0), QPointF(1, 1)},
-                                   {quad[0], quad[3], quad[1], quad[2]});
-        else
-            layer->applyAffine(quad);
-        QVERIFY(QTransform::quadToQuad(quad, QPolygonF(QRectF(0, 0, 24, 20)).mid(0, 4), toLayer));
-    }
-    QCOMPARE(layer->getGeometryError(), QString());
-    QCOMPARE(QRect(layer->getPosition().toPoint(), QSize(layer->getWidth(), layer->getHeight())), extent);
-    QCOMPARE(layer->getLatestPlace(), int(VellLayer::BothAgree));
-    QCOMPARE(layer->getCenter(), QPointF(extent.width() * 0.5, extent.height() * 0.5));
-
-    const QImage got = imageOf(*layer, false), mask = imageOf(*layer, true);
-    QCOMPARE(mask.size(), got.size());
-    QPainterPath inside;
-    inside.addPolygon(quad.translated(-extent.topLeft()));
-    inside.closeSubpath();
-    QPainterPathStroker stroker;
-    stroker.setWidth(5);   // the slanted edges, and the clamped source edge under the kernel
-    const QPainterPath border = stroker.createStroke(inside);
-    auto within = [&](bool in, int x, int y) {
-        const QPointF centre(x + 0.5, y + 0.5);
-        return !border.contains(centre) && inside.contains(centre) == in;
-    };
-    for (bool isMask : {false, true})
-        QCOMPARE(mismatch(isMask ? mask : got, [&](int x, int y, QRgb *want) {
-            *want = sample(isMask ? grey : source, toLayer.map(QPointF(x + 0.5, y + 0.5) + extent.topLeft()), 1, 1,
-                           VellToolUtil::Bicubic, true);
-            return within(true, x, y);
-        }, 2), QString());
-    QCOMPARE(mismatch(got, [&](int x, int y, QRgb *want) { *want = got.pixel(x, y) & 0xFFFFFF; return within(false, x, y); }, 0),
-             QString());
-    QCOMPARE(mismatch(mask, [&](int x, int y, QRgb *want) { *want = 0xFFFFFFFF; return within(false, x, y); }, 0), QString());
-    for (int y = 1; y < got.height() - 1; ++y)
-        for (int x = 1; x < got.width() - 1; ++x)
-            QVERIFY2(got.pixel(x, y) != 0 || !(qAlpha(got.pixel(x - 1, y)) || qAlpha(got.pixel(x + 1, y))
-                                               || qAlpha(got.pixel(x, y - 1)) || qAlpha(got.pixel(x, y + 1))),
-                     qPrintable(QString::asprintf("%d,%d", x, y)));
-}
-
-// A refused operation changes neither pixels, mask, size, position nor textures, and says why; a
-// picture memo recorded before one that worked takes the layer back byte for byte.
-void TestVellLayerGeometry::refusals_data()
-{
-    QTest::addColumn<Step>("step");
-    QTest::addColumn<bool>("refused");
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    const auto refused = [](const char *name, Step step) { QTest::newRow(name) << step << true; };
-    const auto quad = [](QPointF b, QPointF c) {
-        return Step([=](VellLayer &l) { l.applyAffine(QPolygonF({QPointF(0, 0), b, c, QPointF(0, 20)})); });
-    };
-    refused("rotate 45", [](VellLayer &l) { l.rotate(45); });
-    refused("NaN factor", [nan](VellLayer &l) { l.resize(nan, 1); });
-    refused("side below a pixel", [](VellLayer &l) { l.resize(0.05, 1); });
-    refused("beyond the largest texture", [](VellLayer &l) { l.resize(1e5, 1); });
-    refused("beyond the image limit", [](VellLayer &l) {
-        VellGlobalSettings::getInstance()->imageLimitX = 20;
-        l.resize(2, 1);
-    });
-    refused("crop missing the layer", [](VellLayer &l) { l.clip(QRect(12, 0, 4, 4)); });
-    refused("bow-tie", quad(QPointF(20, 20), QPointF(20, 0)));
-    refused("three collinear corners", quad(QPointF(10, 0), QPointF(20, 0)));
-    refused("NaN corner", quad(QPointF(nan, 0), QPointF(20, 20)));
-    refused("mesh lists of different lengths", [](VellLayer &l) {
-        l.tesselateAffine(QPolygonF(QRectF(0, 0, 10, 10)), {QPointF(0, 0), QPointF(1, 0), QPointF(0, 1)},
-                          {QPointF(0, 0), QPointF(10, 0)});
-    });
-    refused("NaN rotation angle", [nan](VellLayer &l) { l.setRotationAngle(float(nan)); l.applyRotation(); });
-    QTest::newRow("undo of rotate 90") << Step([](VellLayer &l) { l.rotate(90); }) << false;
-    QTest::newRow("undo of free rotation") << Step([](VellLayer &l) { l.setRotationAngle(20); l.applyRotation(); }) << false;
-}
-
-void TestVellLayerGeometry::refusals()
-{
-    QFETCH(Step, step);
-    QFETCH(bool, refused);
-    const QSize limit = VellGlobalSettings::getInstance()->getImageLimitSize();
-    const std::unique_ptr<VellContext> document(currentDocument(QSize(40, 30)));
-    const QByteArray before = VellGLTestContext::patternBytes(11 * 9 * 4, 5), mask = VellGLTestContext::patternBytes(11 * 9, 6);
-    VellLayer *layer = makeLayer(before, QSize(11, 9), 4, mask, QPointF());
-    document->getLayerManager()->addLayer(layer, false);
-    layer->setPosition(QPointF(3, 4));
-    const VellPictureHost *host = layer->getPictureHost();
-    const VellGLTexture2D *texture = layer->getEntireTexture();
-    VellPictureModifyMemo memo(document.get(), layer->getPictureHost(), layer->getPermanentIndex(), false);
-    step(*layer);
-    VellGlobalSettings::getInstance()->setImageLimitSize(limit);
-    QCOMPARE(layer->getGeometryError().isEmpty(), !refused);
-    if (refused) {
-        QCOMPARE(layer->getPictureHost(), host);
-        QCOMPARE(layer->getEntireTexture(), texture);
-        QCOMPARE(layer->getLatestPlace(), int(VellLayer::BothAgree));
-        QCOMPARE(layer->getPosition(), QPointF(3, 4));
-        QCOMPARE(maskBytes(layer->getLayerMask()), mask);
-    } else {
-        QVERIFY(bytesOf(layer->getPictureHost()) != before);
-        QVERIFY(memo.undo());
-    }
-    QCOMPARE(QSize(layer->getWidth(), layer->getHeight()), QSize(11, 9));
-    QCOMPARE(bytesOf(layer->getPictureHost()), before);
-}
-
-// A 40 x 30 document of an 8-bit layer with a mask, a 16-bit layer wider than the document and a
-// text layer. Each step moves every raster layer's rectangle, pixels and mask with the document's
-// map, text anchors with it (a mirrored text's box mirrored) and the type's size with the scale,
-// sizes the document and its selection, and is one undo step that puts everything back; redo
-// repeats it. A refusal changes and records nothing.
-void TestVellLayerGeometry::documentSteps_data()
-{
-    QTest::addColumn<DocumentStep>("step");
-    QTest::addColumn<QTransform>("map");   // of document points; identity: refused
-    QTest::addColumn<QSize>("size");
-    const auto row = [](const char *name, DocumentStep step, QTransform map, QSize size) {
-        QTest::newRow(name) << step << map << size;
-    };
-    row("rotate -90", [](VellContext &d) { return d.rotateDocument(-90); }, moveMap(Minus90, 40, 30), QSize(30, 40));
-    row("rotate 90", [](VellContext &d) { return d.rotateDocument(90); }, moveMap(Plus90, 40, 30), QSize(30, 40));
-    row("rotate 180", [](VellContext &d) { return d.rotateDocument(180); }, moveMap(Half, 40, 30), QSize(40, 30));
-    row("flip left-right", [](VellContext &d) { return d.flipDocument(true); }, moveMap(MirrorLeftRight, 40, 30), QSize(40, 30));
-    row("flip top-bottom", [](VellContext &d) { return d.flipDocument(false); }, moveMap(MirrorTopBottom, 40, 30), QSize(40, 30));
-    row("resize by 1.5", [](VellContext &d) { return d.resizeDocument(QSize(60, 45)); }, QTransform::fromScale(1.5, 1.5), QSize(60, 45));
-    row("crop", [](VellContext &d) { return d.clipDocument(QRect(2, 3, 33, 25)); }, QTransform::fromTranslate(-2, -3), QSize(33, 25));
-    row("rotate 45: refused", [](VellContext &d) { return d.rotateDocument(45); }, QTransform(), QSize());
-    row("crop outside: refused", [](VellContext &d) { return d.clipDocument(QRect(40, 0, 5, 5)); }, QTransform(), QSize());
-    row("resize to nothing: refused", [](VellContext &d) { return d.resizeDocument(QSize(0, 30)); }, QTransform(), QSize());
-    row("beyond the image limit: refused", [](VellContext &d) { return d.resizeDocument(QSize(40, 100000)); }, QTransform(),
-        QSize());
-    // The document fits the limit, the second layer does not: the first is put back.
-    row("a layer beyond the limit: refused", [](VellContext &d) {
-        const QSize limit = VellGlobalSettings::getInstance()->getImageLimitSize();
-        VellGlobalSettings::getInstance()->imageLimitX = 50;
-        const bool ok = d.resizeDocument(QSize(48, 36));
-        VellGlobalSettings::getInstance()->setImageLimitSize(limit);
-        return ok;
-    }, QTransform(), QSize());
-}
-
-void TestVellLayerGeometry::documentSteps()
-{
-    QFETCH(DocumentStep, step);
-    QFETCH(QTransform, map);
-    QFETCH(QSize, size);
-    const std::unique_ptr<VellContext> document(currentDocument(QSize(40, 30)));
-    VellLayerManager *stack = document->getLayerManager();
-    const QRect rects[] = {QRect(4, 6, 10, 8), QRect(-2, 22, 44, 8)};
-    QByteArray pixels[2], masks[2];
-    for (int i : {0, 1}) {
-        pixels[i] = VellGLTestContext::patternBytes(rects[i].width() * rects[i].height() * 4 * (i + 1), i);
-        masks[i] = i ? QByteArray() : VellGLTestContext::patternBytes(rects[i].width() * rects[i].height(), 9);
-        stack->addLayer(makeLayer(pixels[i], rects[i].size(), 4 * (i + 1), masks[i], rects[i].topLeft()), false);
-    }
-    auto *text = new VellTextLayer(QStringLiteral("T"));
-    text->setText(QStringLiteral("Hi"));
-    if (!size.isValid())
-        text->setHtml(QStringLiteral("<b>H</b>i"));   // a refusal keeps the formatting (undo keeps the plain text)
-    text->setPosition(QPointF(8, 12));
-    stack->addLayer(text, false);
-    const QRect textRect = text->getDocumentRect();
-    const QByteArray before = documentState(*document);
-    const int memos = document->getHistory()->getMemoCount();
-
-    const bool ok = step(*document);
-    QCOMPARE(ok, size.isValid());
-    QCOMPARE(document->getGeometryError().isEmpty(), ok);
-    QCOMPARE(document->getHistory()->getMemoCount(), memos + int(ok));
-    if (!ok) {
-        QCOMPARE(documentState(*document), before);
-        return;
-    }
-    QCOMPARE(document->getDocumentSize(), size);
-    QCOMPARE(QSize(document->getSelection()->getWidth(), document->getSelection()->getHeight()), size);
-    const bool exact = std::fabs(map.determinant()) == 1;
-    for (int i : {0, 1}) {
-        auto *layer = static_cast<VellLayer *>(stack->getLayer(i));
-        const QRect got(layer->getPosition().toPoint(), QSize(layer->getWidth(), layer->getHeight()));
-        const QRect moved = map.mapRect(QRectF(rects[i])).toRect();
-        QCOMPARE(got, map.type() == QTransform::TxTranslate ? moved & QRect(QPoint(), size) : moved);   // a crop cuts
-        const QTransform local = QTransform::fromTranslate(rects[i].x(), rects[i].y()) * map
-                                 * QTransform::fromTranslate(-got.x(), -got.y());
-        if (exact)
-            QCOMPARE(movedExactly(pixels[i], rects[i].size(), bytesOf(layer->getPictureHost()), got.size(), 4 * (i + 1), local),
-                     QString());
-        if (i == 0) {
-            QCOMPARE(layer->getLayerMask()->getWidth(), got.width());
-            if (exact)
-                QCOMPARE(movedExactly(masks[i], rects[i].size(), maskBytes(layer->getLayerMask()), got.size(), 1, local),
-                         QString());
-        }
-    }
-    if (map.determinant() < 0)
-        QCOMPARE(text->getDocumentRect(), map.mapRect(QRectF(textRect)).toRect());
-    else
-        QCOMPARE(text->getPosition(), map.map(QPointF(8, 12)));
-    QCOMPARE(text->getFont().pointSizeF(), 10.0 * std::sqrt(std::fabs(map.determinant())));
-
-    const QByteArray after = documentState(*document);
-    document->getHistory()->stepBackward();
-    QCOMPARE(documentState(*document), before);
-    document->getHistory()->stepForward();
-    QCOMPARE(documentState(*document), after);
-}
 
 QTEST_MAIN(TestVellLayerGeometry)
 #include "tst_velllayergeometry.moc"
