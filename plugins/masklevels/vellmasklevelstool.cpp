@@ -8,14 +8,9 @@
 
 namespace {
 
-// black, white (levels), gamma: minimum, maximum, default.
-constexpr double kRanges[3][3] = {{0.0, 255.0, 0.0}, {0.0, 255.0, 255.0}, {0.1, 10.0, 1.0}};
-const char *const kNames[3] = {"black", "white", "gamma"};
-
-bool inRange(int i, double v)
-{
-    return v >= kRanges[i][0] && v <= kRanges[i][1];
-}
+// black and white in levels of 255, gamma.
+constexpr VellPluginParameter kParameters[3] = {
+    {"black", 0.0, 255.0, 0.0}, {"white", 0.0, 255.0, 255.0}, {"gamma", 0.1, 10.0, 1.0}};
 
 } // namespace
 
@@ -35,32 +30,23 @@ QVector<VellToolParameter> VellMaskLevelsTool::parameterList() const
     const QString texts[3] = {tr("mask level that becomes fully hidden (0 to 255)"),
                               tr("mask level that becomes fully shown (0 to 255)"),
                               tr("gamma of the levels between (above 1 shows more)")};
-    QVector<VellToolParameter> list;
-    for (int i = 0; i < 3; ++i)
-        list.append({QLatin1String(kNames[i]), texts[i], kRanges[i][0], kRanges[i][1], kRanges[i][2], false});
-    return list;
+    return vellParameterList(kParameters, texts);
 }
 
 double VellMaskLevelsTool::parameterValue(const QString &parameter) const
 {
-    for (int i = 0; i < 3; ++i)
-        if (parameter == QLatin1String(kNames[i]))
-            return values[i];
-    return 0.0;
+    const int i = vellParameterIndex(kParameters, parameter);
+    return i < 0 ? 0.0 : values[i];
 }
 
 bool VellMaskLevelsTool::setParameterValue(const QString &parameter, double value)
 {
-    for (int i = 0; i < 3; ++i) {
-        if (parameter != QLatin1String(kNames[i]))
-            continue;
-        if (!inRange(i, value))
-            return false;
-        values[i] = value;
-        syncWidget();
-        return true;
-    }
-    return false;
+    const int i = vellParameterIndex(kParameters, parameter);
+    if (i < 0 || !kParameters[i].contains(value))
+        return false;
+    values[i] = value;
+    syncWidget();
+    return true;
 }
 
 void VellMaskLevelsTool::syncWidget()
@@ -75,7 +61,7 @@ void VellMaskLevelsTool::syncWidget()
 void VellMaskLevelsTool::initParams()
 {
     for (int i = 0; i < 3; ++i)
-        values[i] = kRanges[i][2];
+        values[i] = kParameters[i].defaultValue;
     syncWidget();
 }
 
@@ -87,7 +73,7 @@ void VellMaskLevelsTool::initParamWidget()
     const QString labels[3] = {tr("Black"), tr("White"), tr("Gamma")};
     for (int i = 0; i < 3; ++i) {
         boxes[i] = new QDoubleSpinBox;
-        boxes[i]->setRange(kRanges[i][0], kRanges[i][1]);
+        boxes[i]->setRange(kParameters[i].minimum, kParameters[i].maximum);
         boxes[i]->setDecimals(i == 2 ? 2 : 0);
         boxes[i]->setSingleStep(i == 2 ? 0.1 : 1.0);
         form->addRow(labels[i], boxes[i]);
@@ -122,7 +108,8 @@ void VellMaskLevelsTool::deserializeParams(QDataStream &in)
     double read[3] = {};
     in >> read[0] >> read[1] >> read[2];
     // A short or corrupt record changes nothing.
-    if (in.status() != QDataStream::Ok || !inRange(0, read[0]) || !inRange(1, read[1]) || !inRange(2, read[2]))
+    if (in.status() != QDataStream::Ok || !kParameters[0].contains(read[0]) || !kParameters[1].contains(read[1])
+        || !kParameters[2].contains(read[2]))
         return;
     for (int i = 0; i < 3; ++i)
         values[i] = read[i];

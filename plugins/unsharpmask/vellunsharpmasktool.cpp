@@ -8,14 +8,9 @@
 
 namespace {
 
-// amount (%), radius (pixels), threshold (levels): minimum, maximum, default.
-constexpr double kRanges[3][3] = {{0.0, 500.0, 100.0}, {0.1, 250.0, 2.0}, {0.0, 255.0, 0.0}};
-const char *const kNames[3] = {"amount", "radius", "threshold"};
-
-bool inRange(int i, double v)
-{
-    return v >= kRanges[i][0] && v <= kRanges[i][1];
-}
+// amount in percent, radius in pixels, threshold in levels of 255.
+constexpr VellPluginParameter kParameters[3] = {
+    {"amount", 0.0, 500.0, 100.0}, {"radius", 0.1, 250.0, 2.0}, {"threshold", 0.0, 255.0, 0.0}};
 
 } // namespace
 
@@ -35,36 +30,25 @@ QVector<VellToolParameter> VellUnsharpMaskTool::parameterList() const
     const QString texts[3] = {tr("strength in percent of the difference added back"),
                               tr("radius of the blurred copy in pixels"),
                               tr("smallest difference, in levels of 255, that is sharpened")};
-    QVector<VellToolParameter> list;
-    for (int i = 0; i < 3; ++i)
-        list.append({QLatin1String(kNames[i]), texts[i], kRanges[i][0], kRanges[i][1], kRanges[i][2], false});
-    return list;
+    return vellParameterList(kParameters, texts);
 }
 
 double VellUnsharpMaskTool::parameterValue(const QString &parameter) const
 {
-    if (parameter == QLatin1String(kNames[0]))
-        return amount;
-    if (parameter == QLatin1String(kNames[1]))
-        return double(getBlurRadius());
-    if (parameter == QLatin1String(kNames[2]))
-        return threshold;
-    return 0.0;
+    const double values[3] = {amount, double(getBlurRadius()), threshold};
+    const int i = vellParameterIndex(kParameters, parameter);
+    return i < 0 ? 0.0 : values[i];
 }
 
 bool VellUnsharpMaskTool::setParameterValue(const QString &parameter, double value)
 {
     double values[3] = {amount, double(getBlurRadius()), threshold};
-    for (int i = 0; i < 3; ++i) {
-        if (parameter != QLatin1String(kNames[i]))
-            continue;
-        if (!inRange(i, value))
-            return false;
-        values[i] = value;
-        set(values[0], values[1], values[2]);
-        return true;
-    }
-    return false;
+    const int i = vellParameterIndex(kParameters, parameter);
+    if (i < 0 || !kParameters[i].contains(value))
+        return false;
+    values[i] = value;
+    set(values[0], values[1], values[2]);
+    return true;
 }
 
 void VellUnsharpMaskTool::set(double newAmount, double radius, double newThreshold)
@@ -88,9 +72,9 @@ void VellUnsharpMaskTool::syncWidget()
 
 void VellUnsharpMaskTool::initParams()
 {
-    amount = kRanges[0][2];
-    threshold = kRanges[2][2];
-    setBlurRadius(float(kRanges[1][2]));
+    amount = kParameters[0].defaultValue;
+    threshold = kParameters[2].defaultValue;
+    setBlurRadius(float(kParameters[1].defaultValue));
     syncWidget();
 }
 
@@ -102,11 +86,11 @@ void VellUnsharpMaskTool::initParamWidget()
     const QString labels[3] = {tr("Amount (%)"), tr("Radius (px)"), tr("Threshold")};
     for (int i = 0; i < 3; ++i) {
         boxes[i] = new QDoubleSpinBox;
-        boxes[i]->setRange(kRanges[i][0], kRanges[i][1]);
+        boxes[i]->setRange(kParameters[i].minimum, kParameters[i].maximum);
         boxes[i]->setDecimals(i == 1 ? 1 : 0);
         form->addRow(labels[i], boxes[i]);
         connect(boxes[i], QOverload<double>::of(&QDoubleSpinBox::valueChanged), this, [this, i](double value) {
-            setParameterValue(QLatin1String(kNames[i]), value);
+            setParameterValue(QLatin1String(kParameters[i].name), value);
             apply();
         });
     }
@@ -136,8 +120,8 @@ void VellUnsharpMaskTool::deserializeParams(QDataStream &in)
     double values[3] = {};
     in >> values[0] >> values[1] >> values[2];
     // A short or corrupt record changes nothing.
-    if (in.status() != QDataStream::Ok || !inRange(0, values[0]) || !inRange(1, values[1])
-        || !inRange(2, values[2]))
+    if (in.status() != QDataStream::Ok || !kParameters[0].contains(values[0]) || !kParameters[1].contains(values[1])
+        || !kParameters[2].contains(values[2]))
         return;
     set(values[0], values[1], values[2]);
 }

@@ -5,6 +5,8 @@
 // the parameter widget they own, and the hooks through which the library
 // reads and writes their parameters.
 
+#include "tools/velltoolbase.h"
+
 #include <QFormLayout>
 #include <QVBoxLayout>
 #include <QWidget>
@@ -21,6 +23,37 @@
     QVector<VellToolParameter> parameterList() const override;                       \
     double parameterValue(const QString &parameter) const override;                  \
     bool setParameterValue(const QString &parameter, double value) override;
+
+// A parameter of a plug-in held as a number of its own: the name hosts use,
+// the range and the default.
+struct VellPluginParameter
+{
+    const char *name;
+    double minimum, maximum, defaultValue;
+
+    bool contains(double value) const { return value >= minimum && value <= maximum; }   // NaN is not
+};
+
+// The index of the parameter called `name`, or -1.
+template<size_t N>
+int vellParameterIndex(const VellPluginParameter (&parameters)[N], const QString &name)
+{
+    for (size_t i = 0; i < N; ++i)
+        if (name == QLatin1String(parameters[i].name))
+            return int(i);
+    return -1;
+}
+
+// The parameters as hosts list them, each with its translated description.
+template<size_t N>
+QVector<VellToolParameter> vellParameterList(const VellPluginParameter (&parameters)[N], const QString (&texts)[N])
+{
+    QVector<VellToolParameter> list;
+    for (size_t i = 0; i < N; ++i)
+        list.append({QLatin1String(parameters[i].name), texts[i], parameters[i].minimum, parameters[i].maximum,
+                     parameters[i].defaultValue, false});
+    return list;
+}
 
 // A plug-in tool on `Base` (VellToolBase or one of its bases) that owns its
 // parameter widget: the plug-in's initParamWidget() makes it on the first
