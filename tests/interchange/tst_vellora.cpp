@@ -6,6 +6,7 @@
 #include "foundation/vellglobalsettings.h"
 #include "interchange/oratestsupport.h"
 
+#include <QGuiApplication>
 #include <QImageReader>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -394,5 +395,16 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestVellOra)   // text lays out with fonts, which need a GUI application
+// Text lays out with fonts, which need a GUI application: one on the
+// offscreen platform, kept away from any X server that DISPLAY names, where
+// it would make the GL contexts the library borrows (this test wants none).
+int main(int argc, char *argv[])
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qunsetenv("DISPLAY");
+    QGuiApplication app(argc, argv);
+    TestVellOra test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_vellora.moc"
