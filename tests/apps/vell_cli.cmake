@@ -239,6 +239,11 @@ expect_same_file(${WORK_DIR}/text.png ${WORK_DIR}/text-default.png)
 vell_says(0 "layer 2/2: text \"Hello, Vel\"" compose -o ${WORK_DIR}/text-again.png --cpu
     ${WORK_DIR}/text.vdoc --progress)
 expect_same_file(${WORK_DIR}/text.png ${WORK_DIR}/text-again.png)
+# Through OpenRaster the text stays a text layer and draws the same.
+run_vell(0 compose -o ${WORK_DIR}/text.ora --cpu ${bg} ${hello})
+vell_says(0 "layer 2/2: text \"Hello, Vel\"" compose -o ${WORK_DIR}/text-ora.png --cpu
+    ${WORK_DIR}/text.ora --progress)
+expect_same_file(${WORK_DIR}/text.png ${WORK_DIR}/text-ora.png)
 file(SHA256 ${WORK_DIR}/text.png with_text)
 file(SHA256 ${WORK_DIR}/alone.png without_text)
 if(with_text STREQUAL without_text)
