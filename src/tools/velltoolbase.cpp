@@ -80,6 +80,7 @@ VellToolBase::~VellToolBase()
     if (VellCanvas *canvas = VellCanvas::getInstance())
         canvas->makeCurrent();
     program.reset();
+    programCanvas = nullptr;
     allSelected.reset();
 }
 
@@ -127,8 +128,7 @@ void VellToolBase::active(VellContext *document)
     }
     context = document;
     layer = image;
-    if (!program)
-        initShader();
+    initShader();
     if (!widgetBuilt) {
         initParamWidget();
         widgetBuilt = true;
@@ -237,11 +237,22 @@ bool VellToolBase::event(QEvent *event)
 
 void VellToolBase::initShader()
 {
-    if (program)
+    VellCanvas *canvas = VellCanvas::getInstance();
+    if (program && programCanvas == canvas)
         return;
-    if (VellCanvas *canvas = VellCanvas::getInstance())
+    dropPrograms();
+    if (canvas)
         canvas->makeCurrent();
     program = VellShaderBuilder::build(shaderPath, name);
+    programCanvas = canvas;
+}
+
+void VellToolBase::dropPrograms()
+{
+    if (programCanvas)
+        programCanvas->makeCurrent();
+    program.reset();
+    programCanvas = nullptr;
 }
 
 unsigned int VellToolBase::selectionTexture()
@@ -390,8 +401,7 @@ void VellToolBase::applyEntire(bool silent)
         return;
     context = document;
     canvas->makeCurrent();
-    if (!program)
-        initShader();
+    initShader();
     if (!currentImageLayer(true))
         return;
     // A program that did not link would leave the tiles as they were and copy

@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QCursor>
 #include <QMutex>
+#include <QPointer>
 #include <QRectF>
 #include <QStack>
 #include <QStringList>
@@ -21,6 +22,7 @@ class QDataStream;
 class QGLShaderProgram;
 class QImage;
 class QTimer;
+class VellCanvas;
 class VellGLTexture2D;
 class VellGLTextureLuminance;
 class VellLayer;
@@ -79,6 +81,10 @@ public:
     bool event(QEvent *event) override;
 
     // ---- Hooks and steps a plug-in may override ----
+    // Builds the program unless it was built on the present canvas: a
+    // program is a name of its canvas's context, so an activation on another
+    // canvas (one re-made, say) builds it again, dropping the old ones first
+    // through dropPrograms().
     virtual void initShader();
     virtual void initParamWidget() {}
     virtual void initParams() {}
@@ -168,6 +174,12 @@ public slots:
     void onBusyTimeout();
 
 protected:
+    // Drops the programs built on the canvas they were built on, with its
+    // context current while it exists (a program whose context is gone lost
+    // its name with it). A base with programs of its own drops them too and
+    // calls this one.
+    virtual void dropPrograms();
+
     // The name a new preset is saved under: asks the user (a modal dialog);
     // an empty or null answer cancels. Tests answer for the user.
     virtual QString askPresetName(const QString &proposal);
@@ -233,6 +245,7 @@ private:
     void refreshHistogramAfterRestore();
 
     std::unique_ptr<QGLShaderProgram> program;
+    QPointer<VellCanvas> programCanvas;   // whose context holds the programs; null once it is gone
     std::unique_ptr<VellGLTextureLuminance> allSelected;   // 1 x 1, made on demand
     std::unique_ptr<IVellPresetsView> presetsView;
 

@@ -59,8 +59,7 @@ void VellToolBlockDivided::applyEntire(bool silent)
         return;
     context = document;
     canvas->makeCurrent();
-    if (!getProgram())
-        initShader();
+    initShader();
     if (!currentImageLayer(true))
         return;
     QGLShaderProgram *program = getProgram();

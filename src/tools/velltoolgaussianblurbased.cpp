@@ -203,12 +203,18 @@ void VellToolGaussianBlurBased::disActive()
 
 void VellToolGaussianBlurBased::initShader()
 {
-    VellCanvas *canvas = VellCanvas::getInstance();
-    if (canvas)
-        canvas->makeCurrent();
-    if (!blurProgram && canvas)
-        blurProgram = VellShaderBuilder::build(blurShaderPath, name + QStringLiteral("_gaussian"));
     VellToolBase::initShader();
+    VellCanvas *canvas = VellCanvas::getInstance();
+    if (!blurProgram && canvas) {
+        canvas->makeCurrent();
+        blurProgram = VellShaderBuilder::build(blurShaderPath, name + QStringLiteral("_gaussian"));
+    }
+}
+
+void VellToolGaussianBlurBased::dropPrograms()
+{
+    VellToolBase::dropPrograms();   // leaves their canvas's context current
+    blurProgram.reset();
 }
 
 QString VellToolGaussianBlurBased::applyTextLayerMessage() const
@@ -263,8 +269,7 @@ void VellToolGaussianBlurBased::blurPass(VellGLTexture2D *target, VellGLTexture2
 
 void VellToolGaussianBlurBased::prepareGaussianTexture(int level)
 {
-    if (!blurProgram)
-        initShader();
+    initShader();
     if (level < 0 || level >= kLevels || levels[size_t(level)])
         return;
     VellLayer *image = currentImageLayer(false);
@@ -359,8 +364,7 @@ void VellToolGaussianBlurBased::gaussianBlur()
     if (!canvas || !image || !image->getEntireTexture())
         return;
     canvas->makeCurrent();
-    if (!blurProgram)
-        initShader();
+    initShader();
     initGaussianBluredTexture(false);
     if (!workA || !workB || workA->failed() || workB->failed())
         return;
@@ -400,8 +404,7 @@ std::unique_ptr<VellGLTexture2D> VellToolGaussianBlurBased::calcBluredImageForPr
 {
     if (!source || source->failed())
         return nullptr;
-    if (!blurProgram)
-        initShader();
+    initShader();
     auto a = std::make_unique<VellGLTexture2D>(source->getWidth(), source->getHeight(), GL_RGBA8, true);
     auto b = std::make_unique<VellGLTexture2D>(source->getWidth(), source->getHeight(), GL_RGBA8, true);
     VellGLTexture2D *result = runBlur(source, a.get(), b.get(), radius);
@@ -608,8 +611,7 @@ void VellToolGaussianBlurBased::applyEntire(bool silent)
     context = document;
     canvas->makeCurrent();
     initGaussianTextures();
-    if (!getProgram())
-        initShader();
+    initShader();
     if (!currentImageLayer(true))
         return;
     if (!getProgram() || !getProgram()->isLinked()) {

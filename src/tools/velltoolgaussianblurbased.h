@@ -80,6 +80,7 @@ public:
     void active(VellContext *context) override;
     void disActive() override;
     void initShader() override;
+    void dropPrograms() override;
     void passTextures() override;          // the single blurred image on unit 2
     void passParamsToShader() override;    // "bluredImage" = 2 outside cascade preview
     void preApply() override {}

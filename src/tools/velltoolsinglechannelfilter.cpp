@@ -12,7 +12,6 @@
 #include "gpu/vellglframebufferobject.h"
 #include "gpu/vellgltextureluminance.h"
 #include "gpu/vellrenderpass.h"
-#include "gpu/vellshaderbuilder.h"
 #include "history/vellhistory.h"
 #include "history/velllayermaskfullmemo.h"
 #include "picture/vellchannel.h"
@@ -43,33 +42,9 @@ VellToolSingleChannelFilter::VellToolSingleChannelFilter(QObject *parent) : Vell
 // The backup's texture is a name of the canvas's context.
 VellToolSingleChannelFilter::~VellToolSingleChannelFilter()
 {
-    deleteProgram();
     if (VellCanvas *canvas = VellCanvas::getInstance())
         canvas->makeCurrent();
     backup.reset();
-}
-
-// With its own context current when that still exists; a program whose
-// context is gone has lost its name with it, and only the object remains.
-void VellToolSingleChannelFilter::deleteProgram()
-{
-    if (programCanvas)
-        programCanvas->makeCurrent();
-    program.reset();
-    programCanvas = nullptr;
-}
-
-void VellToolSingleChannelFilter::initShader()
-{
-    VellCanvas *canvas = VellCanvas::getInstance();
-    if (program && programCanvas == canvas)
-        return;
-    deleteProgram();
-    if (!canvas)
-        return;
-    canvas->makeCurrent();
-    program = VellShaderBuilder::build(shaderPath, name);
-    programCanvas = canvas;
 }
 
 void VellToolSingleChannelFilter::active(VellContext *document)
@@ -149,6 +124,7 @@ VellLayer *VellToolSingleChannelFilter::maskEditingLayer() const
 bool VellToolSingleChannelFilter::renderPreview(VellLayer *image)
 {
     VellCanvas *canvas = VellCanvas::getInstance();
+    QGLShaderProgram *program = getProgram();
     VellGLTextureLuminance *target = mask ? mask->getEntireTexture() : nullptr;
     VellGLTextureLuminance *source = backup ? backup->getEntireTexture() : nullptr;
     if (!canvas || !program || !program->isLinked() || !target || !source)
@@ -204,7 +180,8 @@ void VellToolSingleChannelFilter::actuallyApply()
 void VellToolSingleChannelFilter::applyEntire()
 {
     VellLayer *image = activeFlag ? maskEditingLayer() : nullptr;
-    if (!image || !mask || !mask->getData() || !mask->getEntireTexture() || !program || !program->isLinked())
+    if (!image || !mask || !mask->getData() || !mask->getEntireTexture() || !getProgram()
+        || !getProgram()->isLinked())
         return;
     // The mask's bytes still hold what the user started from: recorded first,
     // so that Undo brings them back.

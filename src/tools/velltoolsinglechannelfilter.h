@@ -3,12 +3,10 @@
 
 #include "tools/velltoolbase.h"
 
-#include <QPointer>
 
 #include <memory>
 
 class QGLShaderProgram;
-class VellCanvas;
 class VellChannel;
 class VellLayerMask;
 
@@ -26,13 +24,8 @@ class VellLayerMask;
 // run only while the layer edits its mask. Unlike the base, activation does
 // not lock the host's UI.
 //
-// The family builds its own program, which follows the canvas: a program is
-// a name of the context it was built in, so an activation on another canvas
-// (one re-made, say) builds it again, while activations on the same canvas
-// keep it. getProgram() hides the base's, which a mask filter never builds.
-//
-// Owns the backup and the program; the mask belongs to its layer. GUI
-// thread, with the canvas's context current.
+// Owns the backup; the mask belongs to its layer. GUI thread, with the
+// canvas's context current.
 class VellToolSingleChannelFilter : public VellToolBase
 {
     Q_OBJECT
@@ -46,15 +39,12 @@ public:
     void ok() override;
     void restoreData() override;
     void actuallyApply() override;
-    // Builds the program unless it was built on the current canvas.
-    void initShader() override;
     // The mask version; the colour apply of the base never runs for a mask
     // filter, so the history's and hosts' silent applies land here too.
     void applyEntire(bool silent) override;
 
     VellLayerMask *getMask() const { return mask; }
     VellChannel *getBackup() const { return backup.get(); }
-    QGLShaderProgram *getProgram() const { return program.get(); }
 
 public slots:
     virtual void applyEntire();
@@ -63,12 +53,9 @@ private:
     // The image layer of the stored document when it edits its mask.
     VellLayer *maskEditingLayer() const;
     bool renderPreview(VellLayer *image);
-    void deleteProgram();
 
     VellLayerMask *mask = nullptr;          // not owned (the layer's)
     std::unique_ptr<VellChannel> backup;    // the mask as it was at activation
-    std::unique_ptr<QGLShaderProgram> program;
-    QPointer<VellCanvas> programCanvas;     // whose context holds the program; null once it is gone
 };
 
 #endif // VELLTOOLSINGLECHANNELFILTER_H

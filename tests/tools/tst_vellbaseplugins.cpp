@@ -561,11 +561,11 @@ private slots:
         filter->initParams();
     }
 
-    // A mask filter's program is a name of the canvas's context: another
-    // activation on the same canvas keeps it, and one on a canvas made anew
-    // builds it again, so the filter still works there. Last, since the
-    // canvas is replaced.
-    void maskProgramFollowsTheCanvas()
+    // A tool's programs are names of the canvas's context: another
+    // activation on the same canvas keeps them, and one on a canvas made anew
+    // builds them again, so the filter still works there: the mask family's
+    // program, and a colour tool's with the Gaussian base's blur program.
+    void programsFollowTheCanvas()
     {
         auto *levels = tool<VellToolSingleChannelFilter>("mask-levels");
         // Mask 100 with black 50 and white 150 becomes half way, 127.5.
@@ -582,10 +582,16 @@ private slots:
             levels->ok();
             return int(mask->getData()[0]);
         };
+        const auto blurred = [&] {
+            makeDocument(blockPicture(9, 5, 4), 9, 5);
+            return gaussianBlur(2.0);
+        };
         QVERIFY(qAbs(filteredMask() * 2 - 255) <= 2);
         QGLShaderProgram *first = levels->getProgram();
         QVERIFY(qAbs(filteredMask() * 2 - 255) <= 2);
         QCOMPARE(levels->getProgram(), first);
+        const Pixels blur = blurred();
+        QVERIFY(blur != blockPicture(9, 5, 4));
 
         document.reset();
         delete canvas;
@@ -593,6 +599,7 @@ private slots:
         QVERIFY(canvas);
         const int again = filteredMask();
         QVERIFY2(qAbs(again * 2 - 255) <= 2, qPrintable(QString::number(again)));
+        QVERIFY(blurred() == blur);
     }
 };
 
