@@ -15,14 +15,13 @@
 
 #include "vellfuzz.h"
 
-#include "foundation/velldatalocation.h"
 #include "presets/vellfilterpresetswidget.h"
 #include "tools/velltoolbase.h"
 #include "tools/velltoolmanager.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
-#include <QSettings>
 
 #include <cmath>
 #include <cstdio>
@@ -33,7 +32,6 @@ namespace {
 const char *const kToolIds[] = {"invert", "brightness-contrast", "gaussian-blur",
                                 "unsharp-mask", "median", "mask-levels"};
 constexpr int kReaders = 7;   // the plug-ins, then the ".name" reader
-const char *const kPresetFile = "fuzz preset";
 
 [[noreturn]] void fail(const char *rule, const char *tool = "")
 {
@@ -42,15 +40,13 @@ const char *const kPresetFile = "fuzz preset";
     std::abort();
 }
 
-// The example plug-ins, loaded once; the display names read in English.
+// The example plug-ins, loaded once.
 VellToolBase *tool(int index)
 {
     static VellToolBase *tools[6] = {};
     static bool loaded = false;
     if (!loaded) {
         loaded = true;
-        QSettings(VellDataLocation::configFile(), QSettings::IniFormat)
-            .setValue(QStringLiteral("language"), QStringLiteral("en"));
         VellToolManager *manager = VellToolManager::getInstance();
         manager->setToolsPath(QStringLiteral(VELL_PLUGIN_TOOLS_DIR));
         manager->loadTools();
@@ -106,22 +102,27 @@ void checkPreset(VellToolBase *filter, const QByteArray &bytes, bool throughFold
     const QVector<VellToolParameter> list = filter->parameterList();
     start(filter, 0);
     const int recordSize = written(filter).size();
-    if (throughFolder) {
-        QFile file(filter->getPresetsPath() + QLatin1Char('/') + QLatin1String(kPresetFile));
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size())
-            fail("cannot write the preset file", id);
-    }
+    // The data location is shared by every harness process: a name of this
+    // process's own, removed again.
+    const QString presetName = QStringLiteral("fuzz preset %1").arg(QCoreApplication::applicationPid());
+    QFile file(filter->getPresetsPath() + QLatin1Char('/') + presetName);
+    if (throughFolder
+        && (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size()
+            || !file.flush()))
+        fail("cannot write the preset file", id);
 
     QVector<double> before[2], after[2];
     for (int which = 0; which < 2; ++which) {
         start(filter, which);
         before[which] = values(filter);
         if (throughFolder)
-            filter->loadPreset(QLatin1String(kPresetFile));
+            filter->loadPreset(presetName);
         else
             readStream(filter, bytes);
         after[which] = values(filter);
     }
+    if (throughFolder)
+        file.remove();
     const bool accepted = after[0] != before[0] || after[1] != before[1];
     if (!accepted)
         return;
@@ -143,8 +144,8 @@ void checkPreset(VellToolBase *filter, const QByteArray &bytes, bool throughFold
         fail("an accepted preset, written out, reads back to other parameters", id);
 }
 
-// The display name comes from a line "en:<name>" of the companion file, else
-// it is the preset's file name.
+// The display name comes from a line "<language>:<name>" of the companion
+// file, for the settings' language, else it is the preset's file name.
 void checkNames(const QByteArray &bytes)
 {
     const QString path = VellFuzz::writeFile(bytes, QStringLiteral("name"));
@@ -158,10 +159,10 @@ void checkNames(const QByteArray &bytes)
     if (shown.isEmpty() || shown.contains(QLatin1Char('\n')))
         fail("a display name is empty or spans lines");
     // Text mode may drop carriage returns; compare without them.
-    QString text = QString::fromUtf8(bytes);
-    QString line = QStringLiteral("en:") + shown;
+    QString text = QString::fromUtf8(bytes.constData(), bytes.size());   // past any NUL
+    QString line = VellToolManager::languageCode() + QLatin1Char(':') + shown;
     if (!text.remove(QLatin1Char('\r')).contains(line.remove(QLatin1Char('\r'))))
-        fail("a display name that no English line of the file holds");
+        fail("a display name that no line of the settings' language holds");
 }
 
 } // namespace

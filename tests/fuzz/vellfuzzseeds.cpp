@@ -169,6 +169,8 @@ bool toolSeeds()
         return false;
     }
     ok &= save("preset", "names", QByteArray(1, char(6)) + names.readAll());
+    names.close();
+    QDir(named.getPresetsPath()).removeRecursively();   // the data location outlives this run
     return ok;
 }
 
