@@ -120,8 +120,9 @@ void VellBrightnessContrastTool::deserializeParams(QDataStream &in)
 {
     qint32 b = 0, c = 0;
     in >> b >> c;
-    // A short or corrupt record changes nothing.
-    if (in.status() != QDataStream::Ok || qAbs(b) > kLimit || qAbs(c) > kLimit)
+    // A short or corrupt record changes nothing. Compared both ways rather
+    // than through qAbs, which overflows on INT_MIN.
+    if (in.status() != QDataStream::Ok || b < -kLimit || b > kLimit || c < -kLimit || c > kLimit)
         return;
     brightness = b;
     contrast = c;
