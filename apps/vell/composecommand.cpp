@@ -13,7 +13,6 @@
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
 #include "document/velltextlayer.h"
-#include "foundation/vellglobalsettings.h"
 #include "foundation/vellmemory.h"
 #include "gpu/vellgpumanager.h"
 #include "interchange/vellorareader.h"
@@ -721,9 +720,6 @@ int build(const VellHost &host, ComposeJob *job)
     } else {
         vellNote(QStringLiteral("no GL context (%1): compositing on the CPU").arg(host.noGlReason()));
     }
-    VellGlobalSettings *settings = VellGlobalSettings::getInstance();
-    settings->streamReadVersion = 2;    // documents carry the masks' lock and position
-    settings->streamWriteVersion = 2;
 
     if (args.isDocument) {
         const QString &path = args.layers.first().path;

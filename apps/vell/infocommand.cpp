@@ -10,8 +10,12 @@
 #include "document/vellcontext.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
+#include "document/velltextlayer.h"
 #include "interchange/vellorareader.h"
 #include "picture/vellpicturehost.h"
+
+#include <QTextCursor>
+#include <QTextDocument>
 
 #include <memory>
 
@@ -105,6 +109,23 @@ void printGpu(const VellHost &host)
                        yesNo(gl.openGL15Supported())));
 }
 
+// A text layer's text on one line: line breaks shown as "\n", cut after
+// 40 characters.
+QString textExcerpt(QString text)
+{
+    text.replace(QLatin1Char('\n'), QLatin1String("\\n")).replace(QChar::ParagraphSeparator, QLatin1String("\\n"));
+    return text.size() > 40 ? text.left(40) + QStringLiteral("...") : text;
+}
+
+// The font of a text layer's first character (the layer's own font is only
+// the one for new text).
+QFont firstFont(const VellTextLayer *text)
+{
+    QTextCursor cursor(text->getDocument());
+    cursor.movePosition(QTextCursor::NextCharacter);
+    return cursor.charFormat().font();
+}
+
 // An OpenRaster file: its size, its layers top first as our document holds
 // them, and what reading it approximated. ExitFailure when it is refused.
 int printOra(const QString &path)
@@ -116,22 +137,32 @@ int printOra(const QString &path)
         return ExitFailure;
     }
     const VellLayerManager *stack = document->getLayerManager();
+    // Every value in one arg() call: a name holding "%1" stays as it is.
+    const auto number = [](double value) { return QString::number(value, 'g', 6); };
     vellPrint(QStringLiteral("%1: OpenRaster, %2 x %3, %4 (top first)")
-                  .arg(path).arg(reader.imageSize().width()).arg(reader.imageSize().height())
-                  .arg(vellCount(stack->getLayerCount(), "layer")));
+                  .arg(path, number(reader.imageSize().width()), number(reader.imageSize().height()),
+                       vellCount(stack->getLayerCount(), "layer")));
     for (int i = stack->getLayerCount() - 1; i >= 0; --i) {
-        const auto *layer = qobject_cast<const VellLayer *>(stack->getLayer(i));
-        if (!layer)
-            continue;
-        vellPrint(QStringLiteral("  \"%1\": %2 x %3 at %4,%5, %6, opacity %7%8%9%10%11")
-                      .arg(layer->getLayerName()).arg(layer->getWidth()).arg(layer->getHeight())
-                      .arg(layer->getPosition().x()).arg(layer->getPosition().y())
-                      .arg(VellLayerBase::getBlendModeName(layer->getBlendMode()))
-                      .arg(double(layer->getAlpha()), 0, 'g', 6)
-                      .arg(layer->getPictureHost()->getPixelWidth() == 8 ? QStringLiteral(", 16 bits") : QString())
-                      .arg(layer->hasLayerMask() ? QStringLiteral(", masked") : QString())
-                      .arg(layer->visible ? QString() : QStringLiteral(", hidden"))
-                      .arg(stack->currentActiveLayer() == layer ? QStringLiteral(", active") : QString()));
+        const VellLayerBase *base = stack->getLayer(i);
+        const QString look = QStringLiteral("%1, opacity %2")
+                                 .arg(VellLayerBase::getBlendModeName(base->getBlendMode()), number(base->getAlpha()));
+        const QString state = QStringLiteral("%1%2").arg(
+            base->visible ? QString() : QStringLiteral(", hidden"),
+            stack->currentActiveLayer() == base ? QStringLiteral(", active") : QString());
+        const QString name = base->getLayerName();
+        const QString x = number(base->getPosition().x()), y = number(base->getPosition().y());
+        if (const auto *text = qobject_cast<const VellTextLayer *>(base)) {
+            const QString turned = text->getDirection()
+                ? QStringLiteral(", turned %1 degrees").arg(text->getDirection()) : QString();
+            vellPrint(QStringLiteral("  \"%1\": text \"%2\", %3 %4 pt, at %5,%6%7, %8%9")
+                          .arg(textExcerpt(name), textExcerpt(text->getText()), firstFont(text).family(),
+                               number(firstFont(text).pointSizeF()), x, y, turned, look, state));
+        } else if (const auto *layer = qobject_cast<const VellLayer *>(base)) {
+            vellPrint(QStringLiteral("  \"%1\": %2 x %3 at %4,%5, %6%7%8%9")
+                          .arg(name, number(layer->getWidth()), number(layer->getHeight()), x, y, look,
+                               layer->getPictureHost()->getPixelWidth() == 8 ? QStringLiteral(", 16 bits") : QString(),
+                               layer->hasLayerMask() ? QStringLiteral(", masked") : QString(), state));
+        }
     }
     const QStringList warnings = reader.warnings();
     vellPrint(warnings.isEmpty() ? QStringLiteral("  read exactly") : QStringLiteral("  approximated:"));
@@ -151,7 +182,7 @@ int vellInfoCommand(VellHost &host, const QStringList &args)
         return ExitOk;
     }
     if (args.size() == 1 && VellOraReader::canReadFile(args.first())) {
-        host.setUp(VellHost::Headless);
+        host.setUp(VellHost::Headless, true);   // text layers hold fonts
         return printOra(args.first());
     }
     if (!args.isEmpty()) {

@@ -10,7 +10,6 @@
 #include "document/vellcontext.h"
 #include "document/velllayer.h"
 #include "document/velllayermanager.h"
-#include "foundation/vellglobalsettings.h"
 #include "interchange/vellorawriter.h"
 #include "picture/vellpicturehost.h"
 #include "selection/vellselection.h"
@@ -261,9 +260,6 @@ int transformDocument(VellHost &host, const TransformJob &job, Output output)
     }
     if (!host.setImageLimit(job.options.maxSize))
         return ExitUsage;
-    VellGlobalSettings *settings = VellGlobalSettings::getInstance();
-    settings->streamReadVersion = 2;   // documents carry the masks' lock and position
-    settings->streamWriteVersion = 2;
     session.canvas->makeCurrent();
     VellContext *read = vellIsOraFile(job.inputPath) ? vellReadOraFile(job.inputPath)
                                                       : vellReadDocumentFile(job.inputPath);

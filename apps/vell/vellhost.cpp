@@ -110,7 +110,12 @@ void VellHost::setUp(Graphics graphics, bool fonts)
     QCoreApplication::setApplicationVersion(QStringLiteral(VELL_VERSION));
     placeLogFile();
 
-    VellGlobalSettings::getInstance();   // loads config.ini and lastrun.ini
+    // Loads config.ini and lastrun.ini. vell reads and writes documents with
+    // every field of the present records (masks' lock and position, text
+    // direction, vertical layout and scale): the versions are the host's.
+    VellGlobalSettings *settings = VellGlobalSettings::getInstance();
+    settings->streamReadVersion = 2;
+    settings->streamWriteVersion = 2;
     VellConfig::getInstance();           // creates the data folders
 
     // The command XML compiled into vell (data/commands.xml of the sources).

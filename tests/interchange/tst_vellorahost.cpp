@@ -132,6 +132,17 @@ private slots:
         QVERIFY2(output.contains(QLatin1String("OpenRaster, 9 x 7, 2 layers (top first)")), qPrintable(output));
         QVERIFY2(output.contains(QLatin1String("5 x 4 at 3,-1, Overlay, opacity 0.5, masked, active")), qPrintable(output));
         QVERIFY2(output.contains(QLatin1String("read exactly")), qPrintable(output));
+
+        // A text layer, its name holding a place marker that must stay as it is.
+        QCOMPARE(vell({ "compose", "--cpu", "-o", path("text.ora"), path("bottom.png"), "--text",
+                        "50%1 off\nnow", "--at", "2,3", "--font", "DejaVu Sans,9", "--direction", "90" },
+                      &output),
+                 0);
+        QCOMPARE(vell({ "info", path("text.ora") }, &output), 0);
+        QVERIFY2(output.contains(QLatin1String(": text \"50%1 off\\nnow\", DejaVu Sans 9 pt, at 2,3, turned 90 degrees, "
+                                               "Normal, opacity 1")),
+                 qPrintable(output));
+        QVERIFY2(output.contains(QLatin1String("\"50%1 off")), qPrintable(output));
     }
 
     void usage()
