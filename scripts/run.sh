@@ -15,7 +15,7 @@ cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
 
 cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build build -j"$(nproc)" --target vell invert brightnesscontrast
+cmake --build build -j"$(nproc)" --target vell invert brightnesscontrast masklevels
 
 mkdir -p out
 # With no display of its own, give info and compose a virtual one so they can
@@ -35,6 +35,13 @@ gl ./build/apps/vell/vell compose -o out/compose.png --save out/compose.vdoc \
     --text "Hello, Vell" --at 20,20 --font "DejaVu Sans,28" --color "#d02010"
 gl ./build/apps/vell/vell filter data/samples/sample.png out/sample-filtered.png \
     --tool brightness-contrast --param brightness=15 --param contrast=25
+# The saved document turned a quarter clockwise as a whole (layers, mask and
+# text alike) into an OpenRaster file, and what it holds.
+gl ./build/apps/vell/vell transform out/compose.vdoc out/compose-turned.ora --rotate -90
+./build/apps/vell/vell info out/compose-turned.ora
+# A mask filter: the shapes' mask through Mask Levels.
+gl ./build/apps/vell/vell filter $samples/shapes.png out/shapes-mask-levels.png \
+    --tool mask-levels --mask $samples/shapes-mask.png --param black=40 --param white=200
 # Record the filter and a resize as batch steps, then replay them over the
 # bundled folder of three images into out/batch/.
 rm -f out/steps.vba
