@@ -1,5 +1,7 @@
 #include "picture/vellpngwriter.h"
 
+#include "picture/vellsamplerows.h"
+
 #include <QColorSpace>
 #include <QIODevice>
 #include <QImage>
@@ -16,143 +18,33 @@
 
 namespace {
 
-// How a row of the image becomes a row of PNG samples.
-enum class RowKind { Grey8, Rgb32, Rgb888, Argb32, Grey16, Rgbx64, Rgba64 };
-
 const size_t kWindow = 32768;             // deflate's window: the dictionary a strip gets
 const size_t kStripBytes = size_t(1) << 20;   // unfiltered bytes a strip holds by default
 
 struct Layout
 {
-    QImage image;          // in one of the formats RowKind knows
-    RowKind kind = RowKind::Argb32;
+    VellSampleRows rows;
     int colourType = PNG_COLOR_TYPE_RGB_ALPHA;
-    int bitDepth = 8;
     size_t rowBytes = 0;   // the filter byte and the samples
-    int bytesPerPixel = 4;
 };
 
 bool chooseLayout(const QImage &source, Layout *layout)
 {
-    QImage image = source;
-    switch (image.format()) {
-    case QImage::Format_Grayscale8:
-        layout->kind = RowKind::Grey8;
-        break;
-    case QImage::Format_RGB32:
-        layout->kind = RowKind::Rgb32;
-        break;
-    case QImage::Format_RGB888:
-        layout->kind = RowKind::Rgb888;
-        break;
-    case QImage::Format_ARGB32:
-        layout->kind = RowKind::Argb32;
-        break;
-    case QImage::Format_Grayscale16:
-        layout->kind = RowKind::Grey16;
-        break;
-    case QImage::Format_RGBX64:
-        layout->kind = RowKind::Rgbx64;
-        break;
-    case QImage::Format_RGBA64:
-        layout->kind = RowKind::Rgba64;
-        break;
-    case QImage::Format_RGBA64_Premultiplied:
-        image = image.convertToFormat(QImage::Format_RGBA64);
-        layout->kind = RowKind::Rgba64;
-        break;
-    default:
-        image = image.convertToFormat(image.hasAlphaChannel() ? QImage::Format_ARGB32 : QImage::Format_RGB32);
-        layout->kind = image.hasAlphaChannel() ? RowKind::Argb32 : RowKind::Rgb32;
-        break;
-    }
-    if (image.isNull())
+    if (!layout->rows.setImage(source, VellSampleRows::BigEndian))   // PNG samples are big-endian
         return false;
-    int channels = 4;
-    switch (layout->kind) {
-    case RowKind::Grey8:
-    case RowKind::Grey16:
-        channels = 1;
-        layout->colourType = PNG_COLOR_TYPE_GRAY;
-        break;
-    case RowKind::Rgb32:
-    case RowKind::Rgb888:
-    case RowKind::Rgbx64:
-        channels = 3;
-        layout->colourType = PNG_COLOR_TYPE_RGB;
-        break;
-    default:
-        layout->colourType = PNG_COLOR_TYPE_RGB_ALPHA;
-        break;
-    }
-    const bool deep = layout->kind == RowKind::Grey16 || layout->kind == RowKind::Rgbx64
-        || layout->kind == RowKind::Rgba64;
-    layout->bitDepth = deep ? 16 : 8;
-    size_t samples = 0;
-    if (__builtin_mul_overflow(size_t(image.width()), size_t(channels * (deep ? 2 : 1)), &samples)
-        || samples >= size_t(INT_MAX))
-        return false;
-    layout->rowBytes = samples + 1;
-    layout->bytesPerPixel = channels * (deep ? 2 : 1);
-    layout->image = image;
+    const int channels = layout->rows.channels();
+    layout->colourType = channels == 1 ? PNG_COLOR_TYPE_GRAY
+        : channels == 3               ? PNG_COLOR_TYPE_RGB
+                                      : PNG_COLOR_TYPE_RGB_ALPHA;
+    layout->rowBytes = layout->rows.rowBytes() + 1;
     return true;
-}
-
-inline void putWord(uchar *out, quint16 v)
-{
-    out[0] = uchar(v >> 8);   // PNG samples are big-endian
-    out[1] = uchar(v);
 }
 
 // Row y of the image as an unfiltered PNG row: filter byte 0, then samples.
 void packRow(const Layout &layout, int y, uchar *out)
 {
-    const uchar *in = layout.image.constScanLine(y);
-    const int w = layout.image.width();
-    *out++ = 0;
-    switch (layout.kind) {
-    case RowKind::Grey8:
-        std::memcpy(out, in, size_t(w));
-        break;
-    case RowKind::Rgb888:
-        std::memcpy(out, in, size_t(w) * 3);
-        break;
-    case RowKind::Rgb32: {
-        const QRgb *px = reinterpret_cast<const QRgb *>(in);
-        for (int x = 0; x < w; ++x, out += 3) {
-            out[0] = uchar(qRed(px[x]));
-            out[1] = uchar(qGreen(px[x]));
-            out[2] = uchar(qBlue(px[x]));
-        }
-        break;
-    }
-    case RowKind::Argb32: {
-        const QRgb *px = reinterpret_cast<const QRgb *>(in);
-        for (int x = 0; x < w; ++x, out += 4) {
-            out[0] = uchar(qRed(px[x]));
-            out[1] = uchar(qGreen(px[x]));
-            out[2] = uchar(qBlue(px[x]));
-            out[3] = uchar(qAlpha(px[x]));
-        }
-        break;
-    }
-    case RowKind::Grey16: {
-        const quint16 *px = reinterpret_cast<const quint16 *>(in);
-        for (int x = 0; x < w; ++x, out += 2)
-            putWord(out, px[x]);
-        break;
-    }
-    case RowKind::Rgbx64:
-    case RowKind::Rgba64: {
-        // Both hold R, G, B, A words; RGBX64 loses its padding word.
-        const int keep = layout.kind == RowKind::Rgba64 ? 4 : 3;
-        const quint16 *px = reinterpret_cast<const quint16 *>(in);
-        for (int x = 0; x < w; ++x, px += 4)
-            for (int c = 0; c < keep; ++c, out += 2)
-                putWord(out, px[c]);
-        break;
-    }
-    }
+    *out = 0;
+    layout.rows.packRow(y, out + 1);
 }
 
 inline int paeth(int a, int b, int c)   // left, up, upper left
@@ -224,7 +116,7 @@ void deflateStrip(const Layout &layout, int first, int last, bool final, int lev
             std::memset(above, 0, rowBytes);
         for (int y = last - 1; y >= top; --y) {
             uchar *row = raw + size_t(y - top) * rowBytes;
-            filterRow(row, y > top ? row - rowBytes : above, rowBytes, layout.bytesPerPixel, filter);
+            filterRow(row, y > top ? row - rowBytes : above, rowBytes, layout.rows.bytesPerPixel(), filter);
         }
     }
     const size_t dictBytes = size_t(dictRows) * rowBytes;
@@ -310,7 +202,7 @@ struct Job
 // failed.
 bool deflateBatch(Job *job, int first, int count)
 {
-    const int height = job->layout.image.height();
+    const int height = job->layout.rows.image().height();
     int failed = 0;
 #pragma omp parallel for num_threads(job->threads) schedule(dynamic, 1) reduction(+ : failed)
     for (int i = 0; i < count; ++i) {
@@ -361,8 +253,8 @@ bool writeChunks(Job *job)
     // left out with a warning rather than failing the file.
     png_set_benign_errors(png, 1);
     const Layout &layout = job->layout;
-    png_set_IHDR(png, info, png_uint_32(layout.image.width()), png_uint_32(layout.image.height()),
-                 layout.bitDepth, layout.colourType, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_BASE,
+    png_set_IHDR(png, info, png_uint_32(layout.rows.image().width()), png_uint_32(layout.rows.image().height()),
+                 layout.rows.bitsPerSample(), layout.colourType, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_BASE,
                  PNG_FILTER_TYPE_BASE);
     if (job->dotsPerMeterX > 0 && job->dotsPerMeterY > 0)
         png_set_pHYs(png, info, png_uint_32(job->dotsPerMeterX), png_uint_32(job->dotsPerMeterY),
@@ -432,7 +324,7 @@ bool VellPngWriter::write(const QImage &image, QIODevice *device)
         return false;
     }
     const Layout &layout = job.layout;
-    const int height = layout.image.height();
+    const int height = layout.rows.image().height();
     job.sink.device = device;
     job.level = m_level;
     job.filter = m_filter;
@@ -440,10 +332,10 @@ bool VellPngWriter::write(const QImage &image, QIODevice *device)
     job.stripRows = m_stripRows > 0 ? m_stripRows : int(std::max<size_t>(1, kStripBytes / layout.rowBytes));
     job.stripRows = std::min(job.stripRows, height);
     job.strips = (height + job.stripRows - 1) / job.stripRows;
-    if (layout.image.colorSpace().isValid())
-        job.iccProfile = layout.image.colorSpace().iccProfile();
-    job.dotsPerMeterX = layout.image.dotsPerMeterX();
-    job.dotsPerMeterY = layout.image.dotsPerMeterY();
+    if (layout.rows.image().colorSpace().isValid())
+        job.iccProfile = layout.rows.image().colorSpace().iccProfile();
+    job.dotsPerMeterX = layout.rows.image().dotsPerMeterX();
+    job.dotsPerMeterY = layout.rows.image().dotsPerMeterY();
 
     // Each slot holds a strip with its dictionary rows, and the deflate
     // bound of the strip with room for the stream's header before it and

@@ -1,5 +1,7 @@
 #include "picture/velltiffwriter.h"
 
+#include "picture/vellsamplerows.h"
+
 #include <QBuffer>
 #include <QColorSpace>
 #include <QIODevice>
@@ -14,134 +16,10 @@
 #include <cstring>
 #include <vector>
 
-static_assert(Q_BYTE_ORDER == Q_LITTLE_ENDIAN, "16-bit samples are copied as they lie in memory into a little-endian file");
-
 namespace {
-
-// How a row of the image becomes a row of TIFF samples.
-enum class RowKind { Grey8, Rgb32, Rgb888, Argb32, Rgba8888, Grey16, Rgbx64, Rgba64 };
 
 const size_t kStripBytes = size_t(1) << 18;   // samples a strip holds by default
 const size_t kBatchStrips = 32;               // strips converted before they are written
-
-struct Layout
-{
-    QImage image;          // in one of the formats RowKind knows
-    RowKind kind = RowKind::Argb32;
-    int channels = 4;
-    int bitsPerSample = 8;
-    size_t rowBytes = 0;
-};
-
-bool chooseLayout(const QImage &source, Layout *layout)
-{
-    QImage image = source;
-    switch (image.format()) {
-    case QImage::Format_Grayscale8:
-        layout->kind = RowKind::Grey8;
-        break;
-    case QImage::Format_RGB32:
-        layout->kind = RowKind::Rgb32;
-        break;
-    case QImage::Format_RGB888:
-        layout->kind = RowKind::Rgb888;
-        break;
-    case QImage::Format_ARGB32:
-        layout->kind = RowKind::Argb32;
-        break;
-    case QImage::Format_RGBA8888:
-        layout->kind = RowKind::Rgba8888;
-        break;
-    case QImage::Format_Grayscale16:
-        layout->kind = RowKind::Grey16;
-        break;
-    case QImage::Format_RGBX64:
-        layout->kind = RowKind::Rgbx64;
-        break;
-    case QImage::Format_RGBA64:
-        layout->kind = RowKind::Rgba64;
-        break;
-    case QImage::Format_RGBA64_Premultiplied:
-        image = image.convertToFormat(QImage::Format_RGBA64);
-        layout->kind = RowKind::Rgba64;
-        break;
-    default:
-        image = image.convertToFormat(image.hasAlphaChannel() ? QImage::Format_ARGB32 : QImage::Format_RGB32);
-        layout->kind = image.hasAlphaChannel() ? RowKind::Argb32 : RowKind::Rgb32;
-        break;
-    }
-    if (image.isNull())
-        return false;
-    switch (layout->kind) {
-    case RowKind::Grey8:
-    case RowKind::Grey16:
-        layout->channels = 1;
-        break;
-    case RowKind::Rgb32:
-    case RowKind::Rgb888:
-    case RowKind::Rgbx64:
-        layout->channels = 3;
-        break;
-    default:
-        layout->channels = 4;
-        break;
-    }
-    const bool deep = layout->kind == RowKind::Grey16 || layout->kind == RowKind::Rgbx64
-        || layout->kind == RowKind::Rgba64;
-    layout->bitsPerSample = deep ? 16 : 8;
-    if (__builtin_mul_overflow(size_t(image.width()), size_t(layout->channels * (deep ? 2 : 1)), &layout->rowBytes)
-        || layout->rowBytes >= size_t(INT_MAX))
-        return false;
-    layout->image = image;
-    return true;
-}
-
-// Row y of the image as TIFF samples: R, G, B(, A) or grey, 16-bit ones
-// little-endian.
-void packRow(const Layout &layout, int y, uchar *out)
-{
-    const uchar *in = layout.image.constScanLine(y);
-    const int w = layout.image.width();
-    switch (layout.kind) {
-    case RowKind::Grey8:
-    case RowKind::Rgb888:
-    case RowKind::Rgba8888:
-    case RowKind::Grey16:
-    case RowKind::Rgba64:
-        std::memcpy(out, in, layout.rowBytes);
-        break;
-    case RowKind::Rgb32: {
-        const QRgb *px = reinterpret_cast<const QRgb *>(in);
-        for (int x = 0; x < w; ++x, out += 3) {
-            out[0] = uchar(qRed(px[x]));
-            out[1] = uchar(qGreen(px[x]));
-            out[2] = uchar(qBlue(px[x]));
-        }
-        break;
-    }
-    case RowKind::Argb32: {
-        // B, G, R, A bytes to R, G, B, A: the red and blue bytes of each
-        // little-endian word swap, in a loop the compiler vectorises.
-        const quint32 *px = reinterpret_cast<const quint32 *>(in);
-        quint32 *o = reinterpret_cast<quint32 *>(out);   // rows of the batch are 4-byte aligned
-        for (int x = 0; x < w; ++x) {
-            const quint32 p = px[x];
-            o[x] = (p & 0xff00ff00u) | (p >> 16 & 0xffu) | (p & 0xffu) << 16;
-        }
-        break;
-    }
-    case RowKind::Rgbx64: {
-        const quint16 *px = reinterpret_cast<const quint16 *>(in);
-        quint16 *o = reinterpret_cast<quint16 *>(out);
-        for (int x = 0; x < w; ++x, px += 4, o += 3) {
-            o[0] = px[0];
-            o[1] = px[1];
-            o[2] = px[2];
-        }
-        break;
-    }
-    }
-}
 
 // The device libtiff writes to: offsets count from where the device stood
 // when the write began.
@@ -243,19 +121,19 @@ private:
     TIFF *m_tiff = nullptr;
 };
 
-bool setTags(TIFF *tiff, const Layout &layout, uint32_t stripRows)
+bool setTags(TIFF *tiff, const VellSampleRows &rows, uint32_t stripRows)
 {
-    const QImage &image = layout.image;
+    const QImage &image = rows.image();
     bool ok = TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, uint32_t(image.width()))
         && TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, uint32_t(image.height()))
-        && TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, uint16_t(layout.bitsPerSample))
-        && TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, uint16_t(layout.channels))
-        && TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, uint16_t(layout.channels == 1 ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB))
+        && TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, uint16_t(rows.bitsPerSample()))
+        && TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, uint16_t(rows.channels()))
+        && TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, uint16_t(rows.channels() == 1 ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_RGB))
         && TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, uint16_t(PLANARCONFIG_CONTIG))
         && TIFFSetField(tiff, TIFFTAG_COMPRESSION, uint16_t(COMPRESSION_NONE))
         && TIFFSetField(tiff, TIFFTAG_ORIENTATION, uint16_t(ORIENTATION_TOPLEFT))
         && TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, stripRows);
-    if (ok && layout.channels == 4) {
+    if (ok && rows.channels() == 4) {
         const uint16_t extra[] = {EXTRASAMPLE_UNASSALPHA};
         ok = TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, uint16_t(1), extra);
     }
@@ -283,19 +161,21 @@ bool VellTiffWriter::write(const QImage &source, QIODevice *device)
         return fail(QStringLiteral("no image to write"));
     if (!device || !device->isWritable())
         return fail(QStringLiteral("the device is not open for writing"));
-    Layout layout;
-    if (!chooseLayout(source, &layout))
+    // Samples in this machine's byte order, which libtiff marks in the file.
+    VellSampleRows rows;
+    if (!rows.setImage(source, Q_BYTE_ORDER == Q_BIG_ENDIAN ? VellSampleRows::BigEndian
+                                                               : VellSampleRows::LittleEndian))
         return fail(QStringLiteral("no memory to convert the image"));
-    const int height = layout.image.height();
+    const int height = rows.image().height();
     const uint32_t stripRows = m_stripRows > 0
         ? uint32_t(std::min(m_stripRows, height))
-        : uint32_t(std::clamp<size_t>(kStripBytes / layout.rowBytes, 1, size_t(height)));
+        : uint32_t(std::clamp<size_t>(kStripBytes / rows.rowBytes(), 1, size_t(height)));
     // One batch of whole strips; its size is below kBatchStrips * max(row,
     // kStripBytes), far from overflowing.
     const size_t batchRows = std::min(size_t(stripRows) * kBatchStrips, size_t(height));
     std::vector<uchar> batch;
     try {
-        batch.resize(batchRows * layout.rowBytes);
+        batch.resize(batchRows * rows.rowBytes());
     } catch (const std::bad_alloc &) {
         return fail(QStringLiteral("no memory for a batch of strips"));
     }
@@ -314,19 +194,19 @@ bool VellTiffWriter::write(const QImage &source, QIODevice *device)
         TIFF *tiff = handle.get();
         if (!tiff)
             return fail(QStringLiteral("libtiff could not start a file"));
-        if (!setTags(tiff, layout, stripRows))
+        if (!setTags(tiff, rows, stripRows))
             return fail(QStringLiteral("libtiff refused the image's tags"));
         uint32_t strip = 0;
         for (int top = 0; top < height; top += int(batchRows)) {
-            const int rows = std::min(int(batchRows), height - top);
+            const int count = std::min(int(batchRows), height - top);
             uchar *bytes = batch.data();
-            const size_t rowBytes = layout.rowBytes;
+            const size_t rowBytes = rows.rowBytes();
 #pragma omp parallel for schedule(static)
-            for (int y = 0; y < rows; ++y)
-                packRow(layout, top + y, bytes + size_t(y) * rowBytes);
-            for (int at = 0; at < rows; at += int(stripRows), ++strip) {
-                const size_t count = size_t(std::min(int(stripRows), rows - at)) * rowBytes;
-                if (TIFFWriteRawStrip(tiff, strip, bytes + size_t(at) * rowBytes, tmsize_t(count)) != tmsize_t(count))
+            for (int y = 0; y < count; ++y)
+                rows.packRow(top + y, bytes + size_t(y) * rowBytes);
+            for (int at = 0; at < count; at += int(stripRows), ++strip) {
+                const size_t bytesOut = size_t(std::min(int(stripRows), count - at)) * rowBytes;
+                if (TIFFWriteRawStrip(tiff, strip, bytes + size_t(at) * rowBytes, tmsize_t(bytesOut)) != tmsize_t(bytesOut))
                     return fail(QStringLiteral("a strip could not be written"));
             }
         }
