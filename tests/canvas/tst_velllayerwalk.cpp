@@ -19,7 +19,7 @@ namespace {
 
 // One layer of a test stack. Flags: "hidden", "excluded", "nohost" (a raster
 // layer without pixels), "nothumb" (no display texture), "mask", "text".
-struct Spec
+struct LayerPlan
 {
     int mode = VellBlend::Normal;
     QStringList flags;
@@ -43,24 +43,24 @@ private:
     const bool thumb;
 };
 
-VellLayerBase *makeLayer(const Spec &spec)
+VellLayerBase *makeLayer(const LayerPlan &plan)
 {
-    const bool thumb = !spec.flags.contains(QStringLiteral("nothumb"));
+    const bool thumb = !plan.flags.contains(QStringLiteral("nothumb"));
     VellLayerBase *layer = nullptr;
-    if (spec.flags.contains(QStringLiteral("text"))) {
+    if (plan.flags.contains(QStringLiteral("text"))) {
         layer = new StandInLayer<VellLayerBase>(QStringLiteral("text"), thumb);
         layer->setType(VellLayerType::Text);
     } else {
         auto *raster = new StandInLayer<VellLayer>(QStringLiteral("raster"), thumb);
-        if (!spec.flags.contains(QStringLiteral("nohost")))
+        if (!plan.flags.contains(QStringLiteral("nohost")))
             raster->setVellPictureHost(new VellPictureHost(4, 3, 4));
-        if (spec.flags.contains(QStringLiteral("mask")))
+        if (plan.flags.contains(QStringLiteral("mask")))
             raster->createLayerMask();
         layer = raster;
     }
-    layer->setBlendMode(spec.mode);
-    layer->visible = !spec.flags.contains(QStringLiteral("hidden"));
-    layer->excluded = spec.flags.contains(QStringLiteral("excluded"));
+    layer->setBlendMode(plan.mode);
+    layer->visible = !plan.flags.contains(QStringLiteral("hidden"));
+    layer->excluded = plan.flags.contains(QStringLiteral("excluded"));
     return layer;
 }
 
@@ -78,7 +78,7 @@ QString describe(const QVector<VellDrawnLayer> &drawn)
 
 } // namespace
 
-Q_DECLARE_METATYPE(QVector<Spec>)
+Q_DECLARE_METATYPE(QVector<LayerPlan>)
 
 class TestVellLayerWalk : public QObject
 {
@@ -100,43 +100,43 @@ private slots:
     void drawnLayers_data()
     {
         using namespace VellBlend;
-        QTest::addColumn<QVector<Spec>>("stack");
+        QTest::addColumn<QVector<LayerPlan>>("stack");
         QTest::addColumn<QString>("display");
         QTest::addColumn<QString>("displayPart");
         QTest::addColumn<QString>("exported");
         QTest::addColumn<QString>("histogram");
 
         QTest::newRow("bottom first, the bottom as Normal")
-            << QVector<Spec>{{Screen, {}}, {Multiply, {}}, {Normal, {}}}
+            << QVector<LayerPlan>{{Screen, {}}, {Multiply, {}}, {Normal, {}}}
             << "0:0:over 1:30:blend 2:0:over" << "0:0:over 1:30:over 2:0:over"
             << "0:0:blend 1:30:blend 2:0:blend" << "0:0:over 1:30:over 2:0:over";
         QTest::newRow("hidden and excluded layers skipped")
-            << QVector<Spec>{{Normal, {}}, {Multiply, {"hidden"}}, {Screen, {"excluded"}}, {Overlay, {}}}
+            << QVector<LayerPlan>{{Normal, {}}, {Multiply, {"hidden"}}, {Screen, {"excluded"}}, {Overlay, {}}}
             << "0:0:over 3:120:blend" << "0:0:over 3:120:over" << "0:0:blend 3:120:blend"
             << "0:0:over 3:120:over";
         QTest::newRow("a hidden bottom leaves the next layer its mode")
-            << QVector<Spec>{{Normal, {"hidden"}}, {Multiply, {}}}
+            << QVector<LayerPlan>{{Normal, {"hidden"}}, {Multiply, {}}}
             << "1:30:blend" << "1:30:over" << "1:30:blend" << "1:30:over";
         QTest::newRow("a mask needs the shader even in Normal")
-            << QVector<Spec>{{Normal, {}}, {Normal, {"mask"}}}
+            << QVector<LayerPlan>{{Normal, {}}, {Normal, {"mask"}}}
             << "0:0:over 1:0:blend" << "0:0:over 1:0:over" << "0:0:blend 1:0:blend"
             << "0:0:over 1:0:over";
         QTest::newRow("a raster layer without pixels is neither shown nor exported")
-            << QVector<Spec>{{Normal, {}}, {Darken, {"nohost"}}}
+            << QVector<LayerPlan>{{Normal, {}}, {Darken, {"nohost"}}}
             << "0:0:over" << "0:0:over 1:20:over" << "0:0:blend" << "0:0:over 1:20:over";
         QTest::newRow("no display texture: only the full-resolution composites")
-            << QVector<Spec>{{Normal, {}}, {Multiply, {"nothumb"}}}
+            << QVector<LayerPlan>{{Normal, {}}, {Multiply, {"nothumb"}}}
             << "0:0:over" << "0:0:over" << "0:0:blend 1:30:blend" << "0:0:over 1:30:over";
         QTest::newRow("text layers are only shown")
-            << QVector<Spec>{{Normal, {}}, {Multiply, {"text"}}, {Screen, {"text", "nothumb"}}}
+            << QVector<LayerPlan>{{Normal, {}}, {Multiply, {"text"}}, {Screen, {"text", "nothumb"}}}
             << "0:0:over 1:30:blend" << "0:0:over" << "0:0:blend" << "0:0:over";
     }
     void drawnLayers()
     {
-        QFETCH(QVector<Spec>, stack);
+        QFETCH(QVector<LayerPlan>, stack);
         VellLayerManager *manager = document->getLayerManager();
-        for (const Spec &spec : stack)
-            manager->insertLayer(makeLayer(spec), manager->getLayers().size(), false);
+        for (const LayerPlan &plan : stack)
+            manager->insertLayer(makeLayer(plan), manager->getLayers().size(), false);
         QCOMPARE(manager->getLayerCount(), stack.size());
 
         const QPair<VellLayerWalk::Composite, const char *> composites[] = {
