@@ -16,7 +16,6 @@
 
 #include <QBuffer>
 #include <QDataStream>
-#include <QFileInfo>
 #include <QOpenGLContext>
 #include <QSet>
 #include <QXmlStreamWriter>
@@ -421,9 +420,8 @@ QString VellOraWriter::xmlSafe(const QString &text)
 bool VellOraWriter::write(VellContext *document, const QString &path)
 {
     error.clear();
-    const QString file = QFileInfo(path).fileName();
     const auto refuse = [&](const QString &reason) {
-        error = QStringLiteral("%1: %2").arg(file, reason);
+        error = QStringLiteral("%1: %2").arg(path, reason);   // the path as given: a missing folder shows
         VellLog::Instance()->Log("VellOraWriter: %s\n", qPrintable(error));
         return false;
     };

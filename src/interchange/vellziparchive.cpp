@@ -110,7 +110,7 @@ bool VellZipArchive::commit()
     if (zip_close(za) != 0) {
         const QString reason = libzipError(za);
         close();   // discards; the target was never replaced
-        return fail(QStringLiteral("cannot write (%1)").arg(reason));
+        return fail(reason);   // libzip's words name the step and the system's reason
     }
     archive = nullptr;
     close();

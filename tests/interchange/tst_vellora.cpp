@@ -376,8 +376,11 @@ private slots:
     {
         std::unique_ptr<VellContext> document = OraTest::makeDocument(QSize(7, 5), { LayerSpec() });
         VellOraWriter writer;
-        QVERIFY(!writer.write(document.get(), dir.filePath(QStringLiteral("missing/folder/x.ora"))));
-        QVERIFY(writer.errorString().startsWith(QLatin1String("x.ora: ")));
+        const QString missing = dir.filePath(QStringLiteral("missing/folder/x.ora"));
+        QVERIFY(!writer.write(document.get(), missing));
+        QVERIFY2(writer.errorString().startsWith(missing + QStringLiteral(": "))
+                     && writer.errorString().contains(QLatin1String("No such file or directory")),
+                 qPrintable(writer.errorString()));
 
         QTemporaryDir folder;
         const QString occupied = folder.filePath(QStringLiteral("occupied.ora"));
