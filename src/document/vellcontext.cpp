@@ -20,10 +20,13 @@
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
+#include <QTransform>
 
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <utility>
+#include <vector>
 
 VellContext::VellContext(QObject *parent)
     : QObject(parent), layerManager(new VellLayerManager), history(new VellHistory(this))
@@ -202,8 +205,8 @@ bool VellContext::refuseGeometry(const QString &reason)
     return false;
 }
 
-bool VellContext::transformDocument(const QSize &newSize,
-                                    const std::function<bool(VellLayerBase *)> &step)
+bool VellContext::transformDocument(const QSize &newSize, const std::function<bool(VellLayerBase *)> &step,
+                                    const std::function<QImage(const QImage &)> &mapSelection)
 {
     if (undoing)
         return refuseGeometry(QStringLiteral("the history is replaying a step"));
@@ -223,6 +226,16 @@ bool VellContext::transformDocument(const QSize &newSize,
     if (canvas)
         canvas->makeCurrent();
     const QSize before = getDocumentSize();
+    // The coverage to carry over; a selection of everything stays one.
+    QImage coverage;
+    const bool wholeSelected = selection && selection->getType() == VellSelectionKind::Whole && selection->displayFull();
+    if (selection && selection->hasSelection() && !wholeSelected && selection->getMask()) {
+        const QImage shared(selection->getMask(), selection->getWidth(), selection->getHeight(),
+                            selection->getPaddedWidth(), QImage::Format_Grayscale8);
+        coverage = mapSelection(shared.copy()).convertToFormat(QImage::Format_Grayscale8);
+        if (coverage.size() != newSize)
+            return refuseGeometry(QStringLiteral("the selection could not follow the document"));
+    }
     std::unique_ptr<VellMemoCanvasAndLayersChange> memo(new VellMemoCanvasAndLayersChange(this));
     if (memo->getBytes().isEmpty())
         return refuseGeometry(QStringLiteral("the document could not be recorded for undo"));
@@ -254,7 +267,17 @@ bool VellContext::transformDocument(const QSize &newSize,
             selection->resize(newSize.width(), newSize.height(), false);
             selection->initMasks();
         }
-        selection->deselect();
+        if (wholeSelected) {
+            selection->selectAll();
+        } else if (!coverage.isNull()) {
+            std::vector<uchar> bytes(size_t(selection->getByteCount()));
+            for (int y = 0; y < newSize.height(); ++y)
+                std::memcpy(bytes.data() + size_t(y) * size_t(selection->getPaddedWidth()), coverage.constScanLine(y),
+                            size_t(newSize.width()));
+            selection->copyMask(bytes.data());
+        } else {
+            selection->deselect();
+        }
     }
     if (lastMemo) {
         VellHistoryMemo *pending = lastMemo;
@@ -307,6 +330,8 @@ bool VellContext::rotateDocument(int degrees)
                 text->setPosition(QPointF(W - p.x(), H - p.y()));
         }
         return true;
+    }, [degrees](const QImage &coverage) {   // exact for quarter turns; 90 is counter-clockwise
+        return coverage.transformed(QTransform().rotate(-degrees));
     });
 }
 
@@ -341,7 +366,7 @@ bool VellContext::flipDocument(bool leftRight)
                                           H - (p.y() + from.top() + from.height()) - to.top()));
         }
         return true;
-    });
+    }, [leftRight](const QImage &coverage) { return coverage.mirrored(leftRight, !leftRight); });
 }
 
 bool VellContext::resizeDocument(const QSize &newSize)
@@ -379,6 +404,8 @@ bool VellContext::resizeDocument(const QSize &newSize)
             text->setPosition(QPointF(p.x() * sx, p.y() * sy));
         }
         return true;
+    }, [&newSize](const QImage &coverage) {
+        return coverage.scaled(newSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     });
 }
 
@@ -410,7 +437,7 @@ bool VellContext::clipDocument(const QRect &rect)
             return false;
         raster->setPosition(QPointF(part.topLeft()) - shift);
         return true;
-    });
+    }, [&cut](const QImage &coverage) { return coverage.copy(cut); });
 }
 
 QDataStream &operator<<(QDataStream &out, VellContext *context)

@@ -118,9 +118,10 @@ public:
     // (the canvas's, which resizes the selection, or the selection's
     // without a canvas). One canvas-and-layers memo, pushed after the
     // pending last memo, makes it one undo step that restores every layer's
-    // pixels, mask, position and the size; redo repeats it. The selection is
-    // cleared, since it would no longer fit what it selected, and the
-    // canvas, if any, renders the document again.
+    // pixels, mask, position, the size and the selection; redo repeats it.
+    // The selection goes with the document (turned, mirrored, scaled with
+    // smoothing, or cropped), and the canvas, if any, renders the document
+    // again.
     //
     // Raster layers go through their own geometry (their masks with them)
     // and land where the document's map puts their rectangle; text layers
@@ -177,8 +178,11 @@ private:
     bool refuseGeometry(const QString &reason);
     // The common frame of the whole-document operations: checks, the memo,
     // `step` on every layer of the stack (false: refused; the layers are put
-    // back), then the new size, the selection and the canvas.
-    bool transformDocument(const QSize &newSize, const std::function<bool(VellLayerBase *)> &step);
+    // back), then the new size, the selection (its coverage as a grey image
+    // of the old size through `mapSelection`, which gives one of the new
+    // size) and the canvas.
+    bool transformDocument(const QSize &newSize, const std::function<bool(VellLayerBase *)> &step,
+                           const std::function<QImage(const QImage &)> &mapSelection);
 
     QString fileName;
     QString geometryError;

@@ -11,6 +11,7 @@
 #include "foundation/vellmemory.h"
 #include "history/vellmemoloaderthread.h"
 #include "picture/vellpicturehost.h"
+#include "picture/vellchannel.h"
 #include "selection/vellselection.h"
 
 #include <QBuffer>
@@ -23,6 +24,9 @@
 #include <vector>
 
 namespace {
+
+// What a record holds of the document's selection.
+const qint8 kNothingSelected = 0, kAllSelected = 1, kCoverageSelected = 2;
 
 // One layer's state as read from the bytes, before it is applied.
 struct LayerState
@@ -118,6 +122,15 @@ bool VellMemoCanvasAndLayersChange::save(VellContext *context, QByteArray *bytes
                 << text->isVertical() << text->getTextScale();
         }
     }
+    // Last, the selection: nothing, everything, or its coverage.
+    const VellSelection *selection = context->getSelection();
+    const bool whole = selection && selection->getType() == VellSelectionKind::Whole && selection->displayFull();
+    const qint8 selected = !selection || !selection->hasSelection() ? kNothingSelected
+        : whole                                                    ? kAllSelected
+                                                                   : kCoverageSelected;
+    out << selected;
+    if (selected == kCoverageSelected)
+        out << static_cast<const VellChannel *>(selection);
     bytes->squeeze();
     return out.status() == QDataStream::Ok;
 }
@@ -172,6 +185,18 @@ bool VellMemoCanvasAndLayersChange::load(VellContext *context, const QByteArray 
                 return false;
         }
     }
+    qint8 selected = kNothingSelected;
+    in >> selected;
+    std::unique_ptr<VellChannel> coverage;
+    if (selected == kCoverageSelected) {
+        VellChannel *read = nullptr;
+        in >> &read;   // checks its sizes against what the bytes supply
+        coverage.reset(read);
+        if (!read || read->getWidth() != width || read->getHeight() != height)
+            return false;
+    } else if (selected != kNothingSelected && selected != kAllSelected) {
+        return false;
+    }
     if (in.status() != QDataStream::Ok || !buffer.atEnd())
         return false;   // bytes of another layer list
 
@@ -214,6 +239,14 @@ bool VellMemoCanvasAndLayersChange::load(VellContext *context, const QByteArray 
             text->setFont(state.font);
             text->setText(state.text);   // renames the layer after it unless kept
         }
+    }
+    if (VellSelection *selection = context->getSelection()) {
+        if (selected == kAllSelected)
+            selection->selectAll();
+        else if (coverage && selection->getByteCount() == coverage->getByteCount())
+            selection->copyMask(coverage->getData());
+        else
+            selection->deselect();
     }
     return true;
 }

@@ -20,7 +20,9 @@
 // host in the host's stream form, then whether it has a mask (bool) and, if
 // so, the mask in its stream form and the mask position (QPointF); for a
 // text layer its plain text, font, direction (qint32), vertical flag and text
-// scale (QSizeF). The active layer is kept in the memo, not in the bytes.
+// scale (QSizeF). Last the selection: qint8 0 (nothing selected), 1
+// (everything) or 2 followed by its coverage in the channel's stream form.
+// The active layer is kept in the memo, not in the bytes.
 //
 // Owns its bytes. GUI thread, apart from the loader's transfers.
 class VellMemoCanvasAndLayersChange : public VellHistoryMemo

@@ -18,6 +18,7 @@
 #include <QtTest>
 
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -201,6 +202,7 @@ QByteArray documentState(VellContext &document)
         if (auto *text = qobject_cast<VellTextLayer *>(layer))
             out << text->toHtml() << text->getFont().pointSizeF() << text->getDirection();
     }
+    out << document.getSelection()->hasSelection() << maskBytes(document.getSelection());
     return state;
 }
 
@@ -568,6 +570,12 @@ private slots:
         text->setPosition(QPointF(8, 12));
         stack->addLayer(text, false);
         const QRect textRect = text->getDocumentRect();
+        VellSelection *selection = document->getSelection();
+        const QByteArray coverage = VellGLTestContext::patternBytes(40 * 30, 7);
+        QByteArray padded(int(selection->getByteCount()), '\0');
+        for (int y = 0; y < 30; ++y)
+            std::memcpy(padded.data() + y * selection->getPaddedWidth(), coverage.constData() + y * 40, 40);
+        QVERIFY(selection->copyMask(reinterpret_cast<const uchar *>(padded.constData())));
         const QByteArray before = documentState(*document);
         const int memos = document->getHistory()->getMemoCount();
 
@@ -580,8 +588,14 @@ private slots:
             return;
         }
         QCOMPARE(document->getDocumentSize(), size);
-        QCOMPARE(QSize(document->getSelection()->getWidth(), document->getSelection()->getHeight()), size);
+        QCOMPARE(QSize(selection->getWidth(), selection->getHeight()), size);
         const bool exact = std::fabs(map.determinant()) == 1;
+        // The selection goes with the document: moved exactly, or scaled.
+        QVERIFY(selection->hasSelection());
+        if (exact)
+            QCOMPARE(movedExactly(coverage, QSize(40, 30), maskBytes(selection), size, 1, map), QString());
+        else
+            QVERIFY(maskBytes(selection).count('\0') < size.width() * size.height());
         for (int i : {0, 1}) {
             auto *layer = static_cast<VellLayer *>(stack->getLayer(i));
             const QRect got(layer->getPosition().toPoint(), QSize(layer->getWidth(), layer->getHeight()));
