@@ -53,19 +53,19 @@ QVector4D channelMask(int editingChannel)
                      editingChannel & VellChannelBits::Blue ? 1.0f : 0.0f, 1.0f);
 }
 
-QByteArray serialized(VellToolBase *tool)
-{
-    QByteArray bytes;
-    QDataStream out(&bytes, QIODevice::WriteOnly);
-    out.setVersion(QDataStream::Qt_4_8);
-    tool->serializeParams(out);
-    return bytes;
-}
-
 } // namespace
 
 VellToolBase::PresetsViewMaker VellToolBase::presetsViewMaker;
 VellToolBase::BatchRecorder VellToolBase::batchRecorder;
+
+QByteArray VellToolBase::parameterBytes()
+{
+    QByteArray bytes;
+    QDataStream out(&bytes, QIODevice::WriteOnly);
+    out.setVersion(QDataStream::Qt_4_8);
+    serializeParams(out);
+    return bytes;
+}
 
 VellToolBase::VellToolBase(QObject *parent) : IVellTool(parent)
 {
@@ -489,7 +489,7 @@ void VellToolBase::processUndo(bool silent)
         return;
     if (silent || document->batchFlag || document->quietFlag) {
         if (document->batchFlag && batchRecorder)
-            batchRecorder(document, toolId, actionText(), serialized(this));
+            batchRecorder(document, toolId, actionText(), parameterBytes());
         return;
     }
     VellLayer *image = currentImageLayer(false);
@@ -522,7 +522,7 @@ void VellToolBase::processUndo(bool silent)
         }
         VellLog::Instance()->Log("Full Picgture Memo\n");
     }
-    const QByteArray parameters = serialized(this);
+    const QByteArray parameters = parameterBytes();
     VellSelection *selection = document->getSelection();
     document->setLastMemo(new VellParamMemo(document, &parameters, this, index,
                                             selection ? selection->getHistoryIndex() : -1));
@@ -587,7 +587,7 @@ void VellToolBase::resetDefault()
 
 void VellToolBase::pushParam()
 {
-    paramStack.push(serialized(this));
+    paramStack.push(parameterBytes());
 }
 
 void VellToolBase::popParam()

@@ -111,6 +111,9 @@ public:
     virtual void resetDefault();
     virtual void cancel();
     virtual void serializeParams(QDataStream &out) { Q_UNUSED(out) }
+    // The parameter record serializeParams() writes, as the bytes presets,
+    // batch steps and undo keep.
+    QByteArray parameterBytes();
     virtual void deserializeParams(QDataStream &in) { Q_UNUSED(in) }
     virtual bool isSupportWheel() { return supportsWheel; }
     virtual bool isChannelSupported() { return channelSupported; }

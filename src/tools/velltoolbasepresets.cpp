@@ -107,12 +107,12 @@ void VellToolBase::saveCurrentPreset()
     }
     const QString path = folder.filePath(chosen);
     QFile file(path);
+    const QByteArray record = parameterBytes();
     if (!file.open(QIODevice::WriteOnly))
         return;
-    {
-        QDataStream out(&file);
-        out.setVersion(QDataStream::Qt_4_8);
-        serializeParams(out);
+    if (file.write(record) != record.size() || !file.flush()) {
+        file.remove();   // no half-written preset
+        return;
     }
     file.close();
     QFile names(path + QLatin1String(kNameSuffix));

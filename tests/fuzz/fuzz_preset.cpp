@@ -68,15 +68,6 @@ QVector<double> values(VellToolBase *filter)
     return v;
 }
 
-QByteArray written(VellToolBase *filter)
-{
-    QByteArray bytes;
-    QDataStream out(&bytes, QIODevice::WriteOnly);
-    out.setVersion(QDataStream::Qt_4_8);
-    filter->serializeParams(out);
-    return bytes;
-}
-
 void readStream(VellToolBase *filter, const QByteArray &bytes)
 {
     QDataStream in(bytes);
@@ -101,7 +92,7 @@ void checkPreset(VellToolBase *filter, const QByteArray &bytes, bool throughFold
     const char *id = toolId.constData();
     const QVector<VellToolParameter> list = filter->parameterList();
     start(filter, 0);
-    const int recordSize = written(filter).size();
+    const int recordSize = filter->parameterBytes().size();
     // The data location is shared by every harness process: a name of this
     // process's own, removed again.
     const QString presetName = QStringLiteral("fuzz preset %1").arg(QCoreApplication::applicationPid());
@@ -137,7 +128,7 @@ void checkPreset(VellToolBase *filter, const QByteArray &bytes, bool throughFold
         if (list.at(i).integral && v != std::floor(v))
             fail("a preset set a whole-number parameter to a fraction", id);
     }
-    const QByteArray again = written(filter);
+    const QByteArray again = filter->parameterBytes();
     start(filter, 1);
     readStream(filter, again);
     if (values(filter) != after[0])

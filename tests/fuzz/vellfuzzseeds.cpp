@@ -134,7 +134,7 @@ bool toolSeeds()
             return false;
         }
         tool->initParams();
-        const QByteArray defaults = streamed([&](QDataStream &out) { tool->serializeParams(out); });
+        const QByteArray defaults = tool->parameterBytes();
         ok &= save("preset", QStringLiteral("%1-default").arg(ids[i]), QByteArray(1, char(i)) + defaults);
         if (i == 0) {
             VellToolRecord one;
@@ -154,7 +154,7 @@ bool toolSeeds()
         for (const VellToolParameter &p : parameters)
             ok &= tool->setParameterValue(p.name, p.minimum);
         ok &= save("preset", QStringLiteral("%1-minimum-folder").arg(ids[i]),
-                   QByteArray(1, char(0x80 | i)) + streamed([&](QDataStream &out) { tool->serializeParams(out); }));
+                   QByteArray(1, char(0x80 | i)) + tool->parameterBytes());
         record.Recode(tool);
         tool->initParams();
     }

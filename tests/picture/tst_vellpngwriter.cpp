@@ -1,4 +1,5 @@
 #include "picture/vellpngwriter.h"
+#include "support/vellimagesamples.h"
 
 #include <QBuffer>
 #include <QtTest>
@@ -9,21 +10,6 @@
 #include <vector>
 
 namespace {
-
-// Every channel of every pixel as 16-bit values (8-bit ones times 257),
-// from Qt's own pixel accessors: what any reader must give back.
-std::vector<quint16> samples(const QImage &image, int channels)
-{
-    std::vector<quint16> out;
-    out.reserve(size_t(image.width()) * size_t(image.height()) * size_t(channels));
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x) {
-            const QRgba64 c = image.pixelColor(x, y).rgba64();
-            const quint16 all[4] = {c.red(), c.green(), c.blue(), c.alpha()};
-            out.insert(out.end(), all, all + (channels == 1 ? 1 : channels));
-        }
-    return out;
-}
 
 // A mix of smooth runs and noise, so strips find matches in their
 // dictionaries and also store literals; 16-bit formats get low bytes too.
@@ -140,7 +126,7 @@ void TestVellPngWriter::roundTrip()
     // What the file must hold: straight colour for premultiplied input.
     const QImage reference = image.format() == QImage::Format_ARGB32_Premultiplied
                                  ? image.convertToFormat(QImage::Format_ARGB32) : image;
-    const std::vector<quint16> want = samples(reference, channels);
+    const std::vector<quint16> want = vellImageSamples(reference, channels);
 
     QByteArray first;
     for (int threads : {1, 2, 8}) {
@@ -168,7 +154,7 @@ void TestVellPngWriter::roundTrip()
 
         const QImage viaQt = QImage::fromData(bytes, "PNG");
         QCOMPARE(viaQt.size(), size);
-        const std::vector<quint16> got = samples(viaQt, channels);
+        const std::vector<quint16> got = vellImageSamples(viaQt, channels);
         for (size_t i = 0; i < want.size(); ++i)
             if (got[i] != want[i])
                 QFAIL(qPrintable(QStringLiteral("sample %1 (pixel %2): %3, want %4")

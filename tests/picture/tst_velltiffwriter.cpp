@@ -1,4 +1,5 @@
 #include "picture/velltiffwriter.h"
+#include "support/vellimagesamples.h"
 
 #include <QBuffer>
 #include <QColorSpace>
@@ -9,20 +10,6 @@
 #include <vector>
 
 namespace {
-
-// Every channel of every pixel as 16-bit values (8-bit ones times 257),
-// from Qt's own pixel accessors: what any reader must give back.
-std::vector<quint16> samples(const QImage &image, int channels)
-{
-    std::vector<quint16> out;
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x) {
-            const QRgba64 c = image.pixelColor(x, y).rgba64();
-            const quint16 all[4] = {c.red(), c.green(), c.blue(), c.alpha()};
-            out.insert(out.end(), all, all + channels);
-        }
-    return out;
-}
 
 // Noise in every channel, low bytes of 16-bit formats included, with some
 // fully transparent and fully opaque pixels.
@@ -130,8 +117,8 @@ void TestVellTiffWriter::roundTrip()
     QVERIFY(back == qtBack);
     if (depth == 8 && channels == 4)
         return;
-    const std::vector<quint16> want = samples(image, channels);
-    const std::vector<quint16> got = samples(back, channels);
+    const std::vector<quint16> want = vellImageSamples(image, channels);
+    const std::vector<quint16> got = vellImageSamples(back, channels);
     for (size_t i = 0; i < want.size(); ++i)
         QVERIFY2(got[i] == want[i], qPrintable(QStringLiteral("pixel %1,%2 channel %3: %4, not %5")
                                                    .arg(i / size_t(channels) % size_t(size.width()))

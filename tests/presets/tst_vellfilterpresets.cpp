@@ -44,15 +44,6 @@ QByteArray params(qint32 brightness, qint32 contrast)
     return bytes;
 }
 
-QByteArray currentParams(VellToolBase *tool)
-{
-    QByteArray bytes;
-    QDataStream out(&bytes, QIODevice::WriteOnly);
-    out.setVersion(QDataStream::Qt_4_8);
-    tool->serializeParams(out);
-    return bytes;
-}
-
 void setLanguage(const QString &code)
 {
     QSettings(VellDataLocation::configFile(), QSettings::IniFormat).setValue(QStringLiteral("language"), code);
@@ -241,7 +232,7 @@ private slots:
         VellFilterPresetsTable *table = view()->getTable();
         tool->setParameterValue(QStringLiteral("brightness"), 10);
         tool->setParameterValue(QStringLiteral("contrast"), 20);
-        const QByteArray user = currentParams(tool);
+        const QByteArray user = tool->parameterBytes();
         tool->apply();
         settle();
         const QImage before = preview();
@@ -249,12 +240,12 @@ private slots:
         emit table->mouseEnter();
         emit table->itemEntered(itemFor(QStringLiteral("Dark")));
         settle();
-        QCOMPARE(currentParams(tool), params(-50, 0));
+        QCOMPARE(tool->parameterBytes(), params(-50, 0));
         QVERIFY(preview() != before);
         emit table->itemEntered(itemFor(QStringLiteral("Bright")));
         emit table->mouseLeave();
         settle();
-        QCOMPARE(currentParams(tool), user);
+        QCOMPARE(tool->parameterBytes(), user);
         QCOMPARE(preview(), before);
 
         // A click makes the hovered preset what leaving restores.
@@ -263,7 +254,7 @@ private slots:
         emit table->itemClicked(itemFor(QStringLiteral("Dark")));
         emit table->itemEntered(itemFor(QStringLiteral("Bright")));
         emit table->mouseLeave();
-        QCOMPARE(currentParams(tool), params(-50, 0));
+        QCOMPARE(tool->parameterBytes(), params(-50, 0));
     }
 
     void captions_data()

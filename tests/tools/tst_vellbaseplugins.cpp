@@ -541,12 +541,7 @@ private slots:
         QFETCH(double, current);
         auto *filter = qobject_cast<VellToolBase *>(VellToolManager::getInstance()->getTool(id));
         QVERIFY(filter->setParameterValue(parameter, recorded));
-        QByteArray record;
-        {
-            QDataStream out(&record, QIODevice::WriteOnly);
-            out.setVersion(QDataStream::Qt_4_8);
-            filter->serializeParams(out);
-        }
+        const QByteArray record = filter->parameterBytes();
         QVERIFY(filter->setParameterValue(parameter, current));
         for (int cut = 0; cut < record.size(); ++cut) {
             QDataStream in(record.left(cut));
